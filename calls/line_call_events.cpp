@@ -1,0 +1,227 @@
+// The softphone's call events: how its call states become the TAPI call states of a telephone line.
+
+#include <array>
+
+#include "calls/call_manager.h"
+#include "calls/client_call_states.h"
+#include "calls/tapi_call.h"
+#include "calls/utc_clock.h"
+#include "lines/line.h"
+#include "logging/category_log.h"
+#include "platform/low32.h"
+
+namespace brivelnox {
+
+namespace {
+
+constexpr category_log Log{L"Line"};
+
+/// A softphone can report a call that TAPI placed as connected before it ever reports ringback. Such a report
+/// is not believed before this time has passed since the call was created.
+constexpr std::int32_t kBelievedConnectMilliseconds = 3000;
+
+/// LINECALLSTATE values to go through, in order; unused places are 0.
+using state_sequence = std::array<std::uint32_t, 3>;
+
+constexpr state_sequence kNone = {};
+constexpr state_sequence kAccepted = {LINECALLSTATE_ACCEPTED};
+constexpr state_sequence kRingback = {LINECALLSTATE_RINGBACK};
+constexpr state_sequence kConnected = {LINECALLSTATE_CONNECTED};
+constexpr state_sequence kOnHold = {LINECALLSTATE_ONHOLD};
+constexpr state_sequence kOfferingAccepted = {LINECALLSTATE_OFFERING, LINECALLSTATE_ACCEPTED};
+constexpr state_sequence kProceedingRingback = {LINECALLSTATE_PROCEEDING, LINECALLSTATE_RINGBACK};
+constexpr state_sequence kCallerConnected = {LINECALLSTATE_PROCEEDING, LINECALLSTATE_RINGBACK,
+                                             LINECALLSTATE_CONNECTED};
+constexpr state_sequence kCalleeConnected = {LINECALLSTATE_OFFERING, LINECALLSTATE_ACCEPTED,
+                                             LINECALLSTATE_CONNECTED};
+constexpr state_sequence kCallerOnHold = {LINECALLSTATE_PROCEEDING, LINECALLSTATE_CONNECTED,
+                                          LINECALLSTATE_ONHOLD};
+constexpr state_sequence kCalleeOnHold = {LINECALLSTATE_OFFERING, LINECALLSTATE_CONNECTED,
+                                          LINECALLSTATE_ONHOLD};
+
+void GoThrough(tapi_call& call, const state_sequence& states) {
+    for (const std::uint32_t state : states) {
+        if (state != 0) {
+            call.SetState(state, 0, true);
+        }
+    }
+}
+
+bool IsPlacedByTapi(const tapi_call& call) {
+    return call.StartedByTapi() && call.State() == LINECALLSTATE_PROCEEDING;
+}
+
+}  // namespace
+
+/// What one client state does. Conference and consultation are all plain CONNECTED for TAPI.
+struct line::client_state_rule {
+    std::int32_t client_state;
+    // For a call that is not known yet, where the local party is the caller or the called; without states the
+    // call is not created.
+    state_sequence new_caller;
+    state_sequence new_callee;
+    // For a known call that TAPI placed and that is still PROCEEDING; null: as any other.
+    placed_by_tapi_rule placed_by_tapi;
+    // For any other known call.
+    state_sequence known;
+};
+
+const line::client_state_rule* line::FindRule(std::int32_t client_state) {
+    static const client_state_rule kRules[] = {
+        {kClientIncoming, kNone, kNone, &line::ReportHeldBackConnect, kNone},
+        {kClientOutgoing, kNone, kNone, &line::ReportHeldBackConnect, kNone},
+        {kClientRinging, kOfferingAccepted, kOfferingAccepted, nullptr, kAccepted},
+        {kClientRingback, kProceedingRingback, kProceedingRingback, &line::ReportProceedingBeforeRingback,
+         kRingback},
+        {kClientConnected, kCallerConnected, kCalleeConnected, &line::ApplyConnectTiming, kConnected},
+        {kClientParked, kCallerOnHold, kCalleeOnHold, nullptr, kOnHold},
+        {kClientConferenceActive, kCallerConnected, kCalleeConnected, &line::ReportRingbackBeforeConnect,
+         kConnected},
+        {kClientConsult, kCallerConnected, kCalleeConnected, &line::ReportRingbackBeforeConnect, kConnected},
+        {kClientConferenceConsult, kCallerConnected, kCalleeConnected, &line::ReportRingbackBeforeConnect,
+         kConnected},
+        {kClientConferenceInactive, kCallerConnected, kCalleeConnected, &line::ReportRingbackBeforeConnect,
+         kConnected},
+    };
+    for (const client_state_rule& rule : kRules) {
+        if (rule.client_state == client_state) {
+            return &rule;
+        }
+    }
+    return nullptr;
+}
+
+void line::OnClientCallState(const client_call_state& state) {
+    const lock_pair_guard guard(lock_, events_);
+    const std::int32_t client_state = ParseClientCallState(state.callState);
+    Log(L"Client call state received. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, "
+        L"client call state: %s",
+        name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
+        state.callState.c_str());
+    // Held here: TAPI may close the call from inside any of the messages below.
+    const std::shared_ptr<tapi_call> call = FindCall(state.clientCallId);
+    const bool parameters_changed = call != nullptr && NoteEvent(*call, state, client_state);
+
+    const client_state_rule* const rule = FindRule(client_state);
+    if (call == nullptr) {
+        if (rule != nullptr) {
+            StartCall(*rule, state);
+        }
+        return;
+    }
+    if (client_state == kClientHangup) {
+        HangUp(*call, state.callReason);
+    } else if (rule != nullptr) {
+        ContinueCall(*rule, *call);
+    }
+    if (parameters_changed && !call->FinalStateSignalled()) {
+        call->FlushCallInfo();
+    }
+}
+
+/// Brings a known call's record up to date. Returns whether there is call information that TAPI has not been
+/// told.
+bool line::NoteEvent(tapi_call& call, const client_call_state& state, std::int32_t client_state) {
+    call.Update(state);
+    const bool parameters_changed = call.ChangedCallInfo() != 0;
+    // A call that an event has just created has no client state yet, so that its next event counts as a
+    // change. That is intended.
+    if (call.ExchangeClientState(client_state) != client_state) {
+        Log(L"Client call state changed. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, "
+            L"client call state: %s",
+            name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
+            state.callState.c_str());
+    } else if (parameters_changed) {
+        Log(L"Client call parameters changed. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: "
+            L"%s, "
+            L"client call state: %s",
+            name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
+            state.callState.c_str());
+    }
+    return parameters_changed;
+}
+
+void line::StartCall(const client_state_rule& rule, const client_call_state& state) {
+    const state_sequence& states = state.isCaller ? rule.new_caller : rule.new_callee;
+    if (states == kNone) {
+        return;
+    }
+    const std::uint32_t origin = state.isCaller ? LINECALLORIGIN_OUTBOUND : LINECALLORIGIN_INBOUND;
+    const std::shared_ptr<tapi_call> call = call_manager_.GetNewTapiCallHandle(*this, state, origin);
+    call->Update(state);
+    GoThrough(*call, states);
+}
+
+void line::ContinueCall(const client_state_rule& rule, tapi_call& call) {
+    if (rule.placed_by_tapi != nullptr && IsPlacedByTapi(call)) {
+        (this->*rule.placed_by_tapi)(call);
+    } else {
+        GoThrough(call, rule.known);
+    }
+}
+
+void line::ReportHeldBackConnect(tapi_call& call) {
+    if (call.ConnectedIgnored()) {
+        Log(L"Outbound call was started by TAPI, connected state was ignored, call is now 'outgoing' -> "
+            L"report as "
+            L"ringback.");
+        call.SetConnectedIgnored(false);
+        GoThrough(call, kProceedingRingback);
+    }
+}
+
+void line::ReportProceedingBeforeRingback(tapi_call& call) {
+    Log(L"Outbound call was started by TAPI -> report as proceeding before signaling ringback.");
+    GoThrough(call, kProceedingRingback);
+}
+
+void line::ApplyConnectTiming(tapi_call& call) {
+    const std::int32_t elapsed = MillisecondsBetween(call.CreatedAt(), call_manager_.Now());
+    if (elapsed < kBelievedConnectMilliseconds) {
+        Log(L"Outbound call is connected without ringback, duration %d ms. Call was started by TAPI -> "
+            L"report as "
+            L"proceeding.",
+            elapsed);
+        call.SetState(LINECALLSTATE_PROCEEDING, 0, true);
+        call.SetConnectedIgnored(true);
+    } else {
+        Log(L"Outbound call was started by TAPI, duration %d ms -> report as connected.", elapsed);
+        GoThrough(call, kCallerConnected);
+    }
+}
+
+void line::ReportRingbackBeforeConnect(tapi_call& call) {
+    Log(L"Outbound call is in a connected state but TAPI call is still proceeding. Call was started by TAPI "
+        L"-> report "
+        L"ringback before connect.");
+    GoThrough(call, kCallerConnected);
+}
+
+void line::HangUp(tapi_call& call, std::int32_t call_reason) {
+    if (call_reason == kCallReasonBusyHere) {
+        Log(L"Hangup, busy -> signal busy state for call");
+        call.SetState(LINECALLSTATE_BUSY, 0, true);
+        call.SetState(LINECALLSTATE_IDLE, 0, true);
+        call.SetFinalStateSignalled();
+        return;
+    }
+    const DWORD mode = DisconnectModeOf(call_reason);
+    Log(L"Client Hangup state might be temporary -> do not yet signal disconnected state");
+    // Any later state overwrites the mode with 0, and the call then ends without a reason. That is kept.
+    call.SetStateMode(mode);
+}
+
+void line::OnCallRemoved(const std::wstring& client_call_id) {
+    const lock_pair_guard guard(lock_, events_);
+    Log(L"Call removed %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s", name_.c_str(),
+        Low32(TapiLineHandle()), DeviceId(), client_call_id.c_str());
+    const std::shared_ptr<tapi_call> call = FindCall(client_call_id);
+    if (call == nullptr || call->FinalStateSignalled()) {
+        return;
+    }
+    call->SetState(LINECALLSTATE_DISCONNECTED, call->StateMode(), true);
+    call->SetState(LINECALLSTATE_IDLE, 0, true);
+    call->SetFinalStateSignalled();
+}
+
+}  // namespace brivelnox

@@ -1,0 +1,26 @@
+# Read by ctest itself: asks a test program for its suites and makes one test of each, so that a new test needs no
+# new configuration and the tests of a suite share one start of the program.
+#
+# brivelnox_add_test_suites(name program [KEY=VALUE of the environment...]). The caller sets `launcher`, which runs the
+# program, and `cmake_command`, which ctest does not know.
+function(brivelnox_add_test_suites name program)
+    execute_process(
+        COMMAND "${cmake_command}" -E env ${ARGN} ${launcher} "${program}" --gtest_list_tests
+        OUTPUT_VARIABLE listing ERROR_VARIABLE errors RESULT_VARIABLE result)
+    string(REPLACE "\r" "" listing "${listing}")
+    # Suites stand at the start of a line and end in a dot; their tests are indented.
+    string(REGEX MATCHALL "(^|\n)[A-Za-z_][A-Za-z0-9_/]*\\." suites "${listing}")
+    if(NOT result EQUAL 0 OR NOT suites)
+        # A program that cannot even be started must not look like one without tests.
+        add_test("${name}.list_tests" ${launcher} "${program}" --gtest_list_tests)
+        set_tests_properties("${name}.list_tests" PROPERTIES
+            ENVIRONMENT "${ARGN}" TIMEOUT 60 PASS_REGULAR_EXPRESSION "(^|\n)[A-Za-z_][A-Za-z0-9_/]*\\.")
+        return()
+    endif()
+    foreach(suite IN LISTS suites)
+        string(REGEX REPLACE "^\n|\\.$" "" suite "${suite}")
+        set(test "${name}.${suite}")
+        add_test("${test}" ${launcher} "${program}" "--gtest_filter=${suite}.*" --gtest_color=no)
+        set_tests_properties("${test}" PROPERTIES ENVIRONMENT "${ARGN}" TIMEOUT 300 LABELS "${name}")
+    endforeach()
+endfunction()

@@ -1,0 +1,21 @@
+# check_objects: compiles every source of every target and links nothing. For a second compiler whose warnings are
+# wanted, but which is not the one that the product is linked with.
+function(brivelnox_collect_targets folder result)
+    get_property(targets DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+    get_property(subfolders DIRECTORY "${folder}" PROPERTY SUBDIRECTORIES)
+    foreach(subfolder IN LISTS subfolders)
+        brivelnox_collect_targets("${subfolder}" inner)
+        list(APPEND targets ${inner})
+    endforeach()
+    set(${result} ${targets} PARENT_SCOPE)
+endfunction()
+
+brivelnox_collect_targets("${CMAKE_SOURCE_DIR}" all_targets)
+set(objects "")
+foreach(target IN LISTS all_targets)
+    get_target_property(type ${target} TYPE)
+    if(type MATCHES "^(EXECUTABLE|STATIC_LIBRARY|SHARED_LIBRARY|OBJECT_LIBRARY)$")
+        list(APPEND objects $<TARGET_OBJECTS:${target}>)
+    endif()
+endforeach()
+add_custom_target(check_objects DEPENDS ${objects})

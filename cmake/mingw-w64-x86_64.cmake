@@ -1,0 +1,17 @@
+# Cross build for 64-bit Windows with GCC and the mingw-w64 headers, C++ threads by winpthreads.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+
+set(BRIVELNOX_TRIPLET x86_64-w64-mingw32)
+set(CMAKE_C_COMPILER ${BRIVELNOX_TRIPLET}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${BRIVELNOX_TRIPLET}-g++-posix)
+set(CMAKE_RC_COMPILER ${BRIVELNOX_TRIPLET}-windres)
+
+set(CMAKE_FIND_ROOT_PATH /usr/${BRIVELNOX_TRIPLET} ${CMAKE_CURRENT_LIST_DIR}/../build/deps/${BRIVELNOX_TRIPLET})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# Programs of the target run through Wine, each in the prefix that the environment names.
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/wine-run)

@@ -1,0 +1,39 @@
+# brivelnox_settings: what every target of this project is compiled and linked with.
+add_library(brivelnox_settings INTERFACE)
+target_compile_features(brivelnox_settings INTERFACE cxx_std_20)
+target_include_directories(brivelnox_settings INTERFACE "${CMAKE_SOURCE_DIR}")
+target_compile_definitions(brivelnox_settings INTERFACE
+    UNICODE _UNICODE STRICT WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+if(MSVC)
+    target_compile_options(brivelnox_settings INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf
+        $<$<BOOL:${BRIVELNOX_WERROR}>:/WX>)
+    target_link_options(brivelnox_settings INTERFACE /guard:cf /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
+    return()
+endif()
+
+set(common_warnings -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wold-style-cast -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Wextra-semi -Wundef)
+set(gcc_warnings -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wnull-dereference)
+# TAPI's error codes are unsigned constants that its functions return as LONG: clang alone counts that as a conversion.
+set(clang_warnings -Wno-sign-conversion -Wthread-safety -Wthread-safety-beta -Wunreachable-code -Wnewline-eof)
+
+target_compile_options(brivelnox_settings INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:${common_warnings}>
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:${gcc_warnings}>
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:${clang_warnings}>
+    $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${BRIVELNOX_WERROR}>>:-Werror>
+    # No folder of the building machine in the program or its symbols.
+    $<$<COMPILE_LANGUAGE:CXX>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.>)
+
+# Nothing but Windows' own DLLs is needed at run time.
+target_link_options(brivelnox_settings INTERFACE
+    -static -static-libgcc -static-libstdc++ -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+
+if(BRIVELNOX_COVERAGE)
+    # Counters are updated from several threads; the paths of the sources have to be found again afterwards.
+    target_compile_options(brivelnox_settings INTERFACE
+        $<$<COMPILE_LANGUAGE:CXX>:--coverage> $<$<COMPILE_LANGUAGE:CXX>:-fprofile-update=atomic>)
+    target_link_options(brivelnox_settings INTERFACE --coverage)
+endif()

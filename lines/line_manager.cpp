@@ -1,0 +1,313 @@
+#include "lines/line_manager.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "lines/tapi_event_sender.h"
+#include "logging/category_log.h"
+#include "platform/ansi_text.h"
+#include "platform/low32.h"
+
+namespace brivelnox {
+
+namespace {
+
+constexpr category_log Log{L"LineManager"};
+
+constexpr std::int32_t kNoPermanentLineId = -1;
+constexpr std::chrono::milliseconds kCleanUpLockWait{5000};
+
+}  // namespace
+
+std::shared_ptr<line_manager> line_manager::Create(std::shared_ptr<call_manager> calls,
+                                                   LINEEVENT line_create_procedure, HPROVIDER provider_handle,
+                                                   std::uint32_t device_id_base,
+                                                   const rs_tsp_client_timing& timing) {
+    // The constructor is private so that no manager exists without its shared_ptr; make_shared cannot reach
+    // it.
+    std::shared_ptr<line_manager> manager(
+        new line_manager(std::move(calls), line_create_procedure, provider_handle, device_id_base, timing));
+    manager->Start();
+    return manager;
+}
+
+line_manager::line_manager(std::shared_ptr<call_manager> calls, LINEEVENT line_create_procedure,
+                           HPROVIDER provider_handle, std::uint32_t device_id_base,
+                           const rs_tsp_client_timing& timing)
+    : call_manager_(std::move(calls)),
+      line_create_procedure_(line_create_procedure),
+      provider_handle_(provider_handle),
+      device_id_base_(device_id_base),
+      next_device_id_(device_id_base),
+      client_(*this, timing) {}
+
+line_manager::~line_manager() {
+    Stop();
+}
+
+void line_manager::Start() {
+    client_.Start(weak_from_this());
+    // These two characters are all that is logged about the construction. That is intended.
+    Log(L"()");
+    CreateInitialLines();
+}
+
+void line_manager::Stop() {
+    if (stopped_.exchange(true)) {
+        return;
+    }
+    CleanUp();
+    client_.Stop();
+}
+
+void line_manager::CleanUp() {
+    Log(L"CleanUp");
+    try {
+        // Bounded: an application that blocks in a callback keeps one of these locks, and the telephony
+        // service has to be able to stop all the same.
+        if (!TryLockPairUntil(lines_lock_, event_lock_, lock_clock::now() + kCleanUpLockWait)) {
+            throw std::runtime_error("a callback does not return");
+        }
+        const lock_pair_guard guard(lines_lock_, event_lock_, std::adopt_lock);
+        DeleteLines();
+        // While the lock is held: nothing is on its way to TAPI, and nothing will be.
+        event_lock_.Shut();
+    } catch (...) {
+        Log(L"CleanUp: Failure cleaning up LineManager.");
+    }
+    event_lock_.Shut();
+}
+
+void line_manager::DeleteLines() {
+    Log(L"DeleteLines");
+    try {
+        // By number: TAPI may bring about a new line from inside a message.
+        for (std::size_t i = 0; i < lines_.size(); ++i) {
+            lines_[i]->Close();
+            lines_[i]->Retire();
+        }
+        retired_lines_ = std::exchange(lines_, {});
+        lines_by_driver_line_handle_.clear();
+        lines_by_permanent_line_id_.clear();
+        // The index by device identifier is deliberately left; it goes with the manager.
+    } catch (...) {
+        // The list and the indexes stay as they are.
+    }
+}
+
+void line_manager::CreateInitialLines() {
+    Log(L"CreateInitialLines");
+    try {
+        const client_registration_list registrations = client_.RequestClientRegistrations(true);
+        // TAPI learns of these lines by their number, never by LINE_CREATE.
+        ApplyRegistrationList(registrations, true);
+        if (registrations.empty()) {
+            (void)client_.RequestClientRegistrations(false);
+        }
+    } catch (...) {
+        // The provider goes on without lines; they come with the next list.
+    }
+}
+
+void line_manager::ApplyRegistrationList(const client_registration_list& registrations,
+                                         bool suppress_line_create) {
+    const lock_pair_guard guard(lines_lock_, event_lock_);
+    const std::uint32_t old_count = GetLineCount();
+    if (old_count != 0 && old_count != registrations.size()) {
+        Log(L"Client list changed. Old size: %d, new size: %d", old_count,
+            static_cast<std::uint32_t>(registrations.size()));
+    }
+    for (const client_registration& registration : registrations) {
+        ApplyRegistration(registration, registration.tcpPort != 0, suppress_line_create);
+    }
+}
+
+void line_manager::ApplyRegistration(const client_registration& registration, bool registered,
+                                     bool suppress_line_create) {
+    try {
+        const lock_pair_guard guard(lines_lock_, event_lock_);
+        if (event_lock_.IsShut()) {
+            return;
+        }
+        if (line* const known = FindLineByPermanentLineId(registration.permanentLineId); known != nullptr) {
+            Log(L"Update existing line");
+            known->UpdateRegistration(registration, registered);
+            known->UpdateServiceState(registration.clientConnected, registration.sipConnected);
+        } else {
+            // Registered or not: lines follow permanent ids, not the state of the registration. That is
+            // intended.
+            Log(L"Create new line");
+            CreateAnnouncedLine(registration, suppress_line_create);
+        }
+    } catch (...) {
+        // One registration that could not be applied must not cost the others.
+    }
+}
+
+void line_manager::CreateAnnouncedLine(const client_registration& registration, bool suppress_line_create) {
+    std::unique_ptr<line> created = CreateLine(registration);
+    line& new_line = *created;
+    AddLine(std::move(created));
+    new_line.UpdateServiceState(registration.clientConnected, registration.sipConnected);
+    if (!suppress_line_create) {
+        FireLineCreate(new_line);
+    }
+}
+
+std::unique_ptr<line> line_manager::CreateLine(const client_registration& registration) {
+    const std::uint32_t driver_line_handle = ++last_driver_line_handle_;
+    const std::uint32_t device_id =
+        device_id_base_ != kUnknownDeviceId ? next_device_id_++ : kUnknownDeviceId;
+    return std::make_unique<line>(driver_line_handle, registration, event_lock_, *call_manager_, client_,
+                                  device_id);
+}
+
+void line_manager::AddLine(std::unique_ptr<line> new_line) {
+    if (new_line == nullptr || lines_by_driver_line_handle_.contains(new_line->DriverLineHandle())) {
+        return;
+    }
+    line* const added = lines_.emplace_back(std::move(new_line)).get();
+    lines_by_driver_line_handle_[added->DriverLineHandle()] = added;
+    if (added->DeviceId() != kUnknownDeviceId) {
+        lines_by_device_id_[added->DeviceId()] = added;
+    }
+    if (added->PermanentLineId() != kNoPermanentLineId) {
+        lines_by_permanent_line_id_[added->PermanentLineId()] = added;
+    }
+}
+
+void line_manager::FireLineCreate(const line& new_line) {
+    if (line_create_procedure_ == nullptr) {
+        Log(L"Cannot fire LINE_CREATE, event proc is null");
+        return;
+    }
+    // The log shows the driver line handle under this label, while TAPI receives the device identifier. That
+    // is intended.
+    Log(L"Fire LINE_CREATE with temporary device identifier 0x%08X", new_line.DriverLineHandle());
+    if (event_lock_.IsShut()) {
+        return;
+    }
+    try {
+        SendTapiEvent(event_lock_, line_create_procedure_, {}, nullptr, nullptr, LINE_CREATE,
+                      reinterpret_cast<DWORD_PTR>(provider_handle_), new_line.DeviceId(), 0);
+    } catch (...) {
+        // The line stays unannounced.
+    }
+}
+
+std::uint32_t line_manager::GetLineCount() const {
+    const lock_guard guard(lines_lock_);
+    return static_cast<std::uint32_t>(lines_by_driver_line_handle_.size());
+}
+
+line* line_manager::FindLineByDriverLineHandle(std::uintptr_t driver_line_handle) const {
+    const lock_guard guard(lines_lock_);
+    const auto found = lines_by_driver_line_handle_.find(driver_line_handle);
+    return found != lines_by_driver_line_handle_.end() ? found->second : nullptr;
+}
+
+line* line_manager::FindLineByDeviceId(std::uint32_t device_id) const {
+    const lock_guard guard(lines_lock_);
+    const auto found = lines_by_device_id_.find(device_id);
+    return found != lines_by_device_id_.end() ? found->second : nullptr;
+}
+
+line* line_manager::FindLineByPermanentLineId(std::int32_t permanent_line_id) const {
+    const lock_guard guard(lines_lock_);
+    const auto found = lines_by_permanent_line_id_.find(permanent_line_id);
+    return found != lines_by_permanent_line_id_.end() ? found->second : nullptr;
+}
+
+void line_manager::OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle, HDRVLINE& driver_line_handle,
+                            LINEEVENT event_procedure) {
+    const lock_guard guard(lines_lock_);
+    line* const found = FindLineByDeviceId(device_id);
+    if (found == nullptr) {
+        return;
+    }
+    Log(L"Open line with deviceId 0x%08X and assign tapiLineHandle: 0x%08X. Event procedure address: 0x%08X. "
+        L"Return driverLineHandle: 0x%08X. %s",
+        device_id, Low32(tapi_line_handle), Low32(event_procedure), found->DriverLineHandle(),
+        found->Name().c_str());
+    found->Open(tapi_line_handle, event_procedure);
+    driver_line_handle = reinterpret_cast<HDRVLINE>(static_cast<std::uintptr_t>(found->DriverLineHandle()));
+}
+
+void line_manager::CloseLine(std::uintptr_t driver_line_handle) {
+    const lock_pair_guard guard(lines_lock_, event_lock_);
+    if (line* const found = FindLineByDriverLineHandle(driver_line_handle); found != nullptr) {
+        found->Close();
+    }
+}
+
+void line_manager::SetDeviceIdBase(std::uint32_t device_id_base) {
+    const lock_guard guard(lines_lock_);
+    device_id_base_ = device_id_base;
+    next_device_id_ = device_id_base;
+    for (const auto& numbered : lines_) {
+        const std::uint32_t device_id = next_device_id_++;
+        if (device_id != kUnknownDeviceId) {
+            numbered->InitializeDeviceId(device_id);
+            lines_by_device_id_[numbered->DeviceId()] = numbered.get();
+        }
+    }
+}
+
+void line_manager::UpdateDeviceId(line& line_to_update, std::uint32_t device_id) {
+    const lock_guard guard(lines_lock_);
+    if (device_id != kUnknownDeviceId) {
+        line_to_update.UpdateDeviceId(device_id);
+        // The temporary key is deliberately left: the line stays reachable under both identifiers.
+        lines_by_device_id_[device_id] = &line_to_update;
+    }
+}
+
+void line_manager::OnRegistrationList(const client_registration_list& registrations, bool initial) {
+    // An initial list is applied by the thread that waits for it.
+    if (!initial) {
+        ApplyRegistrationList(registrations, false);
+    }
+    list_complete_ = true;
+    if (changed_before_list_) {
+        changed_before_list_ = false;
+        (void)client_.RequestClientRegistrations(false);
+    }
+}
+
+void line_manager::OnClientRegistered(const client_registration& registration) {
+    Log(L"Client registered: %s on port %d", registration.tapiLineName.c_str(), registration.tcpPort);
+    ApplyChange(registration, true);
+}
+
+void line_manager::OnClientRefreshed(const client_registration& registration) {
+    ApplyChange(registration, true);
+}
+
+void line_manager::OnClientUnregistered(const client_registration& registration) {
+    Log(L"Client unregistered: %s", registration.tapiLineName.c_str());
+    ApplyChange(registration, false);
+}
+
+void line_manager::ApplyChange(const client_registration& registration, bool registered) {
+    if (list_complete_) {
+        ApplyRegistration(registration, registered, false);
+    } else {
+        changed_before_list_ = true;
+        Log(L"Client registration changed before receiving complete list");
+    }
+}
+
+void line_manager::OnCallState(std::int32_t permanent_line_id, const client_call_state& state) {
+    // The lines lock is held for the lookup only.
+    if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
+        found->OnClientCallState(state);
+    }
+}
+
+void line_manager::OnCallRemoved(std::int32_t permanent_line_id, const char* client_call_id) {
+    if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
+        found->OnCallRemoved(ToWide(client_call_id));
+    }
+}
+
+}  // namespace brivelnox

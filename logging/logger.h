@@ -1,0 +1,73 @@
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <string>
+
+#include "platform/locks.h"
+
+namespace brivelnox {
+
+/// The provider's diagnostic log: one text file with the current day's lines, rolled into a backup folder
+/// when the day changes, with the five newest backups kept. There are no levels and no settings; once started
+/// it is always on, for the life of the process.
+///
+/// The file is opened, appended to and closed again for every line, so that it can be read, moved or deleted
+/// at any time. No failure reaches the caller: a line that cannot be written is lost.
+///
+/// All operations may be called on any thread. One recursive lock serialises start, day check, roll and the
+/// writing of a line.
+class logger {
+  public:
+    /// Tells the current local time.
+    using local_clock = SYSTEMTIME (*)();
+
+    explicit logger(local_clock clock = &SystemLocalTime) : clock_(clock) {}
+    logger(const logger&) = delete;
+    logger& operator=(const logger&) = delete;
+
+    /// The one logger of this process.
+    static logger& Process();
+
+    /// Creates the folders and fixes the paths; does nothing once the logger is started. With
+    /// `use_common_application_data` the log lives under the machine-wide application-data folder, otherwise
+    /// under the user's temporary folder. If that folder cannot be found the logger stays unstarted, every
+    /// line is dropped, and a later start tries again. Takes the logger's lock.
+    void Start(bool use_common_application_data, const std::wstring& log_name);
+
+    /// As Start, but gives up at once when another thread holds the lock: for the DLL entry, which runs under
+    /// the loader lock that the thread writing a line may be waiting for.
+    void StartWithoutWaiting(bool use_common_application_data, const std::wstring& log_name);
+
+    /// Formats into 512 wide characters (longer output is cut) and writes the line. A null format writes
+    /// nothing.
+    void Log(const wchar_t* category, const wchar_t* format, ...) noexcept;
+
+    /// Writes one line: time, category in a field of 20 characters, text. Does nothing before the start.
+    void Write(const std::wstring& category, const std::wstring& text) noexcept;
+
+    /// Whether the folders exist and the paths are known.
+    [[nodiscard]] bool IsStarted() const { return started_.load(); }
+
+  private:
+    static SYSTEMTIME SystemLocalTime();
+
+    void StartLocked(bool use_common_application_data, const std::wstring& log_name)
+        BRIVELNOX_REQUIRES(lock_);
+    void WriteLocked(const SYSTEMTIME& now, const std::wstring& category, const std::wstring& text)
+        BRIVELNOX_REQUIRES(lock_);
+    [[nodiscard]] bool MustRoll(const SYSTEMTIME& now) const BRIVELNOX_REQUIRES(lock_);
+    void Roll(const SYSTEMTIME& now) const BRIVELNOX_REQUIRES(lock_);
+    void AppendLine(const std::wstring& line) const BRIVELNOX_REQUIRES(lock_);
+
+    const local_clock clock_;
+    std::atomic<bool> started_{false};
+    recursive_mutex lock_;
+    std::wstring log_file_path_ BRIVELNOX_GUARDED_BY(lock_);
+    std::wstring backup_folder_path_ BRIVELNOX_GUARDED_BY(lock_);
+    bool first_write_pending_ BRIVELNOX_GUARDED_BY(lock_) = true;
+    SYSTEMTIME date_of_last_line_ BRIVELNOX_GUARDED_BY(lock_) = {};
+};
+
+}  // namespace brivelnox

@@ -1,0 +1,135 @@
+#pragma once
+
+// The locks of the provider and the guards that take them. Locks are taken only through the guards below, so
+// that clang's analysis sees every acquisition and no path can leave one held.
+
+#include <windows.h>
+
+#include <chrono>
+#include <mutex>
+
+#include "platform/thread_annotations.h"
+
+namespace brivelnox {
+
+using lock_clock = std::chrono::steady_clock;
+
+/// A lock for a few lines of code that call nothing outside their own class (a "leaf"). Not recursive.
+class BRIVELNOX_CAPABILITY("mutex") mutex {
+  public:
+    mutex() = default;
+    mutex(const mutex&) = delete;
+    mutex& operator=(const mutex&) = delete;
+
+    void lock() BRIVELNOX_ACQUIRE() { inner_.lock(); }
+    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return inner_.try_lock(); }
+    void unlock() BRIVELNOX_RELEASE() { inner_.unlock(); }
+
+  private:
+    std::mutex inner_;
+};
+
+/// A lock that its holder may take again, because TAPI calls back into the provider from inside an event
+/// procedure. A failure of the lock itself raises std::system_error. Waiting can be bounded, which shutdown
+/// needs: an application that blocks in a callback must not keep the telephony service from stopping.
+class BRIVELNOX_CAPABILITY("mutex") recursive_mutex {
+  public:
+    recursive_mutex() = default;
+    recursive_mutex(const recursive_mutex&) = delete;
+    recursive_mutex& operator=(const recursive_mutex&) = delete;
+
+    void lock() BRIVELNOX_ACQUIRE() { inner_.lock(); }
+    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return inner_.try_lock(); }
+    bool try_lock_until(lock_clock::time_point deadline) BRIVELNOX_TRY_ACQUIRE(true) {
+        return inner_.try_lock_until(deadline);
+    }
+    void unlock() BRIVELNOX_RELEASE() { inner_.unlock(); }
+
+  private:
+    std::recursive_timed_mutex inner_;
+};
+
+/// A Win32 critical section, re-entrant, with a spin count for short holds on several processors.
+class BRIVELNOX_CAPABILITY("mutex") critical_section {
+  public:
+    explicit critical_section(DWORD spin_count) {
+        // Documented to succeed on every Windows that this provider can be loaded on.
+        (void)InitializeCriticalSectionAndSpinCount(&inner_, spin_count);
+    }
+    ~critical_section() { DeleteCriticalSection(&inner_); }
+    critical_section(const critical_section&) = delete;
+    critical_section& operator=(const critical_section&) = delete;
+
+    void lock() BRIVELNOX_ACQUIRE() { EnterCriticalSection(&inner_); }
+    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return TryEnterCriticalSection(&inner_) != FALSE; }
+    void unlock() BRIVELNOX_RELEASE() { LeaveCriticalSection(&inner_); }
+
+  private:
+    CRITICAL_SECTION inner_;
+};
+
+/// Holds one lock for the length of a block.
+template <class Lock>
+class BRIVELNOX_SCOPED_CAPABILITY lock_guard {
+  public:
+    explicit lock_guard(Lock& lock) BRIVELNOX_ACQUIRE(lock) : lock_(lock) { lock_.lock(); }
+    /// Takes charge of a lock that a successful try_lock has left held.
+    lock_guard(Lock& lock, std::adopt_lock_t) BRIVELNOX_REQUIRES(lock) : lock_(lock) {}
+    ~lock_guard() BRIVELNOX_RELEASE() { lock_.unlock(); }
+    lock_guard(const lock_guard&) = delete;
+    lock_guard& operator=(const lock_guard&) = delete;
+
+  private:
+    Lock& lock_;
+};
+
+/// Holds two locks for the length of a block. They are taken together: while one of them has to be waited
+/// for, the other is not held, so two threads that want the same pair, or one of them and then the other,
+/// cannot block each other.
+template <class First, class Second>
+class BRIVELNOX_SCOPED_CAPABILITY lock_pair_guard {
+  public:
+    lock_pair_guard(First& first, Second& second) BRIVELNOX_ACQUIRE(first, second)
+        : first_(first), second_(second) {
+        std::lock(first_, second_);
+    }
+    /// Takes charge of two locks that a successful TryLockPairUntil has left held.
+    lock_pair_guard(First& first, Second& second, std::adopt_lock_t) BRIVELNOX_REQUIRES(first, second)
+        : first_(first), second_(second) {}
+    ~lock_pair_guard() BRIVELNOX_RELEASE() {
+        second_.unlock();
+        first_.unlock();
+    }
+    lock_pair_guard(const lock_pair_guard&) = delete;
+    lock_pair_guard& operator=(const lock_pair_guard&) = delete;
+
+  private:
+    First& first_;
+    Second& second_;
+};
+
+/// Takes two locks as lock_pair_guard does, but waits at most until `deadline`. Returns whether both are
+/// held.
+template <class First, class Second>
+bool TryLockPairUntil(First& first, Second& second, lock_clock::time_point deadline)
+    BRIVELNOX_TRY_ACQUIRE(true, first, second) BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+    for (;;) {
+        if (!first.try_lock_until(deadline)) {
+            return false;
+        }
+        if (second.try_lock()) {
+            return true;
+        }
+        first.unlock();
+        // Wait for the one that was taken, without holding the other.
+        if (!second.try_lock_until(deadline)) {
+            return false;
+        }
+        if (first.try_lock()) {
+            return true;
+        }
+        second.unlock();
+    }
+}
+
+}  // namespace brivelnox

@@ -1,0 +1,239 @@
+// The requests by which TAPI opens and closes lines and controls calls. Each checks its arguments, has the
+// line manager or the call manager do the work, and reports completion.
+
+#include <string>
+
+#include "calls/tapi_call.h"
+#include "platform/low32.h"
+#include "provider/guarded.h"
+#include "provider/telephony_manager.h"
+
+namespace brivelnox {
+
+namespace {
+
+std::uintptr_t LineKey(HDRVLINE line_handle) {
+    return reinterpret_cast<std::uintptr_t>(line_handle);
+}
+
+std::uint64_t CallKey(HDRVCALL call) {
+    return reinterpret_cast<std::uintptr_t>(call);
+}
+
+HDRVCALL ToDriverCallHandle(std::uint64_t handle) {
+    return reinterpret_cast<HDRVCALL>(static_cast<std::uintptr_t>(handle));
+}
+
+}  // namespace
+
+template <class Operation>
+LONG telephony_manager::Asynchronous(DRV_REQUESTID request_id, const wchar_t* message,
+                                     Operation&& operation) noexcept {
+    return Guarded(message, [&] {
+        operation(*Lines());
+        ReportCompletion(request_id, 0);
+        return static_cast<LONG>(request_id);
+    });
+}
+
+LONG telephony_manager::ProviderCreateLineDevice(DWORD temporary_id, DWORD device_id) noexcept {
+    return Guarded(L"ProviderCreateLineDevice: Caught Exception!", [&]() -> LONG {
+        const auto lines = Lines();
+        line* const found = lines->FindLineByDeviceId(temporary_id);
+        if (found == nullptr) {
+            ProviderLog(L"Did not find line by temporary deviceId 0x%08X", temporary_id);
+            return LINEERR_OPERATIONFAILED;
+        }
+        ProviderLog(L"Update temporary deviceId 0x%08X to 0x%08X", temporary_id, device_id);
+        lines->UpdateDeviceId(*found, device_id);
+        return 0;
+    });
+}
+
+LONG telephony_manager::CheckLineOpen(DWORD device_id, HTAPILINE tapi_line_handle,
+                                      const HDRVLINE* driver_line_handle,
+                                      LINEEVENT event_procedure) noexcept {
+    // The third value is the address for the handle, whatever its label says. The label is kept.
+    ProviderLog(
+        L"TSPI_lineOpen deviceId: 0x%08X, tapiLineHandle: 0x%08X, eventProc: 0x%08X, eventProc: 0x%08X",
+        device_id, Low32(tapi_line_handle), Low32(driver_line_handle), Low32(event_procedure));
+    if (driver_line_handle == nullptr) {
+        ProviderLog(L"TSPI_lineOpen called with invalid lphdLine: 0x%08X. %s", 0, L"");
+        return LINEERR_INVALPOINTER;
+    }
+    if (event_procedure == nullptr) {
+        ProviderLog(L"TSPI_lineOpen called with invalid lpfnEventProc: 0x%08X. %s", 0, L"");
+        return LINEERR_INVALPOINTER;
+    }
+    return 0;
+}
+
+LONG telephony_manager::LineOpen(DWORD device_id, HTAPILINE tapi_line_handle, HDRVLINE* driver_line_handle,
+                                 DWORD version, LINEEVENT event_procedure) noexcept {
+    return Guarded(L"LineOpen: Caught Exception!", [&]() -> LONG {
+        if (!IsSupportedVersion(version)) {
+            return LINEERR_INCOMPATIBLEAPIVERSION;
+        }
+        // A device that names no line is deliberately no error; the handle is then left as TAPI gave it.
+        Lines()->OpenLine(device_id, tapi_line_handle, Require(driver_line_handle), event_procedure);
+        return 0;
+    });
+}
+
+LONG telephony_manager::LineClose(HDRVLINE line_handle) noexcept {
+    return Guarded(L"LineClose: Caught Exception!", [&] {
+        Lines()->CloseLine(LineKey(line_handle));
+        return 0L;
+    });
+}
+
+LONG telephony_manager::LineMakeCall(DRV_REQUESTID request_id, HDRVLINE line_handle,
+                                     HTAPICALL tapi_call_handle, HDRVCALL* driver_call_handle,
+                                     const wchar_t* destination, DWORD country_code) noexcept {
+    return Guarded(L"LineMakeCallAsync: Caught Exception!", [&]() -> LONG {
+        const auto lines = Lines();
+        line* const found = lines->FindLineByDriverLineHandle(LineKey(line_handle));
+        if (destination == nullptr) {
+            ProviderLog(L"LineMakeCallAsync: Invalid destination address was given.");
+            return LINEERR_INVALADDRESS;
+        }
+        if (found == nullptr) {
+            return LINEERR_INVALLINEHANDLE;
+        }
+        if (!found->ClientConnected()) {
+            ProviderLog(L"LineMakeCallAsync: Service unavailable.");
+            return LINEERR_OPERATIONUNAVAIL;
+        }
+        HDRVCALL& handle = Require(driver_call_handle);
+        std::uint64_t new_handle = 0;
+        found->MakeCall(tapi_call_handle, country_code, destination, new_handle);
+        handle = ToDriverCallHandle(new_handle);
+        ReportCompletion(request_id, 0);
+        return static_cast<LONG>(request_id);
+    });
+}
+
+LONG telephony_manager::LineDial(DRV_REQUESTID request_id, HDRVCALL call, const wchar_t* destination,
+                                 DWORD country_code) noexcept {
+    // The messages deliberately name the make-call request.
+    return Guarded(L"LineMakeCallAsync: Caught Exception!", [&]() -> LONG {
+        const auto lines = Lines();
+        const std::shared_ptr<tapi_call> found = lines->Calls().FindCall(CallKey(call));
+        if (found == nullptr) {
+            ProviderLog(L"LineMakeCallAsync: Line not found for driverCallHandle 0x%08X.", Low32(call));
+            return LINEERR_OPERATIONFAILED;
+        }
+        if (found->State() != LINECALLSTATE_DIALTONE) {
+            ProviderLog(L"LineMakeCallAsync: Call is not in state dialtone");
+            return LINEERR_DIALDIALTONE;
+        }
+        if (destination == nullptr) {
+            ProviderLog(L"LineMakeCallAsync: Invalid destination address was given.");
+            return LINEERR_INVALADDRESS;
+        }
+        line* const owning_line = found->Line();
+        if (owning_line == nullptr) {
+            ProviderLog(L"LineMakeCallAsync: No line related to call.");
+            return LINEERR_INVALADDRESS;
+        }
+        if (!owning_line->ClientConnected()) {
+            return LINEERR_OPERATIONUNAVAIL;
+        }
+        owning_line->Dial(found, country_code, destination);
+        ReportCompletion(request_id, 0);
+        return static_cast<LONG>(request_id);
+    });
+}
+
+LONG telephony_manager::LineAnswer(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
+    return Asynchronous(request_id, L"LineAnswerCall: Caught Exception!",
+                        [&](line_manager& lines) { lines.Calls().AnswerCall(CallKey(call)); });
+}
+
+LONG telephony_manager::LineHold(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
+    return Asynchronous(request_id, L"LineHoldCall: Caught Exception!",
+                        [&](line_manager& lines) { lines.Calls().HoldCall(CallKey(call)); });
+}
+
+LONG telephony_manager::LineUnhold(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
+    return Asynchronous(request_id, L"LineUnHoldCall: Caught Exception!",
+                        [&](line_manager& lines) { lines.Calls().ResumeCall(CallKey(call)); });
+}
+
+LONG telephony_manager::LineSwapHold(DRV_REQUESTID request_id, HDRVCALL, HDRVCALL held_call) noexcept {
+    // The softphone itself puts its active call on hold when it resumes another one.
+    return LineUnhold(request_id, held_call);
+}
+
+LONG telephony_manager::LineBlindTransfer(DRV_REQUESTID request_id, HDRVCALL call,
+                                          const wchar_t* destination) noexcept {
+    return Forward(request_id, L"LineBlindTransfer: Caught Exception!", call, destination);
+}
+
+LONG telephony_manager::LineRedirect(DRV_REQUESTID request_id, HDRVCALL call,
+                                     const wchar_t* destination) noexcept {
+    return Forward(request_id, L"LineRedirect: Caught Exception!", call, destination);
+}
+
+LONG telephony_manager::Forward(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
+                                const wchar_t* destination) noexcept {
+    return Asynchronous(request_id, message, [&](line_manager& lines) {
+        lines.Calls().ForwardCall(CallKey(call), std::wstring(&Require(destination)));
+    });
+}
+
+LONG telephony_manager::LineSetupTransfer(DRV_REQUESTID request_id, HDRVCALL call,
+                                          HTAPICALL tapi_consult_call,
+                                          HDRVCALL* driver_consult_call) noexcept {
+    std::uint64_t consultation_handle = 0;
+    const LONG result =
+        Asynchronous(request_id, L"LineSetupTransfer: Caught Exception!", [&](line_manager& lines) {
+            HDRVCALL& handle = Require(driver_consult_call);
+            lines.Calls().PrepareConsultationCall(CallKey(call), tapi_consult_call, consultation_handle);
+            handle = ToDriverCallHandle(consultation_handle);
+        });
+    if (result == static_cast<LONG>(request_id)) {
+        try {
+            const auto lines = Lines();
+            if (const auto consultation_call = lines->Calls().FindCall(consultation_handle)) {
+                consultation_call->SetState(LINECALLSTATE_DIALTONE, 0, true);
+            }
+        } catch (...) {
+            // The request has been completed; what happens now is deliberately neither told nor logged.
+        }
+    }
+    return result;
+}
+
+LONG telephony_manager::LineCompleteTransfer(DRV_REQUESTID request_id, HDRVCALL call, HDRVCALL consult_call,
+                                             DWORD transfer_mode) noexcept {
+    if (transfer_mode == LINETRANSFERMODE_CONFERENCE) {
+        return LINEERR_OPERATIONUNAVAIL;
+    }
+    // The consultation call is the active one, the first call the one on hold.
+    return Asynchronous(request_id, L"LineCompleteTransfer: Caught Exception!", [&](line_manager& lines) {
+        lines.Calls().TransferCall(CallKey(consult_call), CallKey(call));
+    });
+}
+
+LONG telephony_manager::LineDrop(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
+    return Asynchronous(request_id, L"LineDropCallAsync: Caught Exception!",
+                        [&](line_manager& lines) { lines.Calls().DropCall(CallKey(call)); });
+}
+
+LONG telephony_manager::LineCloseCall(HDRVCALL call) noexcept {
+    return Guarded(L"LineCloseCall: Caught Exception!", [&] {
+        Lines()->Calls().CloseCall(CallKey(call));
+        return 0L;
+    });
+}
+
+LONG telephony_manager::LineGenerateDigits(HDRVCALL call, DWORD end_to_end_id,
+                                           const wchar_t* digits) noexcept {
+    // The end-to-end id goes where the call manager expects the digit mode. That is kept; neither is used.
+    return Guarded(L"LineGenerateDigits: Caught Exception!", [&] {
+        return Lines()->Calls().GenerateDigits(CallKey(call), end_to_end_id, std::wstring(&Require(digits)));
+    });
+}
+
+}  // namespace brivelnox

@@ -1,0 +1,114 @@
+#include "provider/provider_lifecycle.h"
+
+#include <utility>
+
+#include "provider/guarded.h"
+#include "provider/provider_log.h"
+
+namespace brivelnox {
+
+provider_lifecycle& provider_lifecycle::Process() {
+    static provider_lifecycle instance;
+    return instance;
+}
+
+std::shared_ptr<telephony_manager> provider_lifecycle::Manager() const {
+    const lock_guard guard(manager_lock_);
+    return manager_;
+}
+
+void provider_lifecycle::SetLineManagerFactory(line_manager_factory factory) {
+    const lock_guard guard(lifecycle_lock_);
+    factory_ = std::move(factory);
+}
+
+std::shared_ptr<line_manager> provider_lifecycle::MakeLineManager(std::shared_ptr<call_manager> calls,
+                                                                  std::uint32_t device_id_base) const {
+    return line_manager::Create(std::move(calls), line_create_procedure_.load(), provider_handle_.load(),
+                                device_id_base);
+}
+
+std::shared_ptr<telephony_manager> provider_lifecycle::EnsureManager(std::uint32_t device_id_base) {
+    if (auto existing = Manager()) {
+        return existing;
+    }
+    const line_manager_factory factory =
+        factory_ != nullptr ? factory_ : [this](auto calls, std::uint32_t base) {
+            return MakeLineManager(std::move(calls), base);
+        };
+    auto created = telephony_manager::Create(device_id_base, factory);
+    const lock_guard guard(manager_lock_);
+    manager_ = created;
+    return created;
+}
+
+void provider_lifecycle::Forget() noexcept {
+    std::shared_ptr<telephony_manager> manager;
+    {
+        const lock_guard guard(manager_lock_);
+        manager = std::move(manager_);
+        manager_ = nullptr;
+    }
+    if (manager != nullptr) {
+        manager->Destroy();
+    }
+}
+
+LONG provider_lifecycle::EnumDevices(DWORD* line_count, DWORD* phone_count, HPROVIDER provider_handle,
+                                     LINEEVENT line_create_procedure) noexcept {
+    ProviderLog(L"TSPI_providerEnumDevices");
+    if (line_create_procedure == nullptr) {
+        ProviderLog(L"lpfnLineCreateProc is null, return LINEERR_INVALPOINTER");
+        return LINEERR_INVALPOINTER;
+    }
+    const lock_guard guard(lifecycle_lock_);
+    try {
+        line_create_procedure_.store(line_create_procedure);
+        provider_handle_.store(provider_handle);
+        ProviderLog(L"InitAppDomain and logging");
+        const auto manager = EnsureManager(kUnknownDeviceId);
+        Require(line_count) = manager->LineCount();
+        Require(phone_count) = 0;
+        return 0;
+    } catch (...) {
+        Forget();
+        ProviderLog(L"Exception in TSPI_providerEnumDevices");
+        return LINEERR_OPERATIONFAILED;
+    }
+}
+
+LONG provider_lifecycle::Init(DWORD version, DWORD device_id_base,
+                              ASYNC_COMPLETION completion_procedure) noexcept {
+    ProviderLog(L"TSPI_providerInit");
+    if (!IsSupportedVersion(version)) {
+        return LINEERR_INCOMPATIBLEAPIVERSION;
+    }
+    const lock_guard guard(lifecycle_lock_);
+    try {
+        const auto manager = EnsureManager(device_id_base);
+        manager->SetCompletionProcedure(completion_procedure);
+        manager->SetDeviceIdBase(device_id_base);
+        ProviderLog(L"Initial line count: %d", manager->LineCount());
+        return 0;
+    } catch (...) {
+        Forget();
+        ProviderLog(L"Exception in TSPI_providerInit");
+        return LINEERR_OPERATIONFAILED;
+    }
+}
+
+LONG provider_lifecycle::Shutdown(DWORD version) noexcept {
+    ProviderLog(L"TSPI_providerShutdown");
+    if (!IsSupportedVersion(version)) {
+        return LINEERR_INCOMPATIBLEAPIVERSION;
+    }
+    const lock_guard guard(lifecycle_lock_);
+    if (const auto manager = Manager()) {
+        manager->CleanUp();
+        // A second CleanUp: the log deliberately shows two.
+        Forget();
+    }
+    return 0;
+}
+
+}  // namespace brivelnox

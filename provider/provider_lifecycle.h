@@ -1,0 +1,66 @@
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <memory>
+
+#include <tspi.h>
+
+#include "platform/locks.h"
+#include "provider/telephony_manager.h"
+
+namespace brivelnox {
+
+/// Whether the provider is initialised, and the entry points that make it so: holds the one telephony manager
+/// and what TAPI hands over before there is one. Initialising and shutting down exclude each other; a request
+/// that finds the manager holds it while it runs.
+class provider_lifecycle {
+  public:
+    provider_lifecycle() = default;
+    provider_lifecycle(const provider_lifecycle&) = delete;
+    provider_lifecycle& operator=(const provider_lifecycle&) = delete;
+
+    /// The one of this process.
+    static provider_lifecycle& Process();
+
+    /// The telephony manager, or null while the provider is not initialised. Any thread; never waits for the
+    /// others.
+    [[nodiscard]] std::shared_ptr<telephony_manager> Manager() const;
+
+    /// TSPI_providerEnumDevices: stores TAPI's procedure and handle, initialises, and writes the number of
+    /// lines and of phones (none). LINEERR_INVALPOINTER without a procedure; LINEERR_OPERATIONFAILED, and not
+    /// initialised any more, after an exception.
+    LONG EnumDevices(DWORD* line_count, DWORD* phone_count, HPROVIDER provider_handle,
+                     LINEEVENT line_create_procedure) noexcept;
+
+    /// TSPI_providerInit: initialises if need be, stores the completion procedure and numbers the lines.
+    /// LINEERR_INCOMPATIBLEAPIVERSION for a version that fails the test; after an exception as EnumDevices.
+    LONG Init(DWORD version, DWORD device_id_base, ASYNC_COMPLETION completion_procedure) noexcept;
+
+    /// TSPI_providerShutdown: back to not initialised. 0 without initialisation; the version is tested all
+    /// the same.
+    LONG Shutdown(DWORD version) noexcept;
+
+    /// Tests only: how managers get their line manager from now on.
+    void SetLineManagerFactory(line_manager_factory factory);
+
+  private:
+    std::shared_ptr<telephony_manager> EnsureManager(std::uint32_t device_id_base)
+        BRIVELNOX_REQUIRES(lifecycle_lock_);
+    void Forget() noexcept BRIVELNOX_REQUIRES(lifecycle_lock_);
+    [[nodiscard]] std::shared_ptr<line_manager> MakeLineManager(std::shared_ptr<call_manager> calls,
+                                                                std::uint32_t device_id_base) const;
+
+    // Excludes initialising and shutting down on two threads; recursive for a TAPI that shuts down from a
+    // callback.
+    recursive_mutex lifecycle_lock_;
+    std::atomic<LINEEVENT> line_create_procedure_{nullptr};
+    std::atomic<HPROVIDER> provider_handle_{nullptr};
+    line_manager_factory factory_ BRIVELNOX_GUARDED_BY(lifecycle_lock_);
+    // Guards only the pointer; never held while calling out.
+    mutable mutex manager_lock_;
+    std::shared_ptr<telephony_manager> manager_ BRIVELNOX_GUARDED_BY(manager_lock_);
+};
+
+}  // namespace brivelnox

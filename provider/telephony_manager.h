@@ -1,0 +1,141 @@
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <tspi.h>
+
+#include "calls/call_manager.h"
+#include "lines/line_manager.h"
+#include "platform/locks.h"
+
+namespace brivelnox {
+
+/// How a telephony manager gets its line manager. May throw.
+using line_manager_factory = std::function<std::shared_ptr<line_manager>(std::shared_ptr<call_manager> calls,
+                                                                         std::uint32_t device_id_base)>;
+
+/// The one object behind TAPI's entry points. Owns the call manager (made first, released last) and the line
+/// manager (made last, released first), reports asynchronous results, and holds the bodies of the line and
+/// call entry points.
+///
+/// Threads: TAPI calls on its own threads, several at once. Each request holds this object and, through it,
+/// the line manager while it runs; shutdown on another thread takes both away without taking them from under
+/// it. Bodies that say "asynchronous" report their completion with result 0 and return the request id as soon
+/// as the work has been handed on; they never report a failed completion. A body whose work throws, or that
+/// finds no line manager, logs its own message, reports nothing and returns LINEERR_OPERATIONFAILED. A null
+/// pointer from TAPI counts as such a failure where no other outcome is said.
+class telephony_manager {
+  public:
+    /// Makes the manager with its call manager and line manager. Never throws for a failure of these: it is
+    /// logged, and the manager returned then has neither, so that every request that needs one fails. Throws
+    /// only when there is no memory for the manager itself.
+    static std::shared_ptr<telephony_manager> Create(std::uint32_t device_id_base,
+                                                     const line_manager_factory& factory);
+
+    telephony_manager(const telephony_manager&) = delete;
+    telephony_manager& operator=(const telephony_manager&) = delete;
+    ~telephony_manager();
+
+    /// Stops and releases the line manager, then the call manager. Waits as line_manager::Stop does. If
+    /// stopping throws, both stay.
+    void CleanUp();
+
+    /// What the destructor does, on the thread that shuts down: a second CleanUp. The memory goes when the
+    /// last request that is still inside has left.
+    void Destroy();
+
+    /// TAPI's completion procedure; null until TAPI has told it.
+    void SetCompletionProcedure(ASYNC_COMPLETION procedure) { completion_procedure_.store(procedure); }
+    /// Stores TAPI's line device identifier base and, when it is another than before, numbers the lines from
+    /// it.
+    void SetDeviceIdBase(std::uint32_t device_id_base);
+    /// The number of lines; 0 without a line manager.
+    [[nodiscard]] std::uint32_t LineCount() const;
+
+    /// Tells TAPI the result of an asynchronous request, with the event lock held. Does nothing while TAPI
+    /// has not told its completion procedure. Throws when the line manager has gone or been stopped: nothing
+    /// can be told any more, and the request has to fail instead.
+    void ReportCompletion(DRV_REQUESTID request_id, LONG result);
+
+    // Line and call requests (provider/line_requests.cpp).
+
+    /// Checks that need no manager. Returns 0 or the error to return; logs the request.
+    static LONG CheckLineOpen(DWORD device_id, HTAPILINE tapi_line_handle, const HDRVLINE* driver_line_handle,
+                              LINEEVENT event_procedure) noexcept;
+    LONG ProviderCreateLineDevice(DWORD temporary_id, DWORD device_id) noexcept;
+    /// LINEERR_INCOMPATIBLEAPIVERSION for a version that fails the test. An unknown device opens nothing and
+    /// is no error.
+    LONG LineOpen(DWORD device_id, HTAPILINE tapi_line_handle, HDRVLINE* driver_line_handle, DWORD version,
+                  LINEEVENT event_procedure) noexcept;
+    LONG LineClose(HDRVLINE line_handle) noexcept;
+    /// Asynchronous. LINEERR_INVALADDRESS without a destination, LINEERR_INVALLINEHANDLE for an unknown line,
+    /// LINEERR_OPERATIONUNAVAIL while the line's softphone is not connected.
+    LONG LineMakeCall(DRV_REQUESTID request_id, HDRVLINE line_handle, HTAPICALL tapi_call_handle,
+                      HDRVCALL* driver_call_handle, const wchar_t* destination, DWORD country_code) noexcept;
+    /// Asynchronous. LINEERR_OPERATIONFAILED for an unknown call, LINEERR_DIALDIALTONE in any state but dial
+    /// tone, LINEERR_INVALADDRESS without a destination, LINEERR_OPERATIONUNAVAIL while the softphone is not
+    /// connected.
+    LONG LineDial(DRV_REQUESTID request_id, HDRVCALL call, const wchar_t* destination,
+                  DWORD country_code) noexcept;
+    /// Asynchronous; an unknown call completes with 0, as for the requests that follow.
+    LONG LineAnswer(DRV_REQUESTID request_id, HDRVCALL call) noexcept;
+    LONG LineHold(DRV_REQUESTID request_id, HDRVCALL call) noexcept;
+    LONG LineUnhold(DRV_REQUESTID request_id, HDRVCALL call) noexcept;
+    LONG LineSwapHold(DRV_REQUESTID request_id, HDRVCALL active_call, HDRVCALL held_call) noexcept;
+    LONG LineBlindTransfer(DRV_REQUESTID request_id, HDRVCALL call, const wchar_t* destination) noexcept;
+    LONG LineRedirect(DRV_REQUESTID request_id, HDRVCALL call, const wchar_t* destination) noexcept;
+    /// Creates the consultation call, completes the request, then puts that call into dial tone.
+    LONG LineSetupTransfer(DRV_REQUESTID request_id, HDRVCALL call, HTAPICALL tapi_consult_call,
+                           HDRVCALL* driver_consult_call) noexcept;
+    /// LINEERR_OPERATIONUNAVAIL for a conference.
+    LONG LineCompleteTransfer(DRV_REQUESTID request_id, HDRVCALL call, HDRVCALL consult_call,
+                              DWORD transfer_mode) noexcept;
+    LONG LineDrop(DRV_REQUESTID request_id, HDRVCALL call) noexcept;
+    LONG LineCloseCall(HDRVCALL call) noexcept;
+    /// Not asynchronous: returns 0, or LINEERR_OPERATIONFAILED when refused.
+    LONG LineGenerateDigits(HDRVCALL call, DWORD end_to_end_id, const wchar_t* digits) noexcept;
+
+    // Line and address information (provider/line_information.cpp). All fill the TAPI 2.2 layout, whatever
+    // version was negotiated; a field that is not filled keeps what the caller handed over.
+
+    LONG LineGetDevCaps(DWORD device_id, DWORD version, LINEDEVCAPS* caps) noexcept;
+    LONG LineGetAddressCaps(DWORD device_id, DWORD address_id, DWORD version, LINEADDRESSCAPS* caps) noexcept;
+    LONG LineGetLineDevStatus(HDRVLINE line_handle, LINEDEVSTATUS* status) noexcept;
+    LONG LineGetAddressStatus(HDRVLINE line_handle, LINEADDRESSSTATUS* status) noexcept;
+    LONG LineGetId(HDRVLINE line_handle, VARSTRING* device_id, const wchar_t* device_class) noexcept;
+
+    // Call information (provider/call_information.cpp).
+
+    LONG LineGetCallInfo(HDRVCALL call, LINECALLINFO* info) noexcept;
+    /// The result is logged, not told: the entry point returns 0 to TAPI whatever happens.
+    LONG LineGetCallStatus(HDRVCALL call, LINECALLSTATUS* status) noexcept;
+
+  private:
+    explicit telephony_manager(std::uint32_t device_id_base) : device_id_base_(device_id_base) {}
+
+    void Initialize(const line_manager_factory& factory);
+    [[nodiscard]] std::shared_ptr<line_manager> CurrentLines() const;
+    /// The line manager, held for the length of a request. Throws when there is none.
+    [[nodiscard]] std::shared_ptr<line_manager> Lines() const;
+    /// Runs the operation with the line manager, completes the request and returns its id.
+    template <class Operation>
+    LONG Asynchronous(DRV_REQUESTID request_id, const wchar_t* message, Operation&& operation) noexcept;
+    LONG Forward(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
+                 const wchar_t* destination) noexcept;
+
+    // Guards only the pointers; never held while calling out.
+    mutable mutex owners_lock_;
+    std::shared_ptr<line_manager> line_manager_ BRIVELNOX_GUARDED_BY(owners_lock_);
+    std::shared_ptr<call_manager> call_manager_ BRIVELNOX_GUARDED_BY(owners_lock_);
+    std::atomic<ASYNC_COMPLETION> completion_procedure_{nullptr};
+    std::atomic<std::uint32_t> device_id_base_;
+    bool destroyed_ = false;
+};
+
+}  // namespace brivelnox

@@ -1,0 +1,109 @@
+#include "registry_service/protocol_reader.h"
+
+#include <cstring>
+#include <limits>
+#include <optional>
+
+#include <tinyxml2.h>
+
+#include "platform/ansi_text.h"
+
+namespace brivelnox {
+
+namespace {
+
+bool IsDigit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+/// The decimal number at the start of the text. Not the XML library's own reader, which also takes
+/// hexadecimal.
+std::optional<std::int32_t> ParseDecimal(const char* text) {
+    text += std::strspn(text, " \t\r\n\v\f");
+    const bool negative = *text == '-';
+    if (*text == '-' || *text == '+') {
+        ++text;
+    }
+    if (!IsDigit(*text)) {
+        return std::nullopt;
+    }
+    const std::int64_t limit = std::numeric_limits<std::int32_t>::max() + std::int64_t{negative ? 1 : 0};
+    std::int64_t value = 0;
+    for (; IsDigit(*text); ++text) {
+        value = value * 10 + (*text - '0');
+        if (value > limit) {
+            return std::nullopt;
+        }
+    }
+    return static_cast<std::int32_t>(negative ? -value : value);
+}
+
+char ToLower(char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+bool EqualsIgnoringCase(const char* text, const char* lower_case) {
+    while (*text != '\0' && ToLower(*text) == *lower_case) {
+        ++text;
+        ++lower_case;
+    }
+    return *text == '\0' && *lower_case == '\0';
+}
+
+std::wstring WideAttribute(const tinyxml2::XMLElement& element, const char* name) {
+    return ToWide(TextAttribute(element, name));
+}
+
+}  // namespace
+
+const char* TextAttribute(const tinyxml2::XMLElement& element, const char* name) {
+    const char* value = element.Attribute(name);
+    return value != nullptr ? value : "";
+}
+
+std::int32_t IntegerAttribute(const tinyxml2::XMLElement& element, const char* name) {
+    return ParseDecimal(TextAttribute(element, name)).value_or(0);
+}
+
+bool BooleanAttribute(const tinyxml2::XMLElement& element, const char* name) {
+    // Not the XML library's own reader, which knows three spellings of "true" only.
+    const char* value = TextAttribute(element, name);
+    if (const std::optional<std::int32_t> number = ParseDecimal(value)) {
+        return *number != 0;
+    }
+    return EqualsIgnoringCase(value, "true");
+}
+
+client_registration ReadRegistration(const tinyxml2::XMLElement& element) {
+    client_registration registration;
+    registration.tapiLineName = WideAttribute(element, "tapiLineName");
+    registration.permanentLineId = IntegerAttribute(element, "permanentLineId");
+    registration.tcpPort = static_cast<std::uint32_t>(IntegerAttribute(element, "tcpPort"));
+    registration.clientConnected = BooleanAttribute(element, "clientConnected");
+    registration.sipConnected = BooleanAttribute(element, "sipConnected");
+    return registration;
+}
+
+client_call_state ReadCallState(const tinyxml2::XMLElement& element) {
+    client_call_state state;
+    state.isCaller = BooleanAttribute(element, "isCaller");
+    state.callReason = IntegerAttribute(element, "callReason");
+    state.clientCallId = WideAttribute(element, "clientCallId");
+    state.callState = WideAttribute(element, "callState");
+    if (const tinyxml2::XMLElement* self = element.FirstChildElement("Self")) {
+        state.selfPhoneNumber = WideAttribute(*self, "phoneNumber");
+        state.selfName = WideAttribute(*self, "name");
+    }
+    if (const tinyxml2::XMLElement* peer = element.FirstChildElement("Peer")) {
+        state.peerPhoneNumber = WideAttribute(*peer, "phoneNumber");
+        state.peerName = WideAttribute(*peer, "name");
+    }
+    if (const tinyxml2::XMLElement* forwarder = element.FirstChildElement("Forwarder")) {
+        state.forwarderPhoneNumber = WideAttribute(*forwarder, "phoneNumber");
+        state.forwarderName = WideAttribute(*forwarder, "name");
+        state.forwardType = WideAttribute(*forwarder, "forwardType");
+    }
+    return state;
+}
+
+}  // namespace brivelnox

@@ -1,0 +1,88 @@
+#include "tools/console/command_words.h"
+
+#include <windows.h>
+#include <winsock2.h>
+
+#include <charconv>
+
+namespace brivelnox::console {
+
+namespace {
+
+std::wstring Widen(UINT code_page, std::string_view text) {
+    const int length = static_cast<int>(text.size());
+    const int size = length == 0 ? 0 : MultiByteToWideChar(code_page, 0, text.data(), length, nullptr, 0);
+    std::wstring result(static_cast<std::size_t>(size), L'\0');
+    if (size != 0) {
+        (void)MultiByteToWideChar(code_page, 0, text.data(), length, result.data(), size);
+    }
+    return result;
+}
+
+std::string Narrow(UINT code_page, std::wstring_view text) {
+    const int length = static_cast<int>(text.size());
+    const int size =
+        length == 0 ? 0
+                    : WideCharToMultiByte(code_page, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string result(static_cast<std::size_t>(size), '\0');
+    if (size != 0) {
+        (void)WideCharToMultiByte(code_page, 0, text.data(), length, result.data(), size, nullptr, nullptr);
+    }
+    return result;
+}
+
+}  // namespace
+
+std::vector<std::string> SplitWords(std::string_view line) {
+    std::vector<std::string> words;
+    bool in_word = false;
+    bool in_quotes = false;
+    for (const char c : line) {
+        const bool divides = (c == ' ' || c == '\t') && !in_quotes;
+        if (!divides && !in_word) {
+            words.emplace_back();
+        }
+        in_word = !divides;
+        if (c == '"') {
+            in_quotes = !in_quotes;
+        } else if (!divides) {
+            words.back() += c;
+        }
+    }
+    return words;
+}
+
+std::string QuoteWord(std::string_view word) {
+    std::string quoted(word);
+    for (char& c : quoted) {
+        c = c == '"' ? '\'' : c;
+    }
+    return quoted.empty() || quoted.find_first_of(" \t") != std::string::npos ? "\"" + quoted + "\"" : quoted;
+}
+
+std::optional<std::int32_t> ToNumber(std::string_view word) {
+    std::int32_t value = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (error != std::errc() || end != word.data() + word.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::wstring FromUtf8(std::string_view text) {
+    return Widen(CP_UTF8, text);
+}
+
+std::string ToUtf8(std::wstring_view text) {
+    return Narrow(CP_UTF8, text);
+}
+
+std::wstring FromAnsi(std::string_view text) {
+    return Widen(CP_ACP, text);
+}
+
+std::string ToAnsi(std::wstring_view text) {
+    return Narrow(CP_ACP, text);
+}
+
+}  // namespace brivelnox::console

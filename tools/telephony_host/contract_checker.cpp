@@ -1,0 +1,413 @@
+#include "tools/telephony_host/contract_checker.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/telephony_host/event_text.h"
+#include "tools/telephony_host/names.h"
+
+namespace brivelnox::host {
+
+namespace {
+
+// A line whose device identifier is not known yet is announced with this one; there may be several.
+constexpr DWORD_PTR kUnknownDevice = 0xFFFFFFFF;
+
+}  // namespace
+
+void contract_checker::Starting(HPROVIDER provider) {
+    const std::lock_guard lock(mutex_);
+    running_ = true;
+    provider_ = provider;
+    lines_.clear();
+    calls_.clear();
+    closing_.clear();
+    created_.clear();
+    driver_calls_.clear();
+    // A request that has not returned yet is still to be judged.
+    std::erase_if(requests_, [](const auto& each) { return each.second.returned; });
+}
+
+void contract_checker::ShutDown() {
+    const std::lock_guard lock(mutex_);
+    running_ = false;
+    for (const auto& [id, record] : requests_) {
+        if (record.returned) {
+            Report("request " + std::to_string(id) + " (" + record.name + ") was never completed");
+        }
+    }
+    std::erase_if(requests_, [](const auto& each) { return each.second.returned; });
+    std::set<HTAPICALL> calls;
+    for (const auto& [call, record] : calls_) {
+        const auto line = lines_.find(record.line);
+        if (line == lines_.end() || !line->second.closed) {
+            calls.insert(call);
+        }
+    }
+    JudgeCalls(calls, "the provider was shut down");
+}
+
+void contract_checker::Enter(const tapi_event& event) {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [thread, other] : inside_) {
+        if (thread != event.thread_id) {
+            Report("two at once: " + EventText(event) + " on thread " + std::to_string(event.thread_id) +
+                   " while " + other.first + " is under way on thread " + std::to_string(thread));
+        }
+    }
+    inside_record& own = inside_[event.thread_id];
+    if (own.depth == 0) {
+        own.first = EventText(event);
+    }
+    ++own.depth;
+    if (!running_) {
+        Report("after shutdown: " + EventText(event));
+        return;
+    }
+    if (event.kind == event_kind::kCompletion) {
+        CheckCompletion(event);
+    } else {
+        CheckMessage(event);
+    }
+}
+
+void contract_checker::Leave(DWORD thread_id) {
+    const std::lock_guard lock(mutex_);
+    const auto own = inside_.find(thread_id);
+    if (own != inside_.end() && --own->second.depth == 0) {
+        inside_.erase(own);
+    }
+}
+
+void contract_checker::CheckCompletion(const tapi_event& event) {
+    const auto found = requests_.find(event.request_id);
+    if (found == requests_.end()) {
+        const bool issued = event.request_id != 0 && event.request_id <= highest_request_;
+        Report("request " + std::to_string(event.request_id) +
+               (issued ? " was completed again, or after it had been refused"
+                       : " was completed but never issued"));
+        return;
+    }
+    if (found->second.completed) {
+        Report("request " + std::to_string(event.request_id) + " (" + found->second.name +
+               ") was completed twice");
+        return;
+    }
+    found->second.completed = true;
+    if (found->second.returned) {
+        requests_.erase(found);
+    }
+}
+
+void contract_checker::CheckMessage(const tapi_event& event) {
+    const std::string text = EventText(event);
+    switch (event.message) {
+        case static_cast<DWORD>(LINE_CREATE):
+            CheckLineCreate(event, text);
+            break;
+        case static_cast<DWORD>(LINE_NEWCALL):
+            CheckNewCall(event, text);
+            break;
+        case static_cast<DWORD>(LINE_CALLSTATE):
+            CheckCallState(event, text);
+            break;
+        case static_cast<DWORD>(LINE_CALLINFO):
+            CheckCallInfo(event, text);
+            break;
+        default:
+            Report("a message that this provider has no business to send: " + text);
+    }
+}
+
+void contract_checker::CheckLineCreate(const tapi_event& event, const std::string& text) {
+    if (event.line != nullptr || event.call != nullptr || event.param3 != 0 ||
+        event.param1 != reinterpret_cast<DWORD_PTR>(provider_)) {
+        Report("wrong parameters: " + text);
+    }
+    if (event.param2 != kUnknownDevice && !created_.insert(event.param2).second) {
+        Report("announced twice: " + text);
+    }
+}
+
+void contract_checker::CheckNewCall(const tapi_event& event, const std::string& text) {
+    (void)CheckLine(event, text);
+    if (event.call != nullptr || event.param1 == 0 || event.param2 == 0 || event.param3 != 0) {
+        Report("wrong parameters: " + text);
+    }
+}
+
+void contract_checker::CheckCallState(const tapi_event& event, const std::string& text) {
+    const auto state = static_cast<DWORD>(event.param1);
+    const bool mode_allowed = state == LINECALLSTATE_DISCONNECTED;
+    if (event.param1 > MAXDWORD || !IsCallState(state) || (event.param2 != 0 && !mode_allowed) ||
+        event.param3 != LINEMEDIAMODE_INTERACTIVEVOICE) {
+        Report("wrong parameters: " + text);
+    }
+    (void)CheckLine(event, text);
+    call_record* const call = CheckCall(event, text);
+    if (call == nullptr) {
+        return;
+    }
+    if (call->idle) {
+        Report("a state for a call after IDLE: " + text);
+    } else if (call->last_state == state) {
+        Report("the same state twice in a row: " + text);
+    }
+    call->last_state = state;
+    call->idle = call->idle || state == LINECALLSTATE_IDLE;
+}
+
+void contract_checker::CheckCallInfo(const tapi_event& event, const std::string& text) {
+    if (event.param1 == 0 || event.param2 != 0 || event.param3 != 0) {
+        Report("wrong parameters: " + text);
+    }
+    (void)CheckLine(event, text);
+    const call_record* const call = CheckCall(event, text);
+    if (call != nullptr && call->idle) {
+        Report("information for a call after IDLE: " + text);
+    }
+}
+
+bool contract_checker::CheckLine(const tapi_event& event, const std::string& text) {
+    const auto found = lines_.find(event.line);
+    if (found == lines_.end()) {
+        Report("a message for a line that was never opened (" + HandleText(event.line) + "): " + text);
+        return false;
+    }
+    if (found->second.closed) {
+        Report("a message for a line that is closed (" + HandleText(event.line) + "): " + text);
+        return false;
+    }
+    return true;
+}
+
+contract_checker::call_record* contract_checker::CheckCall(const tapi_event& event, const std::string& text) {
+    if (event.call == nullptr) {
+        ++null_call_messages_;
+        if (null_call_rule_ == null_call_rule::kReport) {
+            Report("for a call that was never announced: " + text);
+        }
+        return nullptr;
+    }
+    const auto found = calls_.find(event.call);
+    if (found == calls_.end()) {
+        const bool known_once = reinterpret_cast<std::uintptr_t>(event.call) <= highest_call_;
+        Report((known_once ? "for a call that is closed: " : "for a call that was never announced: ") + text);
+        return nullptr;
+    }
+    call_record& call = found->second;
+    ++call.messages;
+    const auto line = lines_.find(event.line);
+    if (line != lines_.end() && line->second.device != call.device) {
+        Report("for a call of another line (" + HandleText(event.line) + "): " + text);
+    }
+    return &call;
+}
+
+void contract_checker::RequestIssued(DRV_REQUESTID id, const char* name) {
+    const std::lock_guard lock(mutex_);
+    requests_[id] = {name, false, false};
+    highest_request_ = std::max(highest_request_, id);
+}
+
+bool contract_checker::RequestReturned(DRV_REQUESTID id, LONG returned) {
+    const std::lock_guard lock(mutex_);
+    const bool accepted = static_cast<DRV_REQUESTID>(returned) == id && returned > 0;
+    const auto found = requests_.find(id);
+    if (found == requests_.end()) {
+        return accepted;
+    }
+    request_record& record = found->second;
+    const std::string subject = "request " + std::to_string(id) + " (" + record.name + ")";
+    if (accepted && !record.completed && running_) {
+        record.returned = true;
+        return true;
+    }
+    if (accepted && !record.completed) {
+        Report(subject + " was never completed");
+    } else if (!accepted && returned >= 0) {
+        Report(subject + " returned " + std::to_string(returned) + ", neither its id nor an error");
+    } else if (!accepted && record.completed) {
+        Report(subject + " was completed although it was refused with " + ResultName(returned));
+    }
+    requests_.erase(found);
+    return accepted;
+}
+
+void contract_checker::LineOpening(HTAPILINE line, DWORD device) {
+    const std::lock_guard lock(mutex_);
+    lines_[line] = {device, false, false};
+    const auto closing = closing_.find(device);
+    if (closing != closing_.end()) {
+        closing->second.opened_meanwhile = true;
+    }
+}
+
+void contract_checker::LineOpened(HTAPILINE line, bool success) {
+    const std::lock_guard lock(mutex_);
+    const auto found = lines_.find(line);
+    if (found != lines_.end()) {
+        found->second.opened = success;
+        found->second.closed = !success;
+    }
+}
+
+std::set<HTAPILINE> contract_checker::OpenLines(DWORD device) const {
+    std::set<HTAPILINE> open;
+    for (const auto& [line, record] : lines_) {
+        if (record.device == device && record.opened && !record.closed) {
+            open.insert(line);
+        }
+    }
+    return open;
+}
+
+void contract_checker::LineClosing(HTAPILINE line) {
+    const std::lock_guard lock(mutex_);
+    const auto found = lines_.find(line);
+    if (found == lines_.end()) {
+        return;
+    }
+    const DWORD device = found->second.device;
+    closing_record& closing = closing_[device];
+    ++closing.closers;
+    closing.lines.merge(OpenLines(device));
+    for (const auto& [call, record] : calls_) {
+        if (closing.lines.contains(record.line)) {
+            closing.calls.insert(call);
+        }
+    }
+    // An opening that is under way may win or lose against this close.
+    closing.opened_meanwhile =
+        closing.opened_meanwhile || std::any_of(lines_.begin(), lines_.end(), [device](const auto& each) {
+            return each.second.device == device && !each.second.opened && !each.second.closed;
+        });
+}
+
+void contract_checker::LineClosed(HTAPILINE line) {
+    const std::lock_guard lock(mutex_);
+    const auto found = lines_.find(line);
+    const auto closing = found == lines_.end() ? closing_.end() : closing_.find(found->second.device);
+    if (closing == closing_.end() || --closing->second.closers != 0) {
+        return;
+    }
+    for (const HTAPILINE each : closing->second.lines) {
+        lines_[each].closed = true;
+    }
+    if (!closing->second.opened_meanwhile) {
+        JudgeCalls(closing->second.calls, "its line was closed");
+    }
+    closing_.erase(closing);
+}
+
+void contract_checker::CallAnnounced(HTAPICALL call, HTAPILINE line, bool by_provider) {
+    const std::lock_guard lock(mutex_);
+    call_record record;
+    record.line = line;
+    const auto found = lines_.find(line);
+    record.device = found == lines_.end() ? 0 : found->second.device;
+    record.by_provider = by_provider;
+    calls_[call] = record;
+    highest_call_ = std::max(highest_call_, reinterpret_cast<std::uintptr_t>(call));
+}
+
+void contract_checker::CallNumbered(HTAPICALL call, HDRVCALL driver) {
+    const std::lock_guard lock(mutex_);
+    const auto found = calls_.find(call);
+    if (found == calls_.end()) {
+        return;
+    }
+    if (driver == nullptr) {
+        Report("call " + HandleText(call) + " has no driver call handle");
+        return;
+    }
+    const auto [position, added] = driver_calls_.try_emplace(driver, call);
+    if (!added && position->second != call) {
+        Report("calls " + HandleText(position->second) + " and " + HandleText(call) +
+               " have the same driver call handle " + HandleText(driver));
+    }
+    found->second.driver = driver;
+}
+
+void contract_checker::ForgetCall(std::unordered_map<HTAPICALL, call_record>::iterator position) {
+    const auto numbered = driver_calls_.find(position->second.driver);
+    if (numbered != driver_calls_.end() && numbered->second == position->first) {
+        driver_calls_.erase(numbered);
+    }
+    calls_.erase(position);
+}
+
+void contract_checker::CallWithdrawn(HTAPICALL call) {
+    const std::lock_guard lock(mutex_);
+    const auto found = calls_.find(call);
+    if (found == calls_.end()) {
+        return;
+    }
+    if (found->second.messages != 0) {
+        Report("messages were sent for call " + HandleText(call) + ", whose request was refused");
+    }
+    ForgetCall(found);
+}
+
+void contract_checker::CallClosed(HTAPICALL call) {
+    const std::lock_guard lock(mutex_);
+    const auto found = calls_.find(call);
+    if (found != calls_.end()) {
+        ForgetCall(found);
+    }
+}
+
+void contract_checker::JudgeCalls(const std::set<HTAPICALL>& calls, const char* when) {
+    for (const HTAPICALL each : calls) {
+        const auto found = calls_.find(each);
+        if (found == calls_.end() || found->second.idle) {
+            continue;
+        }
+        // A call of the application's whose first state found the line closed was never heard of again.
+        if (found->second.by_provider || found->second.messages != 0) {
+            Report("call " + HandleText(each) + " had not ended IDLE when " + when + " (last state " +
+                   CallStateName(found->second.last_state) + ")");
+        }
+    }
+}
+
+void contract_checker::SetNullCallRule(null_call_rule rule) {
+    const std::lock_guard lock(mutex_);
+    null_call_rule_ = rule;
+}
+
+std::size_t contract_checker::NullCallMessages() const {
+    const std::lock_guard lock(mutex_);
+    return null_call_messages_;
+}
+
+std::vector<std::string> contract_checker::Breaches() const {
+    const std::lock_guard lock(mutex_);
+    return breaches_;
+}
+
+std::size_t contract_checker::BreachCount() const {
+    const std::lock_guard lock(mutex_);
+    return breach_count_;
+}
+
+void contract_checker::ClearBreaches() {
+    const std::lock_guard lock(mutex_);
+    breaches_.clear();
+    breach_count_ = 0;
+}
+
+std::size_t contract_checker::OutstandingRequests() const {
+    const std::lock_guard lock(mutex_);
+    return static_cast<std::size_t>(std::count_if(requests_.begin(), requests_.end(),
+                                                  [](const auto& each) { return !each.second.completed; }));
+}
+
+void contract_checker::Report(std::string text) {
+    ++breach_count_;
+    if (breaches_.size() < kMaxBreaches) {
+        breaches_.push_back(std::move(text));
+    }
+}
+
+}  // namespace brivelnox::host
