@@ -8,7 +8,9 @@ namespace brivelnox::host {
 
 namespace {
 
-std::string Quoted(const std::wstring& text) { return "\"" + console::ToUtf8(text) + "\""; }
+std::string Quoted(const std::wstring& text) {
+    return "\"" + console::ToUtf8(text) + "\"";
+}
 
 std::string PartyText(const char* role, const call_party& party) {
     if (party.number.empty() && party.name.empty()) {
@@ -24,19 +26,23 @@ std::string InformationText(const call_information& told) {
            PartyText("redirecting", told.redirecting);
 }
 
-std::string Error(LONG result) { return ResultName(result); }
+std::string Error(LONG result) {
+    return ResultName(result);
+}
 
 }  // namespace
 
 application::application(telephony_host& host, merged_print& print) : host_(host), print_(print) {
-    host_.SetEventHook([this](const tapi_event& event) {
-        print_.Add(print_column::kTapi, event.time, EventText(event));
-    });
+    host_.SetEventHook(
+        [this](const tapi_event& event) { print_.Add(print_column::kTapi, event.time, EventText(event)); });
 }
 
-application::~application() { host_.SetEventHook({}); }
+application::~application() {
+    host_.SetEventHook({});
+}
 
-void application::Show(merged_print::clock::time_point time, const std::string& what, const std::string& answer) {
+void application::Show(merged_print::clock::time_point time, const std::string& what,
+                       const std::string& answer) {
     print_.Add(print_column::kApplication, time, what + " -> " + answer);
 }
 
@@ -104,7 +110,8 @@ std::optional<call_status> application::GetCallStatus(HTAPICALL call) {
     LONG result = 0;
     const std::optional<call_status> status = host_.GetCallStatus(call, &result);
     Show(time, "lineGetCallStatus " + HandleText(call),
-         status ? CallStateName(status->state) + ", features " + CallFeatureName(status->features) : Error(result));
+         status ? CallStateName(status->state) + ", features " + CallFeatureName(status->features)
+                : Error(result));
     return status;
 }
 

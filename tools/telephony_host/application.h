@@ -1,6 +1,7 @@
 #pragma once
 
-// The application's side of the print: it makes requests of the telephony host, and shows each with its answer.
+// The application's side of the print: it makes requests of the telephony host, and shows each with its
+// answer.
 
 #include <functional>
 #include <string>
@@ -10,8 +11,8 @@
 
 namespace brivelnox::host {
 
-/// What the arguments of this class's operations mean, and what they return, is the telephony_host's business. For any
-/// thread.
+/// What the arguments of this class's operations mean, and what they return, is the telephony_host's
+/// business. For any thread.
 class application {
   public:
     application(telephony_host& host, merged_print& print);

@@ -12,13 +12,17 @@ namespace {
 
 constexpr std::size_t kTimeWidth = 8;
 constexpr std::array<std::size_t, 3> kWidths{44, 50, 50};
-constexpr std::array<std::string_view, 3> kTitles{"application", "wire (> to the service, < from it)", "TAPI"};
+constexpr std::array<std::string_view, 3> kTitles{"application", "wire (> to the service, < from it)",
+                                                  "TAPI"};
 constexpr std::string_view kDivider = " | ";
 
-bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
+bool IsContinuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
 
 std::size_t Characters(std::string_view text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) { return !IsContinuation(c); }));
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return !IsContinuation(c); }));
 }
 
 /// How many bytes the first `count` characters take.
@@ -96,7 +100,8 @@ merged_print::~merged_print() {
 
 void merged_print::Add(print_column column, clock::time_point time, const std::string& text) {
     std::array<char, 32> stamp{};
-    (void)std::snprintf(stamp.data(), stamp.size(), "%8.3f", std::chrono::duration<double>(time - start_).count());
+    (void)std::snprintf(stamp.data(), stamp.size(), "%8.3f",
+                        std::chrono::duration<double>(time - start_).count());
     std::vector<std::string> lines;
     for (const std::string& part : WrapText(text, kWidths[static_cast<std::size_t>(column)] - 2)) {
         // What does not fit on the first line goes on a little further in.
@@ -106,7 +111,9 @@ void merged_print::Add(print_column column, clock::time_point time, const std::s
     Enqueue(time, std::move(lines));
 }
 
-void merged_print::AddLine(const std::string& text) { Enqueue(clock::now(), {text}); }
+void merged_print::AddLine(const std::string& text) {
+    Enqueue(clock::now(), {text});
+}
 
 void merged_print::Enqueue(clock::time_point time, std::vector<std::string> lines) {
     const std::lock_guard lock(mutex_);

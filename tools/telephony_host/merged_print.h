@@ -1,6 +1,7 @@
 #pragma once
 
-// One print of what happens in three places: what the application asked, what went over the wire, what TAPI was told.
+// One print of what happens in three places: what the application asked, what went over the wire, what TAPI
+// was told.
 
 #include <chrono>
 #include <condition_variable>
@@ -16,8 +17,9 @@ namespace brivelnox::host {
 
 enum class print_column { kApplication, kWire, kTapi };
 
-/// Prints in the order of the times given, in three columns behind a time in seconds. The wire's lines come from
-/// another process and a little late, so each line is held back for a moment before it is printed. Thread-safe.
+/// Prints in the order of the times given, in three columns behind a time in seconds. The wire's lines come
+/// from another process and a little late, so each line is held back for a moment before it is printed.
+/// Thread-safe.
 class merged_print {
   public:
     using clock = std::chrono::steady_clock;
@@ -57,8 +59,8 @@ class merged_print {
 /// The heading of the columns and the line below it.
 std::vector<std::string> ColumnHeading();
 
-/// The text cut into lines of at most `width` characters, at blanks where possible. At least one line. UTF-8 counts by
-/// characters.
+/// The text cut into lines of at most `width` characters, at blanks where possible. At least one line. UTF-8
+/// counts by characters.
 std::vector<std::string> WrapText(const std::string& text, std::size_t width);
 
 }  // namespace brivelnox::host

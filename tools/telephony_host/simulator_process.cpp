@@ -92,8 +92,8 @@ void simulator_process::Start(const std::wstring& program) {
     startup.hStdError = from_child.write.get();
     PROCESS_INFORMATION created{};
     std::wstring command_line = L"\"" + program + L"\"";
-    if (CreateProcessW(program.c_str(), command_line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                       &created) == FALSE) {
+    if (CreateProcessW(program.c_str(), command_line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                       &startup, &created) == FALSE) {
         throw std::runtime_error("the service simulator cannot be started: " + console::ToUtf8(program));
     }
     process_.reset(created.hProcess);
@@ -132,7 +132,8 @@ simulator_reply simulator_process::Command(const std::string& line) {
     }
     std::unique_lock lock(mutex_);
     for (;;) {
-        if (!changed_.wait_for(lock, kAnswerTime, [this] { return ended_ || !lines_.empty(); }) || lines_.empty()) {
+        if (!changed_.wait_for(lock, kAnswerTime, [this] { return ended_ || !lines_.empty(); }) ||
+            lines_.empty()) {
             reply.text = "the service simulator does not answer";
             return reply;
         }

@@ -2,8 +2,8 @@
 
 // The service simulator as a child process, driven through pipes.
 
-#include <winsock2.h>
 #include <windows.h>
+#include <winsock2.h>
 
 #include <chrono>
 #include <condition_variable>

@@ -27,20 +27,27 @@ struct element {
     std::vector<attribute> attributes;
 };
 
-/// The attributes in the order in which they are shown, and their short names; an empty short name shows the value
-/// alone. Others follow under their own names.
+/// The attributes in the order in which they are shown, and their short names; an empty short name shows the
+/// value alone. Others follow under their own names.
 struct short_name {
     std::string_view name;
     std::string_view shown;
 };
 constexpr std::array kShortNames{
-    short_name{"callState", ""},           short_name{"reason", ""},
-    short_name{"tapiLineName", ""},        short_name{"permanentLineId", "line"},
-    short_name{"clientCallId", "call"},    short_name{"requestedClientCallId", "call"},
-    short_name{"clientCallOnHoldId", "held"}, short_name{"phoneNumber", "number"},
-    short_name{"name", ""},                short_name{"callReason", "reason"},
-    short_name{"isCaller", "caller"},      short_name{"tcpPort", "port"},
-    short_name{"clientConnected", "client"}, short_name{"sipConnected", "sip"},
+    short_name{"callState", ""},
+    short_name{"reason", ""},
+    short_name{"tapiLineName", ""},
+    short_name{"permanentLineId", "line"},
+    short_name{"clientCallId", "call"},
+    short_name{"requestedClientCallId", "call"},
+    short_name{"clientCallOnHoldId", "held"},
+    short_name{"phoneNumber", "number"},
+    short_name{"name", ""},
+    short_name{"callReason", "reason"},
+    short_name{"isCaller", "caller"},
+    short_name{"tcpPort", "port"},
+    short_name{"clientConnected", "client"},
+    short_name{"sipConnected", "sip"},
 };
 
 constexpr std::array<std::pair<std::string_view, char>, 5> kEntities{
@@ -83,8 +90,8 @@ std::optional<element> ReadTag(std::string_view tag) {
         if (end == std::string_view::npos) {
             return std::nullopt;
         }
-        result.attributes.push_back(
-            {std::string(tag.substr(position, equals - position)), Decode(tag.substr(equals + 2, end - equals - 2))});
+        result.attributes.push_back({std::string(tag.substr(position, equals - position)),
+                                     Decode(tag.substr(equals + 2, end - equals - 2))});
         position = end + 1;
     }
     return result;
@@ -150,7 +157,10 @@ std::string WireText(std::string_view message) {
         if (i == 2) {
             text = (*elements)[i].name;
             const std::string id = AttributesText(envelope);
-            text.append(id.empty() ? "" : " ").append(id).append(attributes.empty() ? "" : " ").append(attributes);
+            text.append(id.empty() ? "" : " ")
+                .append(id)
+                .append(attributes.empty() ? "" : " ")
+                .append(attributes);
         } else {
             text.append(" ").append((*elements)[i].name).append("(").append(attributes).append(")");
         }

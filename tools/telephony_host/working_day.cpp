@@ -31,7 +31,8 @@ working_day::working_day(application& dialler, simulator_process& service, merge
 bool working_day::Play() {
     const std::vector<step> steps{
         {"the lines are listed with name and permanent id", &working_day::StartAndList},
-        {"an incoming call rings, is answered, held, resumed, sends digits, ends", &working_day::IncomingCall},
+        {"an incoming call rings, is answered, held, resumed, sends digits, ends",
+         &working_day::IncomingCall},
         {"an outgoing call goes through ringback to connected", &working_day::OutgoingCall},
         {"a consultation call and the transfer", &working_day::ConsultAndTransfer},
         {"a busy number", &working_day::BusyNumber},
@@ -88,9 +89,9 @@ void working_day::StartAndList() {
     Expect(dialler_.Start() == 0, "the provider starts");
     const std::vector<line_device> devices = host_.Devices();
     Expect(devices.size() == 2, "two lines, not " + std::to_string(devices.size()));
-    OpenDevice(devices[0].device_id, kReception, kReceptionName);
+    CheckDevice(devices[0].device_id, kReception, kReceptionName);
     reception_ = dialler_.OpenLine(devices[0].device_id);
-    OpenDevice(devices[1].device_id, kSales, kSalesName);
+    CheckDevice(devices[1].device_id, kSales, kSalesName);
     sales_ = dialler_.OpenLine(devices[1].device_id);
     Expect(reception_ != nullptr && sales_ != nullptr, "both lines open");
 }
@@ -134,7 +135,7 @@ void working_day::OutgoingCall() {
 }
 
 void working_day::ConsultAndTransfer() {
-    const HTAPICALL first = RingingCall(reception_, "ring 1001 +493055502 \"Gustav Reim\" \"\" \"\" \"\"");
+    const HTAPICALL first = RingingCall(reception_, "ring 1001 +493055502 \"Gustav Reim\"");
     AnswerCall(first);
     const request_result consultation = dialler_.SetupTransfer(first);
     ExpectAccepted(consultation, "set up transfer");
@@ -149,7 +150,8 @@ void working_day::ConsultAndTransfer() {
     ExpectAccepted(dialler_.CompleteTransfer(first, consultation.call), "complete transfer");
     ExpectEnd(first, LINEDISCONNECTMODE_NORMAL);
     ExpectEnd(consultation.call, LINEDISCONNECTMODE_NORMAL);
-    Expect(dialler_.CloseCall(first) == 0 && dialler_.CloseCall(consultation.call) == 0, "both calls are closed");
+    Expect(dialler_.CloseCall(first) == 0 && dialler_.CloseCall(consultation.call) == 0,
+           "both calls are closed");
 }
 
 void working_day::BusyNumber() {
@@ -161,7 +163,8 @@ void working_day::BusyNumber() {
 }
 
 void working_day::BlindTransfer() {
-    const HTAPICALL call = RingingCall(sales_, "ring 1002 +493055503 \"Hanna Otto\" 1001 \"Anna Berger\" CFB");
+    const HTAPICALL call =
+        RingingCall(sales_, "ring 1002 +493055503 \"Hanna Otto\" 1001 \"Anna Berger\" CFB");
     const std::optional<call_information> told = dialler_.GetCallInfo(call);
     Expect(told && told->reason == LINECALLREASON_FWDBUSY && told->redirecting.number == L"1001",
            "who forwarded the call, and why");
@@ -180,7 +183,7 @@ void working_day::NewSoftphone() {
     const std::optional<DWORD> device =
         host_.WaitForCreatedDevice(static_cast<DWORD>(created->param2), kPatience);
     Expect(device.has_value(), "the provider takes the new line's identifier");
-    OpenDevice(*device, kWorkshop, kWorkshopName);
+    CheckDevice(*device, kWorkshop, kWorkshopName);
     workshop_ = dialler_.OpenLine(*device);
     Expect(workshop_ != nullptr, "the new line opens");
     workshop_call_ = RingingCall(workshop_, "ring 1003 +493055504 \"Ida Pohl\"");
@@ -235,7 +238,7 @@ std::string working_day::Service(const std::string& command) {
     return reply.text;
 }
 
-void working_day::OpenDevice(DWORD device_id, std::int32_t permanent_id, const std::wstring& name) {
+void working_day::CheckDevice(DWORD device_id, std::int32_t permanent_id, const std::wstring& name) {
     const std::optional<line_caps> caps = dialler_.GetDevCaps(device_id);
     Expect(caps && caps->line_name == name && caps->permanent_line_id == static_cast<DWORD>(permanent_id),
            "the name and the permanent id of line " + std::to_string(permanent_id));

@@ -18,8 +18,9 @@ class working_day {
   public:
     working_day(application& dialler, simulator_process& service, merged_print& print);
 
-    /// Plays every step; a step that fails doesn't keep the later ones from being tried, unless they need it. Ends with
-    /// a list of the steps. Returns true if each of them happened and the provider kept its contract.
+    /// Plays every step; a step that fails doesn't keep the later ones from being tried, unless they need it.
+    /// Ends with a list of the steps. Returns true if each of them happened and the provider kept its
+    /// contract.
     bool Play();
 
   private:
@@ -46,7 +47,7 @@ class working_day {
     // What they are made of. Each throws std::runtime_error when what it waits for does not happen.
     void Expect(bool condition, const std::string& what) const;
     std::string Service(const std::string& command);
-    void OpenDevice(DWORD device_id, std::int32_t permanent_id, const std::wstring& name);
+    void CheckDevice(DWORD device_id, std::int32_t permanent_id, const std::wstring& name);
     HTAPICALL RingingCall(HTAPILINE line, const std::string& ring);
     void AnswerCall(HTAPICALL call);
     void ExpectAccepted(const request_result& result, const std::string& what);

@@ -1,0 +1,338 @@
+#include "tools/telephony_host/interactive_prompt.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+#include "tools/console/command_words.h"
+#include "tools/service_simulator/wire_log.h"
+#include "tools/telephony_host/event_text.h"
+#include "tools/telephony_host/names.h"
+
+namespace brivelnox::host {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPatience{10000};
+
+/// The commands that are the softphones'. The rest of the service's own commands are for tests.
+constexpr std::array<std::string_view, 11> kServiceCommands{"ring",   "ringback",   "connect",  "park",
+                                                            "hangup", "remove",     "register", "unregister",
+                                                            "phones", "phonecalls", "plan"};
+
+[[noreturn]] void Refuse(const std::string& why) {
+    throw std::invalid_argument(why);
+}
+
+std::uintptr_t Number(const std::string& word) {
+    try {
+        std::size_t used = 0;
+        const unsigned long long number = std::stoull(word, &used, 0);
+        if (used == word.size()) {
+            return static_cast<std::uintptr_t>(number);
+        }
+    } catch (const std::exception&) {
+        // said below
+    }
+    Refuse("not a number: " + word);
+}
+
+DWORD StateByName(const std::string& word) {
+    std::string wanted = word;
+    std::transform(wanted.begin(), wanted.end(), wanted.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    for (DWORD state = LINECALLSTATE_IDLE; state <= LINECALLSTATE_UNKNOWN; state <<= 1U) {
+        if (CallStateName(state) == wanted) {
+            return state;
+        }
+    }
+    Refuse("no call state: " + word);
+}
+
+}  // namespace
+
+const std::vector<interactive_prompt::command>& interactive_prompt::Commands() {
+    using self = interactive_prompt;
+    static const std::vector<command> commands{
+        {"list", "", 0, &self::List, "the lines with name, permanent id and device id"},
+        {"open", "[device]", 0, &self::Open, "opens a line, or all of them"},
+        {"close", "<device>", 1, &self::Close, "closes a line"},
+        {"calls", "", 0, &self::Calls, "the calls"},
+        {"dial", "<number> [device]", 1, &self::Dial, "dials on a call with dial tone, else makes a call"},
+        {"answer", "[call]", 0, &self::Answer, "answers"},
+        {"hold", "[call]", 0, &self::Hold, "puts on hold"},
+        {"unhold", "[call]", 0, &self::Unhold, "takes back from hold"},
+        {"swap", "[active held]", 0, &self::Swap, "swaps the active and the held call"},
+        {"transfer", "[call]", 0, &self::Transfer, "sets up a consultation call for a transfer"},
+        {"complete", "[call consultation]", 0, &self::Complete, "completes the transfer"},
+        {"blind", "<number> [call]", 1, &self::Blind, "transfers without asking"},
+        {"redirect", "<number> [call]", 1, &self::Redirect, "redirects an offered call"},
+        {"digits", "<digits> [call]", 1, &self::Digits, "sends digits"},
+        {"drop", "[call]", 0, &self::Drop, "hangs up"},
+        {"closecall", "[call]", 0, &self::CloseCall, "gives the call's handle back"},
+        {"info", "[call]", 0, &self::Info, "who is calling whom, and why"},
+        {"status", "[call]", 0, &self::Status, "the call's state and what can be done with it"},
+        {"wait", "<state> [call]", 1, &self::Wait,
+         "waits until a call is in the state, for input from a file"},
+        {"help", "", 0, &self::Help, "this list"},
+        {"quit", "", 0, &self::Quit, "closes everything and ends"},
+    };
+    return commands;
+}
+
+interactive_prompt::interactive_prompt(application& dialler, simulator_process& service, merged_print& print)
+    : dialler_(dialler), host_(dialler.Host()), service_(service), print_(print) {}
+
+void interactive_prompt::Run(console::line_reader& input, console::line_writer& output,
+                             std::string_view prompt) {
+    for (bool going_on = true; going_on;) {
+        print_.Flush();
+        (void)output.WritePart(prompt);
+        const std::optional<std::string> line = input.Read();
+        going_on = line.has_value() && Execute(*line);
+    }
+}
+
+bool interactive_prompt::Execute(const std::string& line) {
+    words arguments = console::SplitWords(line);
+    if (!arguments.empty()) {
+        const std::string name = arguments.front();
+        arguments.erase(arguments.begin());
+        try {
+            RunCommand(name, arguments);
+        } catch (const std::exception& failure) {
+            print_.AddLine(std::string("error: ") + failure.what());
+        }
+    }
+    return !ended_;
+}
+
+void interactive_prompt::RunCommand(const std::string& name, const words& arguments) {
+    const auto found = std::find_if(Commands().begin(), Commands().end(),
+                                    [&](const command& known) { return known.name == name; });
+    if (found == Commands().end()) {
+        if (!PassToService(name, arguments)) {
+            Refuse("unknown command " + name + ", try help");
+        }
+        return;
+    }
+    if (arguments.size() < found->least_words) {
+        Refuse("usage: " + name + " " + std::string(found->arguments));
+    }
+    (this->*found->run)(arguments);
+}
+
+bool interactive_prompt::PassToService(const std::string& name, const words& arguments) {
+    if (std::find(kServiceCommands.begin(), kServiceCommands.end(), name) == kServiceCommands.end()) {
+        return false;
+    }
+    std::string line = name;
+    for (const std::string& word : arguments) {
+        // The prompt speaks UTF-8, the service the ANSI code page.
+        const std::string ansi = console::ToAnsi(console::FromUtf8(word));
+        line += " " + simulator::EscapeLine(console::QuoteWord(ansi));
+    }
+    const simulator_reply reply = service_.Command(line);
+    for (const std::string& each : reply.lines) {
+        print_.AddLine("service: " + console::ToUtf8(console::FromAnsi(simulator::UnescapeLine(each))));
+    }
+    print_.AddLine((reply.success ? "service: ok " : "error: ") + reply.text);
+    return true;
+}
+
+HTAPILINE interactive_prompt::LineOfDevice(DWORD device_id) const {
+    for (const HTAPILINE each : host_.OpenLines()) {
+        if (host_.DeviceOf(each) == device_id) {
+            return each;
+        }
+    }
+    return nullptr;
+}
+
+HTAPILINE interactive_prompt::LineFor(const words& arguments, std::size_t position) const {
+    std::vector<HTAPILINE> open = host_.OpenLines();
+    std::sort(open.begin(), open.end());
+    if (position >= arguments.size()) {
+        return open.empty() ? (Refuse("no line is open"), nullptr) : open.front();
+    }
+    const HTAPILINE line = LineOfDevice(static_cast<DWORD>(Number(arguments[position])));
+    return line == nullptr ? (Refuse("device " + arguments[position] + " is not open"), nullptr) : line;
+}
+
+HTAPICALL interactive_prompt::CallFor(const words& arguments, std::size_t position) const {
+    if (position < arguments.size()) {
+        return reinterpret_cast<HTAPICALL>(Number(arguments[position]));
+    }
+    const std::vector<call_view> calls = host_.Calls();
+    const auto live = std::find_if(calls.rbegin(), calls.rend(),
+                                   [](const call_view& each) { return each.State() != LINECALLSTATE_IDLE; });
+    if (calls.empty()) {
+        Refuse("there is no call");
+    }
+    return live == calls.rend() ? calls.back().call : live->call;
+}
+
+std::optional<HTAPICALL> interactive_prompt::NewestCall(DWORD state) const {
+    const std::vector<call_view> calls = host_.Calls();
+    const auto found = std::find_if(calls.rbegin(), calls.rend(),
+                                    [state](const call_view& each) { return each.State() == state; });
+    return found == calls.rend() ? std::nullopt : std::optional(found->call);
+}
+
+void interactive_prompt::List(const words&) {
+    for (const line_device& each : host_.Devices()) {
+        const std::optional<line_caps> caps = host_.GetDevCaps(each.device_id);
+        const HTAPILINE line = LineOfDevice(each.device_id);
+        print_.AddLine("device " + std::to_string(each.device_id) + "  permanent id " +
+                       (caps ? std::to_string(static_cast<std::int32_t>(caps->permanent_line_id)) : "?") +
+                       "  " + (caps ? console::ToUtf8(caps->line_name) : "?") + "  " +
+                       (line == nullptr ? "closed" : "open as " + HandleText(line)));
+    }
+}
+
+void interactive_prompt::Open(const words& arguments) {
+    if (!arguments.empty()) {
+        (void)dialler_.OpenLine(static_cast<DWORD>(Number(arguments[0])));
+        return;
+    }
+    for (const line_device& each : host_.Devices()) {
+        if (LineOfDevice(each.device_id) == nullptr) {
+            (void)dialler_.OpenLine(each.device_id);
+        }
+    }
+}
+
+void interactive_prompt::Close(const words& arguments) {
+    (void)dialler_.CloseLine(LineFor(arguments, 0));
+}
+
+void interactive_prompt::Calls(const words&) {
+    for (const call_view& each : host_.Calls()) {
+        print_.AddLine("call " + HandleText(each.call) + "  line " + HandleText(each.line) + "  " +
+                       CallStateName(each.State()));
+    }
+}
+
+void interactive_prompt::Dial(const words& arguments) {
+    const std::wstring number = console::FromUtf8(arguments[0]);
+    const std::optional<HTAPICALL> consultation = NewestCall(LINECALLSTATE_DIALTONE);
+    if (consultation && arguments.size() < 2) {
+        (void)dialler_.Dial(*consultation, number);
+    } else {
+        (void)dialler_.MakeCall(LineFor(arguments, 1), number);
+    }
+}
+
+void interactive_prompt::Answer(const words& arguments) {
+    (void)dialler_.Answer(CallFor(arguments, 0));
+}
+
+void interactive_prompt::Hold(const words& arguments) {
+    (void)dialler_.Hold(CallFor(arguments, 0));
+}
+
+void interactive_prompt::Unhold(const words& arguments) {
+    const std::optional<HTAPICALL> held = NewestCall(LINECALLSTATE_ONHOLD);
+    (void)dialler_.Unhold(arguments.empty() && held ? *held : CallFor(arguments, 0));
+}
+
+void interactive_prompt::Swap(const words& arguments) {
+    const std::optional<HTAPICALL> active = NewestCall(LINECALLSTATE_CONNECTED);
+    const std::optional<HTAPICALL> held = NewestCall(LINECALLSTATE_ONHOLD);
+    if (arguments.size() > 1) {
+        (void)dialler_.SwapHold(CallFor(arguments, 0), CallFor(arguments, 1));
+    } else if (active && held) {
+        (void)dialler_.SwapHold(*active, *held);
+    } else {
+        Refuse("an active and a held call are needed");
+    }
+}
+
+void interactive_prompt::Transfer(const words& arguments) {
+    (void)dialler_.SetupTransfer(CallFor(arguments, 0));
+}
+
+void interactive_prompt::Complete(const words& arguments) {
+    const std::optional<HTAPICALL> consultation = NewestCall(LINECALLSTATE_CONNECTED);
+    const std::optional<HTAPICALL> held = NewestCall(LINECALLSTATE_ONHOLD);
+    if (arguments.size() > 1) {
+        (void)dialler_.CompleteTransfer(CallFor(arguments, 0), CallFor(arguments, 1));
+    } else if (consultation && held) {
+        (void)dialler_.CompleteTransfer(*held, *consultation);
+    } else {
+        Refuse("a held call and a connected consultation call are needed");
+    }
+}
+
+void interactive_prompt::Blind(const words& arguments) {
+    (void)dialler_.BlindTransfer(CallFor(arguments, 1), console::FromUtf8(arguments[0]));
+}
+
+void interactive_prompt::Redirect(const words& arguments) {
+    (void)dialler_.Redirect(CallFor(arguments, 1), console::FromUtf8(arguments[0]));
+}
+
+void interactive_prompt::Digits(const words& arguments) {
+    (void)dialler_.GenerateDigits(CallFor(arguments, 1), console::FromUtf8(arguments[0]));
+}
+
+void interactive_prompt::Drop(const words& arguments) {
+    (void)dialler_.Drop(CallFor(arguments, 0));
+}
+
+void interactive_prompt::CloseCall(const words& arguments) {
+    (void)dialler_.CloseCall(CallFor(arguments, 0));
+}
+
+void interactive_prompt::Info(const words& arguments) {
+    (void)dialler_.GetCallInfo(CallFor(arguments, 0));
+}
+
+void interactive_prompt::Status(const words& arguments) {
+    (void)dialler_.GetCallStatus(CallFor(arguments, 0));
+}
+
+void interactive_prompt::Wait(const words& arguments) {
+    const DWORD state = StateByName(arguments[0]);
+    if (arguments.size() > 1) {
+        const HTAPICALL call = CallFor(arguments, 1);
+        if (!host_.WaitForCurrentState(call, state, kPatience)) {
+            Refuse("call " + HandleText(call) + " did not come to " + CallStateName(state));
+        }
+        return;
+    }
+    const auto in_state = [state](const tapi_event& each) {
+        return each.IsMessage(static_cast<DWORD>(LINE_CALLSTATE)) && each.param1 == state;
+    };
+    // Looking at the calls before and after the mark is taken leaves no gap for the message to slip through.
+    const std::uint64_t since = host_.Mark();
+    if (!NewestCall(state) && !host_.WaitForEvent(in_state, kPatience, since)) {
+        Refuse("no call came to " + CallStateName(state));
+    }
+}
+
+void interactive_prompt::Help(const words&) {
+    for (const command& known : Commands()) {
+        std::string usage = std::string(known.name) + " " + std::string(known.arguments);
+        usage.resize(std::max<std::size_t>(usage.size(), 32), ' ');
+        print_.AddLine("  " + usage + std::string(known.help));
+    }
+    print_.AddLine("and on the service's side, for the softphone with a permanent id:");
+    for (const std::string& each : service_.Command("help").lines) {
+        const words parts = console::SplitWords(each);
+        if (parts.size() > 1 &&
+            std::find(kServiceCommands.begin(), kServiceCommands.end(), parts[1]) != kServiceCommands.end()) {
+            print_.AddLine("  " + each.substr(each.find(' ') + 1));
+        }
+    }
+    print_.AddLine("A call is named by its handle; without one the newest call that fits is meant.");
+}
+
+void interactive_prompt::Quit(const words&) {
+    ended_ = true;
+}
+
+}  // namespace brivelnox::host

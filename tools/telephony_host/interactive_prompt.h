@@ -1,0 +1,78 @@
+#pragma once
+
+// A dialler at a prompt: the application's commands, and those of the softphones on the service's side.
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/console/line_io.h"
+#include "tools/telephony_host/application.h"
+#include "tools/telephony_host/merged_print.h"
+#include "tools/telephony_host/simulator_process.h"
+
+namespace brivelnox::host {
+
+/// Carries out commands with a provider that has been started. For one thread.
+class interactive_prompt {
+  public:
+    interactive_prompt(application& dialler, simulator_process& service, merged_print& print);
+
+    /// Reads commands until "quit" or the end of the input. `prompt` is shown before each command, if it
+    /// isn't empty.
+    void Run(console::line_reader& input, console::line_writer& output, std::string_view prompt);
+
+    /// Carries out one command line. Returns false for "quit".
+    bool Execute(const std::string& line);
+
+  private:
+    using words = std::vector<std::string>;
+    /// What is wrong is thrown as std::invalid_argument.
+    using operation = void (interactive_prompt::*)(const words&);
+    struct command {
+        std::string_view name;
+        std::string_view arguments;
+        std::size_t least_words = 0;
+        operation run = nullptr;
+        std::string_view help;
+    };
+    static const std::vector<command>& Commands();
+
+    void List(const words& arguments);
+    void Open(const words& arguments);
+    void Close(const words& arguments);
+    void Calls(const words& arguments);
+    void Dial(const words& arguments);
+    void Answer(const words& arguments);
+    void Hold(const words& arguments);
+    void Unhold(const words& arguments);
+    void Swap(const words& arguments);
+    void Transfer(const words& arguments);
+    void Complete(const words& arguments);
+    void Blind(const words& arguments);
+    void Redirect(const words& arguments);
+    void Digits(const words& arguments);
+    void Drop(const words& arguments);
+    void CloseCall(const words& arguments);
+    void Info(const words& arguments);
+    void Status(const words& arguments);
+    void Wait(const words& arguments);
+    void Help(const words& arguments);
+    void Quit(const words& arguments);
+
+    void RunCommand(const std::string& name, const words& arguments);
+    bool PassToService(const std::string& name, const words& arguments);
+    [[nodiscard]] HTAPILINE LineOfDevice(DWORD device_id) const;
+    [[nodiscard]] HTAPILINE LineFor(const words& arguments, std::size_t position) const;
+    [[nodiscard]] HTAPICALL CallFor(const words& arguments, std::size_t position) const;
+    [[nodiscard]] std::optional<HTAPICALL> NewestCall(DWORD state) const;
+
+    application& dialler_;
+    telephony_host& host_;
+    simulator_process& service_;
+    merged_print& print_;
+    bool ended_ = false;
+};
+
+}  // namespace brivelnox::host

@@ -1,0 +1,158 @@
+// telephony_host: the telephony service's stand-in as a program. It loads a provider, starts the service
+// simulator as its other neighbour, and either plays a working day or takes commands.
+
+#include <windows.h>
+#include <winsock2.h>
+
+#include <exception>
+#include <optional>
+
+#include <shellapi.h>
+#include <shlobj.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/console/command_words.h"
+#include "tools/console/line_io.h"
+#include "tools/telephony_host/application.h"
+#include "tools/telephony_host/interactive_prompt.h"
+#include "tools/telephony_host/merged_print.h"
+#include "tools/telephony_host/simulator_process.h"
+#include "tools/telephony_host/wire_text.h"
+#include "tools/telephony_host/working_day.h"
+
+namespace {
+
+using namespace brivelnox;
+
+constexpr std::string_view kUsage =
+    "usage: telephony_host --day | --interactive [--provider <path>] [--simulator <path>]";
+
+struct arguments {
+    bool day = false;
+    bool interactive = false;
+    std::wstring provider;
+    std::wstring simulator;
+};
+
+/// The folder of this program, with a closing backslash.
+std::wstring OwnFolder() {
+    std::wstring path(32768, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path.substr(0, path.rfind(L'\\') + 1);
+}
+
+std::vector<std::wstring> CommandLineWords() {
+    int count = 0;
+    wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::wstring> result(words + 1, words + count);
+    (void)LocalFree(words);
+    return result;
+}
+
+std::optional<arguments> ParseArguments(const std::vector<std::wstring>& words) {
+    arguments result{false, false, OwnFolder() + L"..\\Brivelnox.tsp",
+                     OwnFolder() + L"service_simulator.exe"};
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const bool has_value = i + 1 < words.size();
+        if (words[i] == L"--day") {
+            result.day = true;
+        } else if (words[i] == L"--interactive") {
+            result.interactive = true;
+        } else if (words[i] == L"--provider" && has_value) {
+            result.provider = words[++i];
+        } else if (words[i] == L"--simulator" && has_value) {
+            result.simulator = words[++i];
+        } else {
+            return std::nullopt;
+        }
+    }
+    return result.day != result.interactive ? std::optional(result) : std::nullopt;
+}
+
+/// Where the provider writes its log on this machine.
+std::wstring LogFile() {
+    std::wstring folder(MAX_PATH, L'\0');
+    if (FAILED(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, folder.data()))) {
+        return {};
+    }
+    folder.resize(folder.find(L'\0'));
+    return folder + L"\\Brivelnox\\Brivelnox.Tsp\\logs\\Brivelnox.Tsp.log";
+}
+
+void ShowWire(host::merged_print& print, const host::wire_report& line) {
+    const std::string mark = line.direction == "in" ? "> " : line.direction == "out" ? "< " : "- ";
+    const std::string text = line.direction == "note" ? line.text : host::WireText(line.text);
+    print.Add(host::print_column::kWire, line.time, mark + text);
+}
+
+bool PlayInteractively(host::application& dialler, host::simulator_process& service,
+                       host::merged_print& print, console::line_writer& output) {
+    for (const char* const line :
+         {"register 1001 \"Anna Berger (Reception)\"", "register 1002 \"Bruno Keller (Sales)\""}) {
+        (void)service.Command(line);
+    }
+    if (dialler.Start() != 0) {
+        return false;
+    }
+    print.AddLine("Two softphones are registered. Type help for the commands, open to open their lines.");
+    const HANDLE input_handle = GetStdHandle(STD_INPUT_HANDLE);
+    console::line_reader input(input_handle);
+    host::interactive_prompt prompt(dialler, service, print);
+    prompt.Run(input, output, GetFileType(input_handle) == FILE_TYPE_CHAR ? "> " : "");
+    for (const host::call_view& each : dialler.Host().Calls()) {
+        if (each.State() != LINECALLSTATE_IDLE) {
+            (void)dialler.Drop(each.call);
+        }
+        (void)dialler.CloseCall(each.call);
+    }
+    for (const HTAPILINE each : dialler.Host().OpenLines()) {
+        (void)dialler.CloseLine(each);
+    }
+    const bool stopped = dialler.Shutdown() == 0;
+    for (const std::string& each : dialler.Host().Checker().Breaches()) {
+        print.AddLine("breach: " + each);
+    }
+    return stopped && dialler.Host().Checker().BreachCount() == 0;
+}
+
+int Run(const arguments& wanted, console::line_writer& output) {
+    const auto start = host::merged_print::clock::now();
+    const host::provider_module provider(wanted.provider);
+    const std::string missing = provider.Missing();
+    if (!missing.empty()) {
+        (void)output.Write("the provider does not export " + missing);
+        return 1;
+    }
+    host::merged_print print(start, [&](const std::string& line) { (void)output.Write(line); });
+    host::simulator_process service(wanted.simulator,
+                                    [&](const host::wire_report& line) { ShowWire(print, line); });
+    host::telephony_host service_host(provider);
+    host::application dialler(service_host, print);
+    const bool good = wanted.day ? host::working_day(dialler, service, print).Play()
+                                 : PlayInteractively(dialler, service, print, output);
+    print.Flush();
+    print.AddLine("log file: " + console::ToUtf8(LogFile()));
+    return good ? 0 : 1;
+}
+
+}  // namespace
+
+int main() {
+    (void)SetConsoleOutputCP(CP_UTF8);
+    (void)SetConsoleCP(CP_UTF8);
+    console::line_writer output(GetStdHandle(STD_OUTPUT_HANDLE));
+    const std::optional<arguments> wanted = ParseArguments(CommandLineWords());
+    if (!wanted) {
+        (void)output.Write(kUsage);
+        return 2;
+    }
+    try {
+        return Run(*wanted, output);
+    } catch (const std::exception& failure) {
+        (void)output.Write(std::string("telephony_host: ") + failure.what());
+        return 1;
+    }
+}
