@@ -1,5 +1,6 @@
 #include "provider/provider_lifecycle.h"
 
+#include <new>
 #include <utility>
 
 #include "provider/guarded.h"
@@ -10,6 +11,14 @@ namespace brivelnox {
 provider_lifecycle& provider_lifecycle::Process() {
     static provider_lifecycle instance;
     return instance;
+}
+
+provider_lifecycle::~provider_lifecycle() {
+    // This runs when the process detaches, under the loader lock, when the other threads are already gone or must not
+    // be waited for. Tear-down is the shutdown entry point's.
+    if (manager_ != nullptr) {
+        (void)new (std::nothrow) std::shared_ptr<telephony_manager>(std::move(manager_));
+    }
 }
 
 std::shared_ptr<telephony_manager> provider_lifecycle::Manager() const {

@@ -20,6 +20,8 @@ class provider_lifecycle {
     provider_lifecycle() = default;
     provider_lifecycle(const provider_lifecycle&) = delete;
     provider_lifecycle& operator=(const provider_lifecycle&) = delete;
+    /// Tears nothing down: a manager that was never shut down is abandoned with the process.
+    ~provider_lifecycle();
 
     /// The one of this process.
     static provider_lifecycle& Process();
