@@ -119,8 +119,7 @@ void line::MakeCall(HTAPICALL tapi_call_handle, std::uint32_t country_code, cons
                     std::uint64_t& driver_call_handle) {
     // Both locks from the start: the softphone's first event for the call has to find it in PROCEEDING.
     const lock_pair_guard guard(lock_, events_);
-    Log(L"MakeCall %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, tapiCallHandle: 0x%08X, number: %s, "
-        L"country code: %d",
+    Log(L"MakeCall %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, tapiCallHandle: 0x%08X, number: %s, country code: %d",
         name_.c_str(), Low32(TapiLineHandle()), DeviceId(), Low32(tapi_call_handle), number.c_str(),
         country_code);
     const std::wstring client_call_id = NewClientCallId();

@@ -94,8 +94,7 @@ const line::client_state_rule* line::FindRule(std::int32_t client_state) {
 void line::OnClientCallState(const client_call_state& state) {
     const lock_pair_guard guard(lock_, events_);
     const std::int32_t client_state = ParseClientCallState(state.callState);
-    Log(L"Client call state received. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, "
-        L"client call state: %s",
+    Log(L"Client call state received. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, client call state: %s",
         name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
         state.callState.c_str());
     // Held here: TAPI may close the call from inside any of the messages below.
@@ -127,14 +126,11 @@ bool line::NoteEvent(tapi_call& call, const client_call_state& state, std::int32
     // A call that an event has just created has no client state yet, so that its next event counts as a
     // change. That is intended.
     if (call.ExchangeClientState(client_state) != client_state) {
-        Log(L"Client call state changed. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, "
-            L"client call state: %s",
+        Log(L"Client call state changed. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, client call state: %s",
             name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
             state.callState.c_str());
     } else if (parameters_changed) {
-        Log(L"Client call parameters changed. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: "
-            L"%s, "
-            L"client call state: %s",
+        Log(L"Client call parameters changed. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, client call state: %s",
             name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
             state.callState.c_str());
     }
@@ -162,9 +158,7 @@ void line::ContinueCall(const client_state_rule& rule, tapi_call& call) {
 
 void line::ReportHeldBackConnect(tapi_call& call) {
     if (call.ConnectedIgnored()) {
-        Log(L"Outbound call was started by TAPI, connected state was ignored, call is now 'outgoing' -> "
-            L"report as "
-            L"ringback.");
+        Log(L"Outbound call was started by TAPI, connected state was ignored, call is now 'outgoing' -> report as ringback.");
         call.SetConnectedIgnored(false);
         GoThrough(call, kProceedingRingback);
     }
@@ -178,9 +172,7 @@ void line::ReportProceedingBeforeRingback(tapi_call& call) {
 void line::ApplyConnectTiming(tapi_call& call) {
     const std::int32_t elapsed = MillisecondsBetween(call.CreatedAt(), call_manager_.Now());
     if (elapsed < kBelievedConnectMilliseconds) {
-        Log(L"Outbound call is connected without ringback, duration %d ms. Call was started by TAPI -> "
-            L"report as "
-            L"proceeding.",
+        Log(L"Outbound call is connected without ringback, duration %d ms. Call was started by TAPI -> report as proceeding.",
             elapsed);
         call.SetState(LINECALLSTATE_PROCEEDING, 0, true);
         call.SetConnectedIgnored(true);
@@ -191,9 +183,7 @@ void line::ApplyConnectTiming(tapi_call& call) {
 }
 
 void line::ReportRingbackBeforeConnect(tapi_call& call) {
-    Log(L"Outbound call is in a connected state but TAPI call is still proceeding. Call was started by TAPI "
-        L"-> report "
-        L"ringback before connect.");
+    Log(L"Outbound call is in a connected state but TAPI call is still proceeding. Call was started by TAPI -> report ringback before connect.");
     GoThrough(call, kCallerConnected);
 }
 

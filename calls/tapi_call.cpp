@@ -27,21 +27,18 @@ tapi_call::tapi_call(std::uint64_t driver_call_handle, HTAPICALL tapi_call_handl
       created_at_(created_at),
       client_call_id_(std::move(client_call_id)) {
     // "outbound" shows the origin itself, 1 or 128. That is intended.
-    Log(L"New call created client_call_id: %s, tapiCallHandle: 0x%08X, driverCallHandle: 0x%08X, outbound: "
-        L"%d",
+    Log(L"New call created client_call_id: %s, tapiCallHandle: 0x%08X, driverCallHandle: 0x%08X, outbound: %d",
         ClientCallId().c_str(), Low32(tapi_call_handle_), Low32(driver_call_handle_), call_origin_);
 }
 
 void tapi_call::SetState(std::uint32_t state, std::uint32_t mode, bool signal) {
     const lock_guard events(line_.EventLock());
-    Log(L"SetState: client_call_id: %s, tapiCallHandle: 0x%08X, driverCallHandle: 0x%08X, state: %s, mode: "
-        L"0x%08X.",
+    Log(L"SetState: client_call_id: %s, tapiCallHandle: 0x%08X, driverCallHandle: 0x%08X, state: %s, mode: 0x%08X.",
         ClientCallId().c_str(), Low32(tapi_call_handle_), Low32(driver_call_handle_), CallStateName(state),
         mode);
     const state_change change = StoreState(state, mode);
     if (change == state_change::already_idle) {
-        Log(L"Call client_call_id: %s, tapiCallHandle: 0x%08X, driverCallHandle: 0x%08X is already idle, "
-            L"do not signal property or state",
+        Log(L"Call client_call_id: %s, tapiCallHandle: 0x%08X, driverCallHandle: 0x%08X is already idle, do not signal property or state",
             ClientCallId().c_str(), Low32(tapi_call_handle_), Low32(driver_call_handle_));
         return;
     }
@@ -53,7 +50,10 @@ void tapi_call::SetState(std::uint32_t state, std::uint32_t mode, bool signal) {
         const std::uint32_t told_mode = state == LINECALLSTATE_DISCONNECTED ? mode : 0;
         line_.SendEvent(tapi_call_handle_, LINE_CALLSTATE, state, told_mode, LINEMEDIAMODE_INTERACTIVEVOICE);
     }
-    FlushCallInfo();
+    // TAPI may have closed or dropped the call from inside the message.
+    if (State() == state) {
+        SendCallInfo();
+    }
 }
 
 tapi_call::state_change tapi_call::StoreState(std::uint32_t state, std::uint32_t mode) {
@@ -77,6 +77,12 @@ tapi_call::state_change tapi_call::StoreState(std::uint32_t state, std::uint32_t
 
 void tapi_call::FlushCallInfo() {
     const lock_guard events(line_.EventLock());
+    if (State() != LINECALLSTATE_IDLE) {
+        SendCallInfo();
+    }
+}
+
+void tapi_call::SendCallInfo() {
     // Cleared before it is sent: a request that TAPI makes from inside the message must not send it again.
     if (const std::uint32_t changed = TakeChangedCallInfo(); changed != 0) {
         line_.SendEvent(tapi_call_handle_, LINE_CALLINFO, changed, 0, 0);

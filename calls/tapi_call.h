@@ -40,13 +40,13 @@ struct call_details {
 ///
 /// Records are held by std::shared_ptr in two indexes, the call manager's and the line's; whoever works on a
 /// call holds it too, so a record outlives its removal from both for as long as somebody is inside. Its line
-/// lives at least as long.
+/// lives as long as anybody uses the record.
 ///
-/// Threads: changes are made under the line's lock, except SetState by the call manager when TAPI closes the
-/// call. A small lock of the record's own, never held while calling out, keeps readers on other threads from
-/// seeing a field half-written. SetState and FlushCallInfo take the event lock, so what is decided about a
-/// message and its sending are one step: nothing is told about a call once it is idle, whichever thread made
-/// it so.
+/// Threads: changes are made under the line's lock, except SetState when TAPI closes the call and when a
+/// consultation call gets its dial tone. A small lock of the record's own, never held while calling out,
+/// keeps readers on other threads from seeing a field half-written. SetState and FlushCallInfo take the event
+/// lock, so what is decided about a message and its sending are one step: nothing is told about a call once
+/// it is idle, whichever thread made it so.
 class tapi_call {
   public:
     /// Logs the creation. `created_at` is the UTC time from which the timing of outbound calls counts.
@@ -60,7 +60,8 @@ class tapi_call {
     /// idle: for it nothing is stored and nothing told. The mode goes to TAPI only with DISCONNECTED.
     void SetState(std::uint32_t state, std::uint32_t mode, bool signal);
 
-    /// Tells TAPI which call information has changed since the last time, if any has.
+    /// Tells TAPI which call information has changed since the last time, if any has. Nothing about an idle
+    /// call.
     void FlushCallInfo();
 
     /// Takes over the parties and the forward type of an event and notes what has changed. Tells TAPI
@@ -104,6 +105,7 @@ class tapi_call {
     /// What SetState has to tell TAPI.
     enum class state_change { already_idle, stored, changed };
 
+    void SendCallInfo();
     state_change StoreState(std::uint32_t state, std::uint32_t mode);
     [[nodiscard]] std::uint32_t TakeChangedCallInfo();
     void Replace(std::wstring& field, const std::wstring& value, std::uint32_t changed_bits)

@@ -8,8 +8,10 @@ namespace brivelnox {
 
 /// The one lock around every call of a TAPI event procedure and of TAPI's completion procedure, so that TAPI
 /// never receives two messages of this provider at once. It is the last lock in the order. An operation that
-/// holds another lock and may come to send takes that lock and this one together (lock_pair_guard): nobody
-/// waits for the event lock while holding a lock that a request made from inside a callback could need.
+/// works on a line with the lines lock held, or that may come to send, takes its own lock and this one
+/// together (lock_pair_guard): nobody waits for the event lock while holding a lock that a request made from
+/// inside a callback could need. Such a request comes with the event lock held and takes the others after it;
+/// that is safe because whoever holds them then neither has the event lock nor waits for it.
 ///
 /// It can be shut: at shutdown, after which nothing is told to TAPI any more.
 class BRIVELNOX_CAPABILITY("mutex") event_lock : public recursive_mutex {

@@ -130,8 +130,7 @@ void line::ResetCall(tapi_call& call) {
 }
 
 void line::UpdateServiceState(bool client_connected, bool sip_connected) {
-    Log(L"Updated service state %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client connected: %d, "
-        L"sip connected: %d",
+    Log(L"Updated service state %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client connected: %d, sip connected: %d",
         name_.c_str(), Low32(TapiLineHandle()), DeviceId(), client_connected, sip_connected);
     sip_connected_.store(sip_connected);
     if (client_connected_.exchange(client_connected) != client_connected) {

@@ -10,8 +10,6 @@
 
 #include <tspi.h>
 
-#include <vector>
-
 #include "lines/event_lock.h"
 #include "platform/locks.h"
 #include "registry_service/client_records.h"

@@ -16,6 +16,7 @@ constexpr category_log Log{L"LineManager"};
 
 constexpr std::int32_t kNoPermanentLineId = -1;
 constexpr std::chrono::milliseconds kCleanUpLockWait{5000};
+constexpr DWORD kInitialLinesWaitMilliseconds = 20000;
 
 }  // namespace
 
@@ -39,6 +40,7 @@ line_manager::line_manager(std::shared_ptr<call_manager> calls, LINEEVENT line_c
       provider_handle_(provider_handle),
       device_id_base_(device_id_base),
       next_device_id_(device_id_base),
+      initial_lines_made_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       client_(*this, timing) {}
 
 line_manager::~line_manager() {
@@ -46,6 +48,11 @@ line_manager::~line_manager() {
 }
 
 void line_manager::Start() {
+    // Set on every path: the reader may be waiting for it.
+    struct set_at_end {
+        HANDLE event;
+        ~set_at_end() { (void)SetEvent(event); }
+    } const started{initial_lines_made_.get()};
     client_.Start(weak_from_this());
     // These two characters are all that is logged about the construction. That is intended.
     Log(L"()");
@@ -111,7 +118,8 @@ void line_manager::CreateInitialLines() {
 
 void line_manager::ApplyRegistrationList(const client_registration_list& registrations,
                                          bool suppress_line_create) {
-    const lock_pair_guard guard(lines_lock_, event_lock_);
+    // Not under one lock for the whole list: each entry writes several lines to the log, and a list of
+    // thousands would keep every request of TAPI waiting.
     const std::uint32_t old_count = GetLineCount();
     if (old_count != 0 && old_count != registrations.size()) {
         Log(L"Client list changed. Old size: %d, new size: %d", old_count,
@@ -145,12 +153,13 @@ void line_manager::ApplyRegistration(const client_registration& registration, bo
 }
 
 void line_manager::CreateAnnouncedLine(const client_registration& registration, bool suppress_line_create) {
-    std::unique_ptr<line> created = CreateLine(registration);
-    line& new_line = *created;
-    AddLine(std::move(created));
-    new_line.UpdateServiceState(registration.clientConnected, registration.sipConnected);
+    line* const new_line = AddLine(CreateLine(registration));
+    if (new_line == nullptr) {
+        return;
+    }
+    new_line->UpdateServiceState(registration.clientConnected, registration.sipConnected);
     if (!suppress_line_create) {
-        FireLineCreate(new_line);
+        FireLineCreate(*new_line);
     }
 }
 
@@ -162,9 +171,9 @@ std::unique_ptr<line> line_manager::CreateLine(const client_registration& regist
                                   device_id);
 }
 
-void line_manager::AddLine(std::unique_ptr<line> new_line) {
+line* line_manager::AddLine(std::unique_ptr<line> new_line) {
     if (new_line == nullptr || lines_by_driver_line_handle_.contains(new_line->DriverLineHandle())) {
-        return;
+        return nullptr;
     }
     line* const added = lines_.emplace_back(std::move(new_line)).get();
     lines_by_driver_line_handle_[added->DriverLineHandle()] = added;
@@ -174,6 +183,7 @@ void line_manager::AddLine(std::unique_ptr<line> new_line) {
     if (added->PermanentLineId() != kNoPermanentLineId) {
         lines_by_permanent_line_id_[added->PermanentLineId()] = added;
     }
+    return added;
 }
 
 void line_manager::FireLineCreate(const line& new_line) {
@@ -220,13 +230,12 @@ line* line_manager::FindLineByPermanentLineId(std::int32_t permanent_line_id) co
 
 void line_manager::OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle, HDRVLINE& driver_line_handle,
                             LINEEVENT event_procedure) {
-    const lock_guard guard(lines_lock_);
+    const lock_pair_guard guard(lines_lock_, event_lock_);
     line* const found = FindLineByDeviceId(device_id);
     if (found == nullptr) {
         return;
     }
-    Log(L"Open line with deviceId 0x%08X and assign tapiLineHandle: 0x%08X. Event procedure address: 0x%08X. "
-        L"Return driverLineHandle: 0x%08X. %s",
+    Log(L"Open line with deviceId 0x%08X and assign tapiLineHandle: 0x%08X. Event procedure address: 0x%08X. Return driverLineHandle: 0x%08X. %s",
         device_id, Low32(tapi_line_handle), Low32(event_procedure), found->DriverLineHandle(),
         found->Name().c_str());
     found->Open(tapi_line_handle, event_procedure);
@@ -241,30 +250,41 @@ void line_manager::CloseLine(std::uintptr_t driver_line_handle) {
 }
 
 void line_manager::SetDeviceIdBase(std::uint32_t device_id_base) {
-    const lock_guard guard(lines_lock_);
-    device_id_base_ = device_id_base;
-    next_device_id_ = device_id_base;
-    for (const auto& numbered : lines_) {
-        const std::uint32_t device_id = next_device_id_++;
-        if (device_id != kUnknownDeviceId) {
-            numbered->InitializeDeviceId(device_id);
-            lines_by_device_id_[numbered->DeviceId()] = numbered.get();
+    try {
+        const lock_pair_guard guard(lines_lock_, event_lock_);
+        device_id_base_ = device_id_base;
+        next_device_id_ = device_id_base;
+        for (const auto& numbered : lines_) {
+            const std::uint32_t device_id = next_device_id_++;
+            if (device_id != kUnknownDeviceId) {
+                numbered->InitializeDeviceId(device_id);
+                lines_by_device_id_[numbered->DeviceId()] = numbered.get();
+            }
         }
+    } catch (...) {
+        // The lines that could not be numbered stay unknown to TAPI; the others work.
     }
 }
 
 void line_manager::UpdateDeviceId(line& line_to_update, std::uint32_t device_id) {
-    const lock_guard guard(lines_lock_);
-    if (device_id != kUnknownDeviceId) {
-        line_to_update.UpdateDeviceId(device_id);
-        // The temporary key is deliberately left: the line stays reachable under both identifiers.
-        lines_by_device_id_[device_id] = &line_to_update;
+    try {
+        const lock_pair_guard guard(lines_lock_, event_lock_);
+        if (device_id != kUnknownDeviceId) {
+            line_to_update.UpdateDeviceId(device_id);
+            // The temporary key is deliberately left: the line stays reachable under both identifiers.
+            lines_by_device_id_[device_id] = &line_to_update;
+        }
+    } catch (...) {
+        // The line stays reachable under the identifier it had.
     }
 }
 
 void line_manager::OnRegistrationList(const client_registration_list& registrations, bool initial) {
-    // An initial list is applied by the thread that waits for it.
-    if (!initial) {
+    if (initial) {
+        // This list is applied by the thread that waits for it. Whatever the service sends behind the list
+        // counts after it, so it must not overtake that thread.
+        (void)WaitForSingleObject(initial_lines_made_.get(), kInitialLinesWaitMilliseconds);
+    } else {
         ApplyRegistrationList(registrations, false);
     }
     list_complete_ = true;
@@ -298,15 +318,23 @@ void line_manager::ApplyChange(const client_registration& registration, bool reg
 }
 
 void line_manager::OnCallState(std::int32_t permanent_line_id, const client_call_state& state) {
-    // The lines lock is held for the lookup only.
-    if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
-        found->OnClientCallState(state);
+    try {
+        // The lines lock is held for the lookup only.
+        if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
+            found->OnClientCallState(state);
+        }
+    } catch (...) {
+        // This event is lost; the call's next one brings it up to date.
     }
 }
 
 void line_manager::OnCallRemoved(std::int32_t permanent_line_id, const char* client_call_id) {
-    if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
-        found->OnCallRemoved(ToWide(client_call_id));
+    try {
+        if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
+            found->OnCallRemoved(ToWide(client_call_id));
+        }
+    } catch (...) {
+        // The call stays as it is until TAPI drops or closes it.
     }
 }
 

@@ -25,9 +25,9 @@ namespace brivelnox {
 /// client keeps its line.
 ///
 /// Threads: TAPI's (requests) and the client's reader thread (the event slots). The lines lock guards the
-/// indexes, the counters and the base; every operation takes it for its whole duration, and together with the
-/// event lock where it may tell TAPI something. It is not held while the first registration list is waited
-/// for, because the reader needs it for whatever the service sends before.
+/// indexes, the counters and the base; every operation takes it for its whole duration (a registration list:
+/// entry by entry), and together with the event lock where it works on a line. It is not held while the first
+/// registration list is waited for, because the reader needs it for whatever the service sends before.
 ///
 /// Held by std::shared_ptr: every thread that works inside holds the manager, so that one which is still
 /// inside when shutdown lets go finds everything in place; lines are freed with their manager.
@@ -87,7 +87,7 @@ class line_manager final : private registry_service_event_handler,
     void CreateInitialLines();
     void DeleteLines() BRIVELNOX_REQUIRES(lines_lock_, event_lock_);
     std::unique_ptr<line> CreateLine(const client_registration& registration) BRIVELNOX_REQUIRES(lines_lock_);
-    void AddLine(std::unique_ptr<line> new_line) BRIVELNOX_REQUIRES(lines_lock_);
+    line* AddLine(std::unique_ptr<line> new_line) BRIVELNOX_REQUIRES(lines_lock_);
     void ApplyRegistration(const client_registration& registration, bool registered,
                            bool suppress_line_create);
     void CreateAnnouncedLine(const client_registration& registration, bool suppress_line_create)
@@ -121,6 +121,8 @@ class line_manager final : private registry_service_event_handler,
     bool list_complete_ = false;
     bool changed_before_list_ = false;
     std::atomic<bool> stopped_{false};
+    // Signalled when the first list has been applied, or nobody waits for it any more.
+    const unique_event initial_lines_made_;
     // Last, so that everything above is there before the client can deliver and until it has stopped.
     rs_tsp_client client_;
 };

@@ -69,14 +69,10 @@ void LogCallState(const logged_event& event) {
     const wchar_t* const state = CallStateName(Low32(event.param1));
     const wchar_t* const mode = DisconnectModeName(event.param2);
     if (event.param3 == LINEMEDIAMODE_INTERACTIVEVOICE) {
-        Log(L"Send event to TAPI: LINE_CALLSTATE. %s, tapiLineHandle: 0x%08X, tapiCallHandle: 0x%08X, %s, "
-            L"%s, "
-            L"LINEMEDIAMODE_INTERACTIVEVOICE",
+        Log(L"Send event to TAPI: LINE_CALLSTATE. %s, tapiLineHandle: 0x%08X, tapiCallHandle: 0x%08X, %s, %s, LINEMEDIAMODE_INTERACTIVEVOICE",
             event.line_name, event.tapi_line_handle, event.tapi_call_handle, state, mode);
     } else {
-        Log(L"Send event to TAPI: LINE_CALLSTATE. %s, tapiLineHandle: 0x%08X, tapiCallHandle: 0x%08X, %s, "
-            L"%s, "
-            L"mediaMode: 0x%08X",
+        Log(L"Send event to TAPI: LINE_CALLSTATE. %s, tapiLineHandle: 0x%08X, tapiCallHandle: 0x%08X, %s, %s, mediaMode: 0x%08X",
             event.line_name, event.tapi_line_handle, event.tapi_call_handle, state, mode,
             Low32(event.param3));
     }
@@ -85,8 +81,7 @@ void LogCallState(const logged_event& event) {
 void LogLineDevState(const logged_event& event) {
     // The heading names CAPSCHANGE whatever the value is. That is intended.
     if (event.param1 == LINEDEVSTATE_CAPSCHANGE) {
-        Log(L"Send event to TAPI: LINEDEVSTATE_CAPSCHANGE. %s, tapiLineHandle: 0x%08X, "
-            L"LINEDEVSTATE_CAPSCHANGE",
+        Log(L"Send event to TAPI: LINEDEVSTATE_CAPSCHANGE. %s, tapiLineHandle: 0x%08X, LINEDEVSTATE_CAPSCHANGE",
             event.line_name, event.tapi_line_handle);
     } else {
         Log(L"Send event to TAPI: LINEDEVSTATE_CAPSCHANGE. %s, tapiLineHandle: 0x%08X, 0x%08X",

@@ -84,8 +84,9 @@ class BRIVELNOX_SCOPED_CAPABILITY lock_guard {
 };
 
 /// Holds two locks for the length of a block. They are taken together: while one of them has to be waited
-/// for, the other is not held, so two threads that want the same pair, or one of them and then the other,
-/// cannot block each other.
+/// for, this guard does not hold the other, so two threads that want the same pair cannot block each other,
+/// whichever of the two each gets first. A lock that the caller held before stays held while the other is
+/// waited for.
 template <class First, class Second>
 class BRIVELNOX_SCOPED_CAPABILITY lock_pair_guard {
   public:

@@ -162,9 +162,7 @@ void LogParties(bool is_outbound, const call_parties& parties, const call_detail
 
 void LogTooSmall(const LINECALLINFO& info) {
     ProviderLog(
-        L"GetCallInfo: Buffer provided by TAPI application is too small. Struct size %d, Available buffer "
-        L"size "
-        L"%d, Required buffer size %d",
+        L"GetCallInfo: Buffer provided by TAPI application is too small. Struct size %d, Available buffer size %d, Required buffer size %d",
         kCallInfoSize, info.dwTotalSize, info.dwNeededSize);
     ProviderLog(L"TAPI application must call lineGetCallInfo with a larger buffer.");
 }

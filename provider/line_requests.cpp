@@ -118,6 +118,9 @@ LONG telephony_manager::LineDial(DRV_REQUESTID request_id, HDRVCALL call, const 
     // The messages deliberately name the make-call request.
     return Guarded(L"LineMakeCallAsync: Caught Exception!", [&]() -> LONG {
         const auto lines = Lines();
+        // A call changes its state with the event lock held: the test below and the dialling are one step,
+        // and a call that TAPI closes or dials on another thread is not dialled again.
+        const lock_guard events(lines->EventLock());
         const std::shared_ptr<tapi_call> found = lines->Calls().FindCall(CallKey(call));
         if (found == nullptr) {
             ProviderLog(L"LineMakeCallAsync: Line not found for driverCallHandle 0x%08X.", Low32(call));

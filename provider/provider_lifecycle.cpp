@@ -14,8 +14,8 @@ provider_lifecycle& provider_lifecycle::Process() {
 }
 
 provider_lifecycle::~provider_lifecycle() {
-    // This runs when the process detaches, under the loader lock, when the other threads are already gone or must not
-    // be waited for. Tear-down is the shutdown entry point's.
+    // This runs when the process detaches, under the loader lock, when the other threads are already gone or
+    // must not be waited for. Tear-down is the shutdown entry point's.
     if (manager_ != nullptr) {
         (void)new (std::nothrow) std::shared_ptr<telephony_manager>(std::move(manager_));
     }

@@ -8,7 +8,7 @@ namespace brivelnox {
 
 /// Receives what the registry service reports. All operations run on the link's reader thread with the link's
 /// lock held, so a handler must not wait for anything that needs that thread; the records are valid only for
-/// the duration of the call. What a handler throws is caught and dropped by the client.
+/// the duration of the call. What a handler throws is caught and dropped by the link.
 class registry_service_event_handler {
   public:
     virtual ~registry_service_event_handler() = default;

@@ -24,8 +24,7 @@ constexpr std::int32_t kLastRequestId = 10000;
 
 client_registration ReadLoggedRegistration(const tinyxml2::XMLElement& element) {
     client_registration registration = ReadRegistration(element);
-    Log(L"Parsed client registration. TAPI line name: %s, permanentLineId: 0x%08X, tcpPort: %d, "
-        L"client connected: %d, sip connected: %d",
+    Log(L"Parsed client registration. TAPI line name: %s, permanentLineId: 0x%08X, tcpPort: %d, client connected: %d, sip connected: %d",
         registration.tapiLineName.c_str(), registration.permanentLineId, registration.tcpPort,
         registration.clientConnected, registration.sipConnected);
     return registration;

@@ -69,6 +69,51 @@ std::optional<std::int32_t> ToNumber(std::string_view word) {
     return value;
 }
 
+std::string EscapeLine(std::string_view bytes) {
+    static constexpr std::string_view kDigits = "0123456789ABCDEF";
+    std::string line;
+    line.reserve(bytes.size());
+    for (const char c : bytes) {
+        const auto value = static_cast<unsigned char>(c);
+        if (c == '\\') {
+            line += "\\\\";
+        } else if (value >= 0x20 && value <= 0x7E) {
+            line += c;
+        } else {
+            line += "\\x";
+            line += kDigits[value >> 4U];
+            line += kDigits[value & 0xFU];
+        }
+    }
+    return line;
+}
+
+std::string UnescapeLine(std::string_view line) {
+    std::string bytes;
+    bytes.reserve(line.size());
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] != '\\' || i + 1 == line.size()) {
+            bytes += line[i];
+            continue;
+        }
+        if (line[i + 1] == '\\') {
+            bytes += '\\';
+            ++i;
+            continue;
+        }
+        const std::string_view digits = line.substr(i + 2 <= line.size() ? i + 2 : line.size(), 2);
+        unsigned value = 0;
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+        if (line[i + 1] == 'x' && digits.size() == 2 && error == std::errc() && end == digits.data() + 2) {
+            bytes += static_cast<char>(value);
+            i += 3;
+        } else {
+            bytes += line[i];
+        }
+    }
+    return bytes;
+}
+
 std::wstring FromUtf8(std::string_view text) {
     return Widen(CP_UTF8, text);
 }

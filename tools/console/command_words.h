@@ -19,6 +19,14 @@ std::string QuoteWord(std::string_view word);
 /// A whole decimal number, or nothing.
 std::optional<std::int32_t> ToNumber(std::string_view word);
 
+/// The text on one line of printable ASCII: a backslash becomes "\\", any other byte outside 0x20 to 0x7E
+/// becomes
+/// "\xNN".
+std::string EscapeLine(std::string_view bytes);
+
+/// The bytes that EscapeLine wrote. A backslash sequence that it does not write is taken as it stands.
+std::string UnescapeLine(std::string_view line);
+
 /// Conversions by way of UTF-16. Input that is not of its encoding becomes replacement characters.
 std::wstring FromUtf8(std::string_view text);
 std::string ToUtf8(std::wstring_view text);

@@ -11,8 +11,10 @@ namespace brivelnox::simulator {
 
 namespace {
 
+using console::EscapeLine;
 using console::QuoteWord;
 using console::ToNumber;
+using console::UnescapeLine;
 
 [[noreturn]] void Refuse(const std::string& why) {
     throw std::invalid_argument(why);

@@ -43,12 +43,4 @@ class wire_log {
     wire_observer observer_;
 };
 
-/// The text on one line of printable ASCII: a backslash becomes "\\", any other byte outside 0x20 to 0x7E
-/// becomes
-/// "\xNN".
-std::string EscapeLine(std::string_view bytes);
-
-/// The bytes that EscapeLine wrote. A backslash sequence that it does not write is taken as it stands.
-std::string UnescapeLine(std::string_view line);
-
 }  // namespace brivelnox::simulator

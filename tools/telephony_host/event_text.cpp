@@ -28,14 +28,14 @@ std::string MessageText(const tapi_event& event) {
     const std::string name = MessageName(event.message);
     switch (event.message) {
         case static_cast<DWORD>(LINE_NEWCALL):
-            return name + " line " + HandleText(event.line) + " driver call " + std::to_string(event.param1) +
-                   " -> call " + HandleText(event.new_call);
+            return name + " " + HandleText(event.new_call) + " on line " + HandleText(event.line) +
+                   " (driver call " + std::to_string(event.param1) + ")";
         case static_cast<DWORD>(LINE_CREATE):
             return name + " temporary id " + std::to_string(Low(event.param2));
         case static_cast<DWORD>(LINE_CALLSTATE):
-            return name + " call " + HandleText(event.call) + CallStateText(event);
+            return name + " " + HandleText(event.call) + CallStateText(event);
         case static_cast<DWORD>(LINE_CALLINFO):
-            return name + " call " + HandleText(event.call) + " " + CallInfoName(Low(event.param1));
+            return name + " " + HandleText(event.call) + " " + CallInfoName(Low(event.param1));
         default:
             return name + " line " + HandleText(event.line) + " call " + HandleText(event.call) + " " +
                    Number(event.param1) + " " + Number(event.param2) + " " + Number(event.param3);
@@ -53,7 +53,7 @@ std::string HandleText(const void* handle) {
 
 std::string EventText(const tapi_event& event) {
     if (event.kind == event_kind::kCompletion) {
-        return "completion of request " + std::to_string(event.request_id) + ": " + ResultName(event.result);
+        return "request " + std::to_string(event.request_id) + " completed: " + ResultName(event.result);
     }
     return MessageText(event);
 }

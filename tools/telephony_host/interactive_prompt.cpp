@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "tools/console/command_words.h"
-#include "tools/service_simulator/wire_log.h"
 #include "tools/telephony_host/event_text.h"
 #include "tools/telephony_host/names.h"
 
@@ -86,14 +85,39 @@ const std::vector<interactive_prompt::command>& interactive_prompt::Commands() {
 interactive_prompt::interactive_prompt(application& dialler, simulator_process& service, merged_print& print)
     : dialler_(dialler), host_(dialler.Host()), service_(service), print_(print) {}
 
-void interactive_prompt::Run(console::line_reader& input, console::line_writer& output,
-                             std::string_view prompt) {
+void interactive_prompt::Run(console::line_reader& input, console::line_writer& output, echo how) {
     for (bool going_on = true; going_on;) {
         print_.Flush();
-        (void)output.WritePart(prompt);
+        if (how == echo::kPrompt) {
+            (void)output.WritePart("> ");
+        }
         const std::optional<std::string> line = input.Read();
+        if (line && how == echo::kCommands) {
+            print_.AddLine("> " + *line);
+        }
         going_on = line.has_value() && Execute(*line);
     }
+}
+
+bool interactive_prompt::Finish() {
+    for (const call_view& each : host_.Calls()) {
+        if (each.State() != LINECALLSTATE_IDLE) {
+            (void)dialler_.Drop(each.call);
+        }
+        (void)dialler_.CloseCall(each.call);
+    }
+    for (const HTAPILINE each : host_.OpenLines()) {
+        (void)dialler_.CloseLine(each);
+    }
+    const bool stopped = dialler_.Shutdown() == 0;
+    print_.Flush();
+    for (const std::string& each : host_.Checker().Breaches()) {
+        print_.AddLine("breach: " + each);
+    }
+    const bool kept = host_.Checker().BreachCount() == 0;
+    print_.AddLine(kept ? "The provider kept its contract with TAPI."
+                        : "The provider broke its contract with TAPI.");
+    return stopped && kept;
 }
 
 bool interactive_prompt::Execute(const std::string& line) {
@@ -133,11 +157,11 @@ bool interactive_prompt::PassToService(const std::string& name, const words& arg
     for (const std::string& word : arguments) {
         // The prompt speaks UTF-8, the service the ANSI code page.
         const std::string ansi = console::ToAnsi(console::FromUtf8(word));
-        line += " " + simulator::EscapeLine(console::QuoteWord(ansi));
+        line += " " + console::EscapeLine(console::QuoteWord(ansi));
     }
     const simulator_reply reply = service_.Command(line);
     for (const std::string& each : reply.lines) {
-        print_.AddLine("service: " + console::ToUtf8(console::FromAnsi(simulator::UnescapeLine(each))));
+        print_.AddLine("service: " + console::ToUtf8(console::FromAnsi(console::UnescapeLine(each))));
     }
     print_.AddLine((reply.success ? "service: ok " : "error: ") + reply.text);
     return true;

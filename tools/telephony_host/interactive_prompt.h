@@ -19,12 +19,19 @@ class interactive_prompt {
   public:
     interactive_prompt(application& dialler, simulator_process& service, merged_print& print);
 
-    /// Reads commands until "quit" or the end of the input. `prompt` is shown before each command, if it
-    /// isn't empty.
-    void Run(console::line_reader& input, console::line_writer& output, std::string_view prompt);
+    /// What shows the reader where a command is: a prompt for a person who types, the command itself where
+    /// the input is a file or a pipe and nobody sees it.
+    enum class echo { kPrompt, kCommands };
+
+    /// Reads commands until "quit" or the end of the input.
+    void Run(console::line_reader& input, console::line_writer& output, echo how);
 
     /// Carries out one command line. Returns false for "quit".
     bool Execute(const std::string& line);
+
+    /// Drops and closes every call, closes every line, shuts the provider down and says whether it kept its
+    /// contract. Returns true if it did and stopped without an error.
+    bool Finish();
 
   private:
     using words = std::vector<std::string>;

@@ -99,23 +99,12 @@ bool PlayInteractively(host::application& dialler, host::simulator_process& serv
     }
     print.AddLine("Two softphones are registered. Type help for the commands, open to open their lines.");
     const HANDLE input_handle = GetStdHandle(STD_INPUT_HANDLE);
+    const bool typed = GetFileType(input_handle) == FILE_TYPE_CHAR;
     console::line_reader input(input_handle);
     host::interactive_prompt prompt(dialler, service, print);
-    prompt.Run(input, output, GetFileType(input_handle) == FILE_TYPE_CHAR ? "> " : "");
-    for (const host::call_view& each : dialler.Host().Calls()) {
-        if (each.State() != LINECALLSTATE_IDLE) {
-            (void)dialler.Drop(each.call);
-        }
-        (void)dialler.CloseCall(each.call);
-    }
-    for (const HTAPILINE each : dialler.Host().OpenLines()) {
-        (void)dialler.CloseLine(each);
-    }
-    const bool stopped = dialler.Shutdown() == 0;
-    for (const std::string& each : dialler.Host().Checker().Breaches()) {
-        print.AddLine("breach: " + each);
-    }
-    return stopped && dialler.Host().Checker().BreachCount() == 0;
+    prompt.Run(input, output,
+               typed ? host::interactive_prompt::echo::kPrompt : host::interactive_prompt::echo::kCommands);
+    return prompt.Finish();
 }
 
 int Run(const arguments& wanted, console::line_writer& output) {
@@ -129,7 +118,10 @@ int Run(const arguments& wanted, console::line_writer& output) {
     host::merged_print print(start, [&](const std::string& line) { (void)output.Write(line); });
     host::simulator_process service(wanted.simulator,
                                     [&](const host::wire_report& line) { ShowWire(print, line); });
-    host::telephony_host service_host(provider);
+    host::host_options options;
+    options.created_device_offset =
+        100;  // easy to read, and out of reach of the few lines of a demonstration
+    host::telephony_host service_host(provider, options);
     host::application dialler(service_host, print);
     const bool good = wanted.day ? host::working_day(dialler, service, print).Play()
                                  : PlayInteractively(dialler, service, print, output);

@@ -11,7 +11,7 @@ namespace brivelnox::host {
 namespace {
 
 constexpr std::size_t kTimeWidth = 8;
-constexpr std::array<std::size_t, 3> kWidths{44, 50, 50};
+constexpr std::array<std::size_t, 3> kWidths{42, 50, 50};
 constexpr std::array<std::string_view, 3> kTitles{"application", "wire (> to the service, < from it)",
                                                   "TAPI"};
 constexpr std::string_view kDivider = " | ";
@@ -74,10 +74,11 @@ std::vector<std::string> WrapText(const std::string& text, std::size_t width) {
         std::size_t end = BytesOf(rest, width);
         std::size_t next = end;
         if (end < rest.size()) {
-            const std::size_t blank = rest[end] == ' ' ? end : rest.substr(0, end).rfind(' ');
-            if (blank != std::string_view::npos && blank != 0) {
-                end = blank;
-                next = blank + 1;
+            // At a blank, which is left out, or behind a bar.
+            const std::size_t place = rest[end] == ' ' ? end : rest.substr(0, end).find_last_of(" |");
+            if (place != std::string_view::npos && place != 0) {
+                end = rest[place] == ' ' ? place : place + 1;
+                next = place + 1;
             }
         }
         lines.emplace_back(rest.substr(0, end));

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "tools/console/command_words.h"
-#include "tools/service_simulator/wire_log.h"
 
 namespace brivelnox::host {
 
@@ -47,7 +46,7 @@ wire_report ParseWire(std::string_view rest) {
     report.time = std::chrono::steady_clock::time_point(std::chrono::microseconds(microseconds));
     report.direction = TakeWord(rest);
     (void)TakeWord(rest);  // the connection
-    report.text = simulator::UnescapeLine(rest);
+    report.text = console::UnescapeLine(rest);
     return report;
 }
 
@@ -149,7 +148,7 @@ simulator_reply simulator_process::Command(const std::string& line) {
         if (reply.success) {
             (void)TakeWord(rest);  // the command's name
         }
-        reply.text = simulator::UnescapeLine(rest);
+        reply.text = console::UnescapeLine(rest);
         return reply;
     }
 }

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "tools/console/command_words.h"
-#include "tools/service_simulator/wire_log.h"
 
 namespace brivelnox::host {
 
@@ -119,23 +118,44 @@ std::optional<std::vector<element>> ReadElements(std::string_view message) {
     return elements;
 }
 
-std::string AttributesText(const element& subject) {
+/// What goes without saying.
+bool IsNothing(const attribute& each) {
+    return each.value.empty() || (each.name == "callReason" && each.value == "0");
+}
+
+const short_name* FindShortName(std::string_view name) {
+    const auto found = std::find_if(kShortNames.begin(), kShortNames.end(),
+                                    [name](const auto& each) { return each.name == name; });
+    return found == kShortNames.end() ? nullptr : &*found;
+}
+
+std::string AttributesText(element subject) {
+    const auto rank = [](const attribute& each) {
+        const short_name* const known = FindShortName(each.name);
+        return known == nullptr ? kShortNames.data() + kShortNames.size() : known;
+    };
+    std::stable_sort(subject.attributes.begin(), subject.attributes.end(),
+                     [&](const attribute& a, const attribute& b) { return rank(a) < rank(b); });
     std::string text;
-    const auto append = [&text](std::string_view shown, const attribute& each) {
+    for (const attribute& each : subject.attributes) {
+        if (IsNothing(each)) {
+            continue;
+        }
+        const short_name* const known = FindShortName(each.name);
+        const std::string_view shown = known == nullptr ? std::string_view(each.name) : known->shown;
         text.append(text.empty() ? "" : " ").append(shown).append(shown.empty() ? "" : "=");
         text.append(Shorten(each.name, each.value));
-    };
-    for (const short_name& known : kShortNames) {
-        for (const attribute& each : subject.attributes) {
-            if (each.name == known.name) {
-                append(known.shown, each);
-            }
-        }
     }
+    return text;
+}
+
+/// A party: number, name and how it forwarded, without names of attributes. The own side is known by its
+/// number.
+std::string PartyText(const element& subject) {
+    std::string text;
     for (const attribute& each : subject.attributes) {
-        if (std::none_of(kShortNames.begin(), kShortNames.end(),
-                         [&](const short_name& known) { return known.name == each.name; })) {
-            append(each.name, each);
+        if (!each.value.empty() && (subject.name != "Self" || each.name == "phoneNumber")) {
+            text.append(text.empty() ? "" : " ").append(console::QuoteWord(each.value));
         }
     }
     return text;
@@ -146,7 +166,7 @@ std::string AttributesText(const element& subject) {
 std::string WireText(std::string_view message) {
     const std::optional<std::vector<element>> elements = ReadElements(message);
     if (!elements || elements->size() < 3) {
-        const std::string escaped = simulator::EscapeLine(message.substr(0, kLongestForeignText));
+        const std::string escaped = console::EscapeLine(message.substr(0, kLongestForeignText));
         return escaped + (message.size() > kLongestForeignText ? "..." : "");
     }
     // msg, then request, response or event, whose id belongs to what it carries.
@@ -162,7 +182,9 @@ std::string WireText(std::string_view message) {
                 .append(attributes.empty() ? "" : " ")
                 .append(attributes);
         } else {
-            text.append(" ").append((*elements)[i].name).append("(").append(attributes).append(")");
+            const bool is_party = (*elements)[2].name == "CallState";
+            const std::string inside = is_party ? PartyText((*elements)[i]) : attributes;
+            text.append(" ").append((*elements)[i].name).append("(").append(inside).append(")");
         }
     }
     return text;

@@ -1,0 +1,142 @@
+// The one lock around everything that is told to TAPI.
+
+#include "lines/event_lock.h"
+
+#include <chrono>
+#include <mutex>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/locks.h"
+#include "tests/support/line_fixture.h"
+#include "tests/support/worker.h"
+
+namespace brivelnox::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using namespace std::chrono_literals;
+
+TEST(event_lock, ItsHolderMayTakeItAgain) {
+    event_lock events;
+    const lock_guard outer(events);
+    const bool again = events.try_lock();
+    EXPECT_TRUE(again);
+    if (again) {
+        events.unlock();
+    }
+}
+
+TEST(event_lock, NobodyElseGetsItWhileItIsHeld) {
+    event_lock events;
+    const lock_guard guard(events);
+    worker other([&] {
+        const bool taken = events.try_lock();
+        EXPECT_FALSE(taken);
+        if (taken) {
+            events.unlock();
+        }
+    });
+    EXPECT_TRUE(other.FinishesWithin(kSoon));
+}
+
+TEST(event_lock, AHeldLockIsWaitedForUntilTheDeadlineOnly) {
+    event_lock events;
+    const lock_guard guard(events);
+    worker other([&] {
+        const auto deadline = lock_clock::now() + 50ms;
+        const bool taken = events.try_lock_until(deadline);
+        EXPECT_FALSE(taken);
+        EXPECT_GE(lock_clock::now(), deadline);
+        if (taken) {
+            events.unlock();
+        }
+    });
+    EXPECT_TRUE(other.FinishesWithin(kSoon));
+}
+
+TEST(event_lock, IsOpenUntilItIsShutAndThenShutForGood) {
+    event_lock events;
+    EXPECT_FALSE(events.IsShut());
+    events.Shut();
+    EXPECT_TRUE(events.IsShut());
+    events.Shut();
+    EXPECT_TRUE(events.IsShut());
+}
+
+using shut_event_lock = line_fixture;
+
+TEST_F(shut_event_lock, NothingIsToldOnceItIsShut) {
+    Open();
+    const auto call = CallInState(LINECALLSTATE_CONNECTED);
+    events_.Shut();
+    Forget();
+    line_.SendEvent(AsHandle<HTAPICALL>(0xC1), LINE_CALLINFO, 0x200, 0, 0);
+    call->SetState(LINECALLSTATE_ONHOLD, 0, true);
+    line_.OnClientCallState(StateOf(L"call-2", L"Ringing"));
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+    EXPECT_EQ(call->State(), LINECALLSTATE_ONHOLD);
+}
+
+TEST_F(shut_event_lock, ClosingALineAfterwardsTellsNothingAndEndsItsCalls) {
+    Open();
+    const auto call = CallInState(LINECALLSTATE_CONNECTED);
+    events_.Shut();
+    line_.Close();
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+    EXPECT_EQ(call->State(), LINECALLSTATE_IDLE);
+    EXPECT_FALSE(line_.IsOpen());
+}
+
+using one_message_at_a_time = line_fixture;
+
+TEST_F(one_message_at_a_time, MessagesOfTwoLinesWaitForEachOther) {
+    Open();
+    const auto other = MakeLine(4, Registration(8, L"Desk 8"), 6);
+    other->Open(AsHandle<HTAPILINE>(0xA2), tapi_.OtherProcedure());
+
+    gate first_is_inside;
+    gate let_go;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.line == kTapiLine) {
+            first_is_inside.Open();
+            EXPECT_TRUE(let_go.OpensWithin(kSoon));
+        }
+    });
+    worker first([&] { line_.SendEvent(nullptr, LINE_CALLINFO, 1, 0, 0); });
+    ASSERT_TRUE(first_is_inside.OpensWithin(kSoon));
+    worker second([&] { other->SendEvent(nullptr, LINE_CALLINFO, 2, 0, 0); });
+    // The second cannot come through while the first is inside.
+    EXPECT_FALSE(second.FinishesWithin(100ms));
+    EXPECT_THAT(tapi_.Events(), SizeIs(1));
+    let_go.Open();
+    EXPECT_TRUE(first.FinishesWithin(kSoon));
+    EXPECT_TRUE(second.FinishesWithin(kSoon));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kTapiLine, 0, 1), CallInfo(0xA2, 0, 2)));
+    EXPECT_FALSE(tapi_.HasOverlapped());
+}
+
+TEST_F(one_message_at_a_time, ManyThreadsOnManyLinesNeverOverlap) {
+    constexpr int kMessages = 200;
+    Open();
+    const auto other = MakeLine(4, Registration(8, L"Desk 8"), 6);
+    other->Open(AsHandle<HTAPILINE>(0xA2), tapi_.OtherProcedure());
+    {
+        const auto send = [](line& through) {
+            for (int i = 0; i < kMessages; ++i) {
+                through.SendEvent(nullptr, LINE_REPLY, static_cast<DWORD_PTR>(i), 0, 0);
+            }
+        };
+        worker first([&] { send(line_); });
+        worker second([&] { send(*other); });
+        worker third([&] { send(line_); });
+    }
+    EXPECT_EQ(tapi_.Count(), 3U * kMessages);
+    EXPECT_FALSE(tapi_.HasOverlapped());
+}
+
+}  // namespace
+}  // namespace brivelnox::test

@@ -1,0 +1,235 @@
+// What the sender writes to the log and hands to TAPI's event procedure.
+
+#include "lines/tapi_event_sender.h"
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+#include <tspi.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lines/event_lock.h"
+#include "platform/locks.h"
+#include "tests/support/log_reader.h"
+#include "tests/support/process_log.h"
+#include "tests/support/tapi_recorder.h"
+
+namespace brivelnox::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::uintptr_t kLine = 0xA1;
+constexpr std::uintptr_t kCall = 0xC1;
+
+class tapi_event_sender : public testing::Test {
+  protected:
+    void Send(DWORD message, DWORD_PTR param1, DWORD_PTR param2, DWORD_PTR param3,
+              std::uintptr_t line = kLine, std::uintptr_t call = kCall) {
+        Send(tapi_.Procedure(), L"Desk 7", message, param1, param2, param3, line, call);
+    }
+    void Send(LINEEVENT procedure, const std::wstring& name, DWORD message, DWORD_PTR param1,
+              DWORD_PTR param2, DWORD_PTR param3, std::uintptr_t line, std::uintptr_t call) {
+        const lock_guard guard(events_);
+        SendTapiEvent(events_, procedure, name, AsHandle<HTAPILINE>(line), AsHandle<HTAPICALL>(call), message,
+                      param1, param2, param3);
+    }
+
+    log_reader log_ = StartProcessLog();
+    tapi_recorder tapi_;
+    event_lock events_;
+};
+
+TEST_F(tapi_event_sender, CallInfoIsLoggedWithItsBitsAndTheirNames) {
+    Send(LINE_CALLINFO, 0x18000, 0, 0);
+    EXPECT_THAT(log_.Lines(),
+                ElementsAre(testing::Field(
+                    &log_line::text,
+                    "Send event to TAPI: LINE_CALLINFO.  Desk 7, tapiLineHandle: 0x000000A1, tapiCallHandle: "
+                    "0x000000C1, 0x00018000, LINECALLINFOSTATE_CALLERID LINECALLINFOSTATE_CALLEDID ")));
+    EXPECT_EQ(log_.Lines().front().category, "Line");
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kLine, kCall, 0x18000)));
+}
+
+TEST_F(tapi_event_sender, CallInfoNamesFiveBitsWithRedirectingBeforeConnected) {
+    Send(LINE_CALLINFO, 0xB8200, 0, 0);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLINFO.  Desk 7, tapiLineHandle: 0x000000A1, "
+                            "tapiCallHandle: 0x000000C1, 0x000B8200, LINECALLINFOSTATE_CALLERID "
+                            "LINECALLINFOSTATE_CALLEDID LINECALLINFOSTATE_REDIRECTINGID "
+                            "LINECALLINFOSTATE_CONNECTEDID LINECALLINFOSTATE_REASON "));
+}
+
+TEST_F(tapi_event_sender, CallInfoWithoutCalledIdNamesTheOtherFour) {
+    Send(LINE_CALLINFO, 0xA8200, 0, 0);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLINFO.  Desk 7, tapiLineHandle: 0x000000A1, "
+                            "tapiCallHandle: 0x000000C1, 0x000A8200, LINECALLINFOSTATE_CALLERID "
+                            "LINECALLINFOSTATE_REDIRECTINGID LINECALLINFOSTATE_CONNECTEDID "
+                            "LINECALLINFOSTATE_REASON "));
+}
+
+TEST_F(tapi_event_sender, CallInfoWithOtherBitsOnlyHasNoNamesAndIsSentAllTheSame) {
+    Send(LINE_CALLINFO, 0x40, 0, 0);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLINFO.  Desk 7, tapiLineHandle: 0x000000A1, "
+                            "tapiCallHandle: 0x000000C1, 0x00000040, "));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kLine, kCall, 0x40)));
+}
+
+TEST_F(tapi_event_sender, EachCallInfoBitHasItsName) {
+    EXPECT_EQ(CallInfoStateNames(0x8000), L"LINECALLINFOSTATE_CALLERID ");
+    EXPECT_EQ(CallInfoStateNames(0x10000), L"LINECALLINFOSTATE_CALLEDID ");
+    EXPECT_EQ(CallInfoStateNames(0x80000), L"LINECALLINFOSTATE_REDIRECTINGID ");
+    EXPECT_EQ(CallInfoStateNames(0x20000), L"LINECALLINFOSTATE_CONNECTEDID ");
+    EXPECT_EQ(CallInfoStateNames(0x200), L"LINECALLINFOSTATE_REASON ");
+    EXPECT_EQ(CallInfoStateNames(0), L"");
+    EXPECT_EQ(CallInfoStateNames(~DWORD_PTR{0xB8200}), L"");
+}
+
+TEST_F(tapi_event_sender, CallStateIsLoggedWithStateModeAndMedia) {
+    Send(LINE_CALLSTATE, 0x4000, 0x80000, 4);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
+                            "tapiCallHandle: 0x000000C1, Disconnected, LINEDISCONNECTMODE_CANCELLED, "
+                            "LINEMEDIAMODE_INTERACTIVEVOICE"));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kLine, kCall, 0x4000, 0x80000)));
+}
+
+TEST_F(tapi_event_sender, CallStateConnectedHasAnEmptyModeText) {
+    Send(LINE_CALLSTATE, 0x100, 0, 4);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
+                            "tapiCallHandle: 0x000000C1, Connected, , LINEMEDIAMODE_INTERACTIVEVOICE"));
+}
+
+TEST_F(tapi_event_sender, CallStateWithTwoModeBitsHasAnEmptyModeText) {
+    Send(LINE_CALLSTATE, 0x4000, 0x21, 4);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
+                            "tapiCallHandle: 0x000000C1, Disconnected, , LINEMEDIAMODE_INTERACTIVEVOICE"));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kLine, kCall, 0x4000, 0x21)));
+}
+
+TEST_F(tapi_event_sender, CallStateWithAnotherMediaModeIsLoggedWithItsNumber) {
+    Send(LINE_CALLSTATE, 0x2, 0, 0x10);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
+                            "tapiCallHandle: 0x000000C1, Offering, , mediaMode: 0x00000010"));
+}
+
+TEST_F(tapi_event_sender, CallStateThatIsNoneHasAnEmptyStateText) {
+    Send(LINE_CALLSTATE, 0x3, 0, 4);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
+                            "tapiCallHandle: 0x000000C1, , , LINEMEDIAMODE_INTERACTIVEVOICE"));
+}
+
+TEST_F(tapi_event_sender, LineDevStateCapsChangeIsLoggedByName) {
+    Send(LINE_LINEDEVSTATE, 0x100000, 0, 0);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINEDEVSTATE_CAPSCHANGE. Desk 7, tapiLineHandle: "
+                            "0x000000A1, LINEDEVSTATE_CAPSCHANGE"));
+}
+
+TEST_F(tapi_event_sender, OtherLineDevStateIsLoggedByNumberUnderTheSameHeading) {
+    Send(LINE_LINEDEVSTATE, 0x8, 2, 3);
+    EXPECT_THAT(log_.Texts("Line"), ElementsAre("Send event to TAPI: LINEDEVSTATE_CAPSCHANGE. Desk 7, "
+                                                "tapiLineHandle: 0x000000A1, 0x00000008"));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(tapi_event{kLine, kCall, 8, 8, 2, 3}));
+}
+
+TEST_F(tapi_event_sender, LineCreateIsLoggedWithProviderAndDeviceIdentifier) {
+    Send(tapi_.Procedure(), {}, LINE_CREATE, 0xAB, 8, 0, 0, 0);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CREATE.    ProviderHandle: 0x000000AB, "
+                            "driverLineHandle: 0x00000008"));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(0xAB, 8)));
+}
+
+TEST_F(tapi_event_sender, NewCallIsLoggedWithTwoBlanksBeforeTheDriverCallHandle) {
+    HTAPICALL call = nullptr;
+    Send(LINE_NEWCALL, 17, reinterpret_cast<DWORD_PTR>(&call), 0, kLine, 0);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_NEWCALL.   Desk 7, tapiLineHandle: 0x000000A1,  "
+                            "driverCallHandle=0x00000011"));
+    EXPECT_EQ(call, AsHandle<HTAPICALL>(tapi_recorder::kFirstCallHandle));
+}
+
+TEST_F(tapi_event_sender, OtherMessagesAreSentWithoutALogLine) {
+    Send(LINE_REPLY, 1, 2, 3);
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+    EXPECT_THAT(tapi_.Events(), ElementsAre(tapi_event{kLine, kCall, LINE_REPLY, 1, 2, 3}));
+}
+
+TEST_F(tapi_event_sender, NullProcedureIsLoggedAndNothingIsSent) {
+    Send(nullptr, L"Desk 7", LINE_CALLSTATE, 0x100, 0, 4, kLine, kCall);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Cannot send event to TAPI, event_procedure is null. Desk 7, tapiLineHandle: "
+                            "0x000000A1"));
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+}
+
+TEST_F(tapi_event_sender, HandlesAreLoggedAsTheirLowHalfAndSentWhole) {
+    Send(LINE_CALLSTATE, 0x100, 0, 4, 0x1234567890ABCDEF, 0xFFFFFFFF00000042);
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x90ABCDEF, "
+                            "tapiCallHandle: 0x00000042, Connected, , LINEMEDIAMODE_INTERACTIVEVOICE"));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(0x1234567890ABCDEF, 0xFFFFFFFF00000042, 0x100)));
+}
+
+TEST_F(tapi_event_sender, TheLogLineStandsBeforeTheMessageIsSent) {
+    std::size_t lines_when_told = 0;
+    tapi_.SetReaction([&](const tapi_event&) { lines_when_told = log_.Lines().size(); });
+    Send(LINE_CALLSTATE, 0x100, 0, 4);
+    EXPECT_EQ(lines_when_told, 1U);
+}
+
+struct disconnect_mode_row {
+    DWORD value;
+    const wchar_t* name;
+};
+
+class disconnect_mode_names : public testing::TestWithParam<disconnect_mode_row> {};
+
+TEST_P(disconnect_mode_names, ValueHasItsName) {
+    EXPECT_STREQ(DisconnectModeName(GetParam().value), GetParam().name);
+}
+
+INSTANTIATE_TEST_SUITE_P(each, disconnect_mode_names,
+                         testing::Values(disconnect_mode_row{0x1, L"LINEDISCONNECTMODE_NORMAL"},
+                                         disconnect_mode_row{0x2, L"LINEDISCONNECTMODE_UNKNOWN"},
+                                         disconnect_mode_row{0x4, L"LINEDISCONNECTMODE_REJECT"},
+                                         disconnect_mode_row{0x8, L"LINEDISCONNECTMODE_PICKUP"},
+                                         disconnect_mode_row{0x10, L"LINEDISCONNECTMODE_FORWARDED"},
+                                         disconnect_mode_row{0x20, L"LINEDISCONNECTMODE_BUSY"},
+                                         disconnect_mode_row{0x40, L"LINEDISCONNECTMODE_NOANSWER"},
+                                         disconnect_mode_row{0x80, L"LINEDISCONNECTMODE_BADADDRESS"},
+                                         disconnect_mode_row{0x100, L"LINEDISCONNECTMODE_UNREACHABLE"},
+                                         disconnect_mode_row{0x200, L"LINEDISCONNECTMODE_CONGESTION"},
+                                         disconnect_mode_row{0x400, L"LINEDISCONNECTMODE_INCOMPATIBLE"},
+                                         disconnect_mode_row{0x800, L"LINEDISCONNECTMODE_UNAVAIL"},
+                                         disconnect_mode_row{0x1000, L"LINEDISCONNECTMODE_NODIALTONE"},
+                                         disconnect_mode_row{0x2000, L"LINEDISCONNECTMODE_NUMBERCHANGED"},
+                                         disconnect_mode_row{0x4000, L"LINEDISCONNECTMODE_OUTOFORDER"},
+                                         disconnect_mode_row{0x8000, L"LINEDISCONNECTMODE_TEMPFAILURE"},
+                                         disconnect_mode_row{0x10000, L"LINEDISCONNECTMODE_QOSUNAVAIL"},
+                                         disconnect_mode_row{0x20000, L"LINEDISCONNECTMODE_BLOCKED"},
+                                         disconnect_mode_row{0x40000, L"LINEDISCONNECTMODE_DONOTDISTURB"},
+                                         disconnect_mode_row{0x80000, L"LINEDISCONNECTMODE_CANCELLED"},
+                                         disconnect_mode_row{0x100000,
+                                                             L"LINEDISCONNECTMODE_DESTINATIONBARRED"},
+                                         disconnect_mode_row{0x200000, L"LINEDISCONNECTMODE_FDNRESTRICT"},
+                                         disconnect_mode_row{0, L""}, disconnect_mode_row{0x400000, L""},
+                                         disconnect_mode_row{0x3, L""}, disconnect_mode_row{0x3FFFFF, L""}),
+                         [](const testing::TestParamInfo<disconnect_mode_row>& row) {
+                             return "mode_" + std::to_string(row.param.value);
+                         });
+
+}  // namespace
+}  // namespace brivelnox::test

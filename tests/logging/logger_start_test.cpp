@@ -1,0 +1,264 @@
+// Where the log lies, and when it begins.
+
+#include <windows.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include <shlobj.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "logging/logger.h"
+#include "platform/locks.h"
+#include "platform/unique_handle.h"
+#include "tests/logging/log_folder_helper.h"
+#include "tests/support/signal.h"
+
+namespace brivelnox::test {
+
+// The logger's lock, for a test that has to hold it for as long as it likes. An explicit instantiation may name
+// a private member.
+recursive_mutex& LockOf(logger& logger);
+template <recursive_mutex logger::* Lock>
+struct lock_access {
+    friend recursive_mutex& LockOf(logger& logger) { return logger.*Lock; }
+};
+template struct lock_access<&logger::lock_>;
+
+namespace {
+
+using testing::ElementsAre;
+
+class logger_start : public testing::Test {
+  protected:
+    [[nodiscard]] bool MakerFolderExists() const {
+        return log_folder::Exists(folder_.Root() + L"\\Brivelnox");
+    }
+
+    log_folder folder_;
+    logger logger_{&test_clock::Now};
+};
+
+TEST_F(logger_start, NothingIsWrittenBeforeTheStart) {
+    logger_.Log(L"Line", L"dropped");
+    logger_.Write(L"Line", L"dropped");
+    EXPECT_FALSE(logger_.IsStarted());
+    EXPECT_FALSE(MakerFolderExists());
+}
+
+TEST_F(logger_start, LineDroppedBeforeTheStartDoesNotComeLater) {
+    logger_.Log(L"Line", L"dropped");
+    logger_.Start(false, log_folder::kLogName);
+    logger_.Log(L"Line", L"written");
+    EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 written"));
+}
+
+TEST_F(logger_start, TemporaryFolderGetsTheFoldersOfMakerLogAndLogs) {
+    logger_.Start(false, log_folder::kLogName);
+    EXPECT_TRUE(logger_.IsStarted());
+    EXPECT_TRUE(log_folder::Exists(folder_.Root() + L"\\Brivelnox\\Brivelnox.Logger\\logs"));
+    EXPECT_FALSE(log_folder::Exists(folder_.BackupPath(L""))) << "the backup folder comes with the first roll";
+    EXPECT_FALSE(log_folder::Exists(folder_.LogPath())) << "the file comes with the first line";
+    logger_.Log(L"Line", L"text");
+    EXPECT_TRUE(log_folder::Exists(folder_.Root() +
+                                   L"\\Brivelnox\\Brivelnox.Logger\\logs\\Brivelnox.Logger.log"));
+}
+
+TEST_F(logger_start, CommonApplicationDataFolderIsTheOtherPlace) {
+    constexpr wchar_t kName[] = L"Brivelnox.LoggerStartTest";
+    wchar_t common[MAX_PATH] = {};
+    ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common), S_OK);
+    const std::wstring own = std::wstring(common) + L"\\Brivelnox\\" + kName;
+    std::filesystem::remove_all(own);
+
+    logger_.Start(true, kName);
+    EXPECT_TRUE(logger_.IsStarted());
+    logger_.Log(L"Line", L"text");
+    EXPECT_EQ(log_folder::BytesOf(own + L"\\logs\\" + kName + L".log"),
+              "11-16 09:05:03 Line                 text\r\n");
+    EXPECT_FALSE(MakerFolderExists());
+    std::filesystem::remove_all(own);
+}
+
+TEST_F(logger_start, ExistingFoldersAreUsed) {
+    logger first(&test_clock::Now);
+    first.Start(false, log_folder::kLogName);
+    first.Log(L"Line", L"one");
+    folder_.DateLog(kToday);
+    logger_.Start(false, log_folder::kLogName);
+    EXPECT_TRUE(logger_.IsStarted());
+    logger_.Log(L"Line", L"two");
+    EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 one",
+                                                "11-16 09:05:03 Line                 two"));
+}
+
+TEST_F(logger_start, SecondStartChangesNothing) {
+    logger_.Start(false, log_folder::kLogName);
+    logger_.Start(false, L"Brivelnox.Other");
+    logger_.Start(true, L"Brivelnox.Other");
+    logger_.StartWithoutWaiting(false, L"Brivelnox.Other");
+    logger_.Log(L"Line", L"text");
+    EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 text"));
+    EXPECT_FALSE(log_folder::Exists(folder_.Root() + L"\\Brivelnox\\Brivelnox.Other"));
+}
+
+TEST_F(logger_start, LoggerStartsEvenWhereItsFoldersCannotBeMadeAndLosesItsLines) {
+    log_folder::WriteBytes(folder_.Root() + L"\\Brivelnox", "a file in the place of the folder");
+    logger_.Start(false, log_folder::kLogName);
+    EXPECT_TRUE(logger_.IsStarted());
+    EXPECT_NO_THROW(logger_.Log(L"Line", L"lost"));
+    EXPECT_FALSE(log_folder::Exists(folder_.LogPath()));
+}
+
+TEST_F(logger_start, TemporaryFolderLongerThanAPathLeavesItUnstartedAndALaterStartTriesAgain) {
+    const std::wstring long_path = L"C:\\" + std::wstring(300, L'x');
+    SetEnvironmentVariableW(L"TMP", long_path.c_str());
+    wchar_t found[MAX_PATH] = {};
+    const DWORD length = GetTempPathW(MAX_PATH, found);
+    if (length != 0 && length < MAX_PATH) {
+        GTEST_SKIP() << "this system finds another folder";
+    }
+    logger_.Start(false, log_folder::kLogName);
+    EXPECT_FALSE(logger_.IsStarted());
+    logger_.Log(L"Line", L"dropped");
+
+    SetEnvironmentVariableW(L"TMP", folder_.Root().c_str());
+    logger_.Start(false, log_folder::kLogName);
+    EXPECT_TRUE(logger_.IsStarted());
+    logger_.Log(L"Line", L"written");
+    EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 written"));
+}
+
+/// Makes the shell's answer for the common application-data folder a folder that is not there, until it ends.
+class common_folder_that_is_missing {
+  public:
+    common_folder_that_is_missing() {
+        EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE,
+                                L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
+                                0, KEY_READ | KEY_WRITE, key_.put()),
+                  ERROR_SUCCESS);
+        size_ = sizeof(old_);
+        if (RegQueryValueExW(key_.get(), kValue, nullptr, &type_, old_, &size_) != ERROR_SUCCESS) {
+            size_ = 0;
+        }
+        constexpr wchar_t kMissing[] = L"C:\\no such folder\\anywhere";
+        EXPECT_EQ(RegSetValueExW(key_.get(), kValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(kMissing),
+                                 sizeof(kMissing)),
+                  ERROR_SUCCESS);
+    }
+    ~common_folder_that_is_missing() {
+        if (size_ == 0) {
+            RegDeleteValueW(key_.get(), kValue);
+        } else {
+            RegSetValueExW(key_.get(), kValue, 0, type_, old_, size_);
+        }
+    }
+    common_folder_that_is_missing(const common_folder_that_is_missing&) = delete;
+    common_folder_that_is_missing& operator=(const common_folder_that_is_missing&) = delete;
+
+  private:
+    static constexpr wchar_t kValue[] = L"Common AppData";
+    unique_registry_key key_;
+    BYTE old_[1024] = {};
+    DWORD size_ = 0;
+    DWORD type_ = REG_SZ;
+};
+
+bool RunsUnderWine() {
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+TEST_F(logger_start, MissingApplicationDataFolderLeavesItUnstartedAndALaterStartTriesAgain) {
+    if (!RunsUnderWine()) {
+        GTEST_SKIP() << "would change the shell folders of a real machine";
+    }
+    constexpr wchar_t kName[] = L"Brivelnox.LoggerStartTest";
+    {
+        const common_folder_that_is_missing missing;
+        wchar_t found[MAX_PATH] = {};
+        ASSERT_NE(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, found), S_OK);
+        logger_.Start(true, kName);
+        EXPECT_FALSE(logger_.IsStarted());
+        EXPECT_NO_THROW(logger_.Log(L"Line", L"dropped"));
+        EXPECT_FALSE(log_folder::Exists(L"C:\\no such folder"));
+    }
+    logger_.Start(true, kName);
+    EXPECT_TRUE(logger_.IsStarted());
+    wchar_t common[MAX_PATH] = {};
+    ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common), S_OK);
+    std::filesystem::remove_all(std::wstring(common) + L"\\Brivelnox\\" + kName);
+}
+
+// The DLL entry runs under the loader lock, so it must never wait for a thread that may need that lock itself.
+
+TEST_F(logger_start, StartWithoutWaitingStartsWhenNobodyHoldsTheLogger) {
+    logger_.StartWithoutWaiting(false, log_folder::kLogName);
+    EXPECT_TRUE(logger_.IsStarted());
+    logger_.Log(L"Line", L"text");
+    EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 text"));
+}
+
+TEST_F(logger_start, StartWithoutWaitingGivesUpAtOnceWhileAnotherThreadHoldsTheLogger) {
+    signal held;
+    signal release;
+    std::thread holder([&] {
+        const lock_guard guard(LockOf(logger_));
+        held.Set();
+        EXPECT_TRUE(release.Wait());
+    });
+    ASSERT_TRUE(held.Wait());
+    // Comes back although the lock is given back only afterwards.
+    logger_.StartWithoutWaiting(false, log_folder::kLogName);
+    EXPECT_FALSE(logger_.IsStarted());
+    EXPECT_FALSE(MakerFolderExists());
+    release.Set();
+    holder.join();
+
+    logger_.StartWithoutWaiting(false, log_folder::kLogName);
+    EXPECT_TRUE(logger_.IsStarted());
+}
+
+TEST_F(logger_start, StartedLoggerIsStartedAgainWithoutItsLock) {
+    logger_.Start(false, log_folder::kLogName);
+    signal held;
+    signal release;
+    std::thread holder([&] {
+        const lock_guard guard(LockOf(logger_));
+        held.Set();
+        EXPECT_TRUE(release.Wait());
+    });
+    ASSERT_TRUE(held.Wait());
+    logger_.StartWithoutWaiting(false, log_folder::kLogName);
+    logger_.Start(false, log_folder::kLogName);
+    EXPECT_TRUE(logger_.IsStarted());
+    release.Set();
+    holder.join();
+}
+
+TEST_F(logger_start, StartWaitsForTheThreadThatHoldsTheLogger) {
+    signal held;
+    signal release;
+    std::thread holder([&] {
+        const lock_guard guard(LockOf(logger_));
+        held.Set();
+        EXPECT_TRUE(release.Wait());
+    });
+    ASSERT_TRUE(held.Wait());
+    std::thread starter([&] { logger_.Start(false, log_folder::kLogName); });
+    EXPECT_FALSE(logger_.IsStarted());
+    release.Set();
+    holder.join();
+    starter.join();
+    EXPECT_TRUE(logger_.IsStarted());
+}
+
+TEST(logger_of_the_process, IsOneAndTheSameEverywhere) {
+    EXPECT_EQ(&logger::Process(), &logger::Process());
+}
+
+}  // namespace
+}  // namespace brivelnox::test

@@ -1,0 +1,345 @@
+#include "platform/locks.h"
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/signal.h"
+
+// Locks are tried, kept and given back across blocks and threads here, which clang's analysis cannot follow.
+#define BRIVELNOX_TEST_UNCHECKED BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS
+
+namespace brivelnox::test {
+namespace {
+
+using std::chrono::milliseconds;
+
+template <class Lock>
+bool TryAndGiveBack(Lock& lock) BRIVELNOX_TEST_UNCHECKED {
+    if (!lock.try_lock()) {
+        return false;
+    }
+    lock.unlock();
+    return true;
+}
+
+/// Whether another thread could take the lock now.
+template <class Lock>
+bool IsFree(Lock& lock) {
+    return std::async(std::launch::async, [&lock] { return TryAndGiveBack(lock); }).get();
+}
+
+/// A thread that holds a lock until it is told to give it back.
+template <class Lock>
+class holder {
+  public:
+    explicit holder(Lock& lock)
+        : thread_([this, &lock] {
+              const lock_guard guard(lock);
+              held_.Set();
+              (void)release_.Wait(std::chrono::minutes(2));
+          }) {
+        EXPECT_TRUE(held_.Wait());
+    }
+    ~holder() { Release(); }
+    holder(const holder&) = delete;
+    holder& operator=(const holder&) = delete;
+
+    void Release() {
+        release_.Set();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+
+  private:
+    signal held_;
+    signal release_;
+    std::thread thread_;
+};
+
+lock_clock::time_point In(milliseconds time) {
+    return lock_clock::now() + time;
+}
+
+template <class Lock>
+struct new_lock {
+    Lock lock;
+};
+template <>
+struct new_lock<critical_section> {
+    critical_section lock{1024};
+};
+
+template <class Lock>
+class locks : public testing::Test {};
+
+using all_locks = testing::Types<mutex, recursive_mutex, critical_section>;
+TYPED_TEST_SUITE(locks, all_locks);
+
+TYPED_TEST(locks, GuardHoldsTheLockForTheBlock) {
+    new_lock<TypeParam> owner;
+    {
+        const lock_guard guard(owner.lock);
+        EXPECT_FALSE(IsFree(owner.lock));
+    }
+    EXPECT_TRUE(IsFree(owner.lock));
+}
+
+TYPED_TEST(locks, GuardGivesTheLockBackWhenTheBlockThrows) {
+    new_lock<TypeParam> owner;
+    try {
+        const lock_guard guard(owner.lock);
+        throw 1;
+    } catch (int) {
+    }
+    EXPECT_TRUE(IsFree(owner.lock));
+}
+
+TYPED_TEST(locks, GuardTakesChargeOfALockThatIsAlreadyHeld) {
+    new_lock<TypeParam> owner;
+    ASSERT_TRUE(owner.lock.try_lock());
+    {
+        const lock_guard guard(owner.lock, std::adopt_lock);
+        EXPECT_FALSE(IsFree(owner.lock));
+    }
+    EXPECT_TRUE(IsFree(owner.lock));
+}
+
+TYPED_TEST(locks, TwoThreadsNeverHoldTheLockAtOnce) {
+    constexpr int kRounds = 20000;
+    new_lock<TypeParam> owner;
+    int count = 0;
+    const auto count_up = [&] {
+        for (int round = 0; round < kRounds; ++round) {
+            const lock_guard guard(owner.lock);
+            ++count;
+        }
+    };
+    std::thread first(count_up);
+    std::thread second(count_up);
+    first.join();
+    second.join();
+    EXPECT_EQ(count, 2 * kRounds);
+}
+
+template <class Lock>
+class recursive_locks : public testing::Test {};
+
+using locks_that_may_be_taken_again = testing::Types<recursive_mutex, critical_section>;
+TYPED_TEST_SUITE(recursive_locks, locks_that_may_be_taken_again);
+
+TYPED_TEST(recursive_locks, HolderMayTakeTheLockAgainAndGivesItBackAsOften) {
+    new_lock<TypeParam> owner;
+    {
+        const lock_guard outer(owner.lock);
+        {
+            const lock_guard inner(owner.lock);
+            EXPECT_TRUE(TryAndGiveBack(owner.lock));
+        }
+        EXPECT_FALSE(IsFree(owner.lock));
+    }
+    EXPECT_TRUE(IsFree(owner.lock));
+}
+
+TEST(recursive_mutex, BoundedWaitEndsWithoutTheLockWhenItsHolderKeepsIt) {
+    recursive_mutex lock;
+    const holder held(lock);
+    const stopwatch watch;
+    EXPECT_FALSE(lock.try_lock_until(In(milliseconds(50))));
+    EXPECT_GE(watch.Elapsed(), milliseconds(40));
+}
+
+TEST(recursive_mutex, BoundedWaitTakesALockThatBecomesFree) {
+    recursive_mutex lock;
+    holder held(lock);
+    signal waiting;
+    auto taken = std::async(std::launch::async, [&]() BRIVELNOX_TEST_UNCHECKED {
+        waiting.Set();
+        const bool result = lock.try_lock_until(In(kSoon));
+        if (result) {
+            lock.unlock();
+        }
+        return result;
+    });
+    ASSERT_TRUE(waiting.Wait());
+    held.Release();
+    EXPECT_TRUE(taken.get());
+}
+
+class lock_pair : public testing::Test {
+  protected:
+    /// Takes both with the given patience and gives them back. Returns whether they were held, both of them.
+    bool TakeBoth(milliseconds patience) BRIVELNOX_TEST_UNCHECKED {
+        if (!TryLockPairUntil(first_, second_, In(patience))) {
+            return false;
+        }
+        const lock_pair_guard guard(first_, second_, std::adopt_lock);
+        return !IsFree(first_) && !IsFree(second_);
+    }
+
+    recursive_mutex first_;
+    recursive_mutex second_;
+};
+
+TEST_F(lock_pair, GuardHoldsBothForTheBlock) {
+    {
+        const lock_pair_guard guard(first_, second_);
+        EXPECT_FALSE(IsFree(first_));
+        EXPECT_FALSE(IsFree(second_));
+    }
+    EXPECT_TRUE(IsFree(first_));
+    EXPECT_TRUE(IsFree(second_));
+}
+
+TEST_F(lock_pair, HolderOfBothMayTakeThemAgain) {
+    {
+        const lock_pair_guard outer(first_, second_);
+        { const lock_pair_guard inner(first_, second_); }
+        EXPECT_FALSE(IsFree(first_));
+        EXPECT_FALSE(IsFree(second_));
+    }
+    EXPECT_TRUE(IsFree(first_));
+    EXPECT_TRUE(IsFree(second_));
+}
+
+TEST_F(lock_pair, TryTakesBothWhenBothAreFree) {
+    EXPECT_TRUE(TakeBoth(kSoon));
+    EXPECT_TRUE(IsFree(first_));
+    EXPECT_TRUE(IsFree(second_));
+}
+
+TEST_F(lock_pair, TryTakesFreeLocksEvenWhenTheDeadlineIsOver) {
+    EXPECT_TRUE(TakeBoth(milliseconds(-1000)));
+}
+
+TEST_F(lock_pair, TryHoldsNeitherWhenTheFirstStaysTaken) {
+    const holder held(first_);
+    const stopwatch watch;
+    EXPECT_FALSE(TakeBoth(milliseconds(50)));
+    EXPECT_GE(watch.Elapsed(), milliseconds(40));
+    EXPECT_TRUE(IsFree(second_));
+}
+
+TEST_F(lock_pair, TryHoldsNeitherWhenTheSecondStaysTaken) {
+    const holder held(second_);
+    const stopwatch watch;
+    EXPECT_FALSE(TakeBoth(milliseconds(50)));
+    EXPECT_GE(watch.Elapsed(), milliseconds(40));
+    EXPECT_TRUE(IsFree(first_));
+}
+
+TEST_F(lock_pair, TryHoldsNeitherWhenTheDeadlineIsOverAndOneIsTaken) {
+    const holder held(second_);
+    EXPECT_FALSE(TakeBoth(milliseconds(-1000)));
+    EXPECT_TRUE(IsFree(first_));
+}
+
+TEST_F(lock_pair, TryTakesBothAsSoonAsTheTakenOneIsGivenBack) {
+    for (recursive_mutex* taken : {&first_, &second_}) {
+        holder held(*taken);
+        signal waiting;
+        auto both = std::async(std::launch::async, [&] {
+            waiting.Set();
+            return TakeBoth(kSoon);
+        });
+        ASSERT_TRUE(waiting.Wait());
+        held.Release();
+        EXPECT_TRUE(both.get());
+    }
+}
+
+TEST_F(lock_pair, WaitingForOneDoesNotKeepTheOther) {
+    for (const bool first_is_taken : {true, false}) {
+        recursive_mutex& taken = first_is_taken ? first_ : second_;
+        recursive_mutex& other = first_is_taken ? second_ : first_;
+        holder held(taken);
+        signal waiting;
+        std::thread waiter([&] {
+            waiting.Set();
+            const lock_pair_guard guard(first_, second_);
+        });
+        EXPECT_TRUE(waiting.Wait());
+        // However far the other thread has come: what it cannot use it does not keep.
+        const bool result = [&]() BRIVELNOX_TEST_UNCHECKED {
+            const bool got = other.try_lock_until(In(kSoon));
+            if (got) {
+                other.unlock();
+            }
+            return got;
+        }();
+        EXPECT_TRUE(result);
+        held.Release();
+        waiter.join();
+    }
+}
+
+TEST_F(lock_pair, BoundedWaitForOneDoesNotKeepTheOther) {
+    holder held(second_);
+    signal waiting;
+    auto both = std::async(std::launch::async, [&] {
+        waiting.Set();
+        return TakeBoth(kSoon);
+    });
+    ASSERT_TRUE(waiting.Wait());
+    const bool first_was_free = [&]() BRIVELNOX_TEST_UNCHECKED {
+        const bool got = first_.try_lock_until(In(kSoon));
+        if (got) {
+            first_.unlock();
+        }
+        return got;
+    }();
+    EXPECT_TRUE(first_was_free);
+    held.Release();
+    EXPECT_TRUE(both.get());
+}
+
+TEST_F(lock_pair, ThreadsThatWantThePairInOppositeOrderDoNotBlockEachOther) {
+    constexpr int kRounds = 2000;
+    int count = 0;
+    auto forwards = std::async(std::launch::async, [&] {
+        for (int round = 0; round < kRounds; ++round) {
+            const lock_pair_guard guard(first_, second_);
+            ++count;
+        }
+    });
+    auto backwards = std::async(std::launch::async, [&] {
+        for (int round = 0; round < kRounds; ++round) {
+            const lock_pair_guard guard(second_, first_);
+            ++count;
+        }
+    });
+    ASSERT_EQ(forwards.wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    ASSERT_EQ(backwards.wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    EXPECT_EQ(count, 2 * kRounds);
+}
+
+TEST_F(lock_pair, ThreadThatTakesOneAndThenTheOtherDoesNotBlockABoundedPair) {
+    constexpr int kRounds = 2000;
+    int count = 0;
+    auto pairs = std::async(std::launch::async, [&]() BRIVELNOX_TEST_UNCHECKED {
+        for (int round = 0; round < kRounds; ++round) {
+            if (TryLockPairUntil(first_, second_, In(std::chrono::minutes(1)))) {
+                const lock_pair_guard guard(first_, second_, std::adopt_lock);
+                ++count;
+            }
+        }
+    });
+    auto one_by_one = std::async(std::launch::async, [&] {
+        for (int round = 0; round < kRounds; ++round) {
+            const lock_guard outer(second_);
+            const lock_guard inner(first_);
+            ++count;
+        }
+    });
+    ASSERT_EQ(pairs.wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    ASSERT_EQ(one_by_one.wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    EXPECT_EQ(count, 2 * kRounds);
+}
+
+}  // namespace
+}  // namespace brivelnox::test

@@ -1,0 +1,60 @@
+// Words, escapes and encodings of the two programs' command lines.
+
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/console/command_words.h"
+
+namespace brivelnox::console {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(ConsoleText, DividesWordsAtBlanks) {
+    EXPECT_THAT(SplitWords("  ring 1001\t+49 "), ElementsAre("ring", "1001", "+49"));
+    EXPECT_THAT(SplitWords(" \t "), IsEmpty());
+}
+
+TEST(ConsoleText, KeepsQuotedTextTogether) {
+    EXPECT_THAT(SplitWords("register 1 \"Anna Berger\" \"\""),
+                ElementsAre("register", "1", "Anna Berger", ""));
+    EXPECT_THAT(SplitWords("a\" b\"c"), ElementsAre("a bc"));
+}
+
+TEST(ConsoleText, QuotesSoThatTheWordComesBack) {
+    for (const std::string word : {"plain", "", "two words", "\ttab"}) {
+        EXPECT_THAT(SplitWords(QuoteWord(word)), ElementsAre(word));
+    }
+    EXPECT_EQ(QuoteWord("a\"b c"), "\"a'b c\"");
+}
+
+TEST(ConsoleText, ReadsWholeNumbersOnly) {
+    EXPECT_EQ(ToNumber("-12"), -12);
+    EXPECT_EQ(ToNumber("12x"), std::nullopt);
+    EXPECT_EQ(ToNumber(""), std::nullopt);
+    EXPECT_EQ(ToNumber("4294967296"), std::nullopt);
+}
+
+TEST(ConsoleText, EscapesToOneLineOfAsciiAndBack) {
+    const std::string bytes("a\\b\n\0\xFC~", 7);
+    EXPECT_EQ(EscapeLine(bytes), "a\\\\b\\x0A\\x00\\xFC~");
+    EXPECT_EQ(UnescapeLine(EscapeLine(bytes)), bytes);
+}
+
+TEST(ConsoleText, LeavesForeignBackslashesAsTheyAre) {
+    EXPECT_EQ(UnescapeLine("\\n\\xZZ\\x4\\"), "\\n\\xZZ\\x4\\");
+}
+
+TEST(ConsoleText, ConvertsBetweenEncodings) {
+    EXPECT_EQ(FromUtf8("M\xC3\xBCller"), L"M\u00FCller");
+    EXPECT_EQ(ToUtf8(L"M\u00FCller"), "M\xC3\xBCller");
+    EXPECT_EQ(FromAnsi("M\xFCller"), L"M\u00FCller");
+    EXPECT_EQ(ToAnsi(L"M\u00FCller"), "M\xFCller");
+    EXPECT_EQ(ToUtf8(L""), "");
+}
+
+}  // namespace
+}  // namespace brivelnox::console
