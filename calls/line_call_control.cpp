@@ -145,4 +145,14 @@ void line::Dial(const std::shared_ptr<tapi_call>& call, std::uint32_t country_co
     call->SetState(LINECALLSTATE_PROCEEDING, 0, true);
 }
 
+bool line::DialFromDialTone(const std::shared_ptr<tapi_call>& call, std::uint32_t country_code,
+                            const std::wstring& number) {
+    const lock_pair_guard guard(lock_, events_);
+    if (!IsInState(*call, {LINECALLSTATE_DIALTONE})) {
+        return false;
+    }
+    Dial(call, country_code, number);
+    return true;
+}
+
 }  // namespace brivelnox

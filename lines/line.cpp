@@ -8,7 +8,7 @@
 #include "lines/tapi_event_sender.h"
 #include "logging/category_log.h"
 #include "platform/low32.h"
-#include "provider/version.h"
+#include "platform/version.h"
 
 namespace brivelnox {
 

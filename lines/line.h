@@ -96,6 +96,10 @@ class line {
     /// Places a call for a consultation call that has none at the softphone yet. The call gets a new client
     /// call id.
     void Dial(const std::shared_ptr<tapi_call>& call, std::uint32_t country_code, const std::wstring& number);
+    /// Dials if the call is in dial tone, test and dialling in one step: a call that TAPI closes or dials on
+    /// another thread at the same time is not dialled. Returns whether it was.
+    [[nodiscard]] bool DialFromDialTone(const std::shared_ptr<tapi_call>& call, std::uint32_t country_code,
+                                        const std::wstring& number);
 
     // Call events of the softphone (calls/line_call_events.cpp). Reader thread; own lock and event lock.
 

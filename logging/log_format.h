@@ -22,9 +22,9 @@ consteval log_argument LogArgumentOf() {
     }
 }
 
-/// A log text whose conversions have been compared with the arguments at compile time. The log knows four
-/// conversions, %s (wide text), %d, %02d and %08X; a text with any other, or with more or fewer conversions
-/// than arguments, does not compile.
+/// A log text whose conversions have been compared with the arguments at compile time. The log knows three
+/// conversions: %s (wide text), %d and %08X. A text with any other, or with more or fewer conversions than
+/// arguments, does not compile.
 template <class... Args>
 class log_format {
   public:
@@ -37,16 +37,17 @@ class log_format {
             if (*at != L'%') {
                 continue;
             }
-            const wchar_t* conversion = SkipWidth(at + 1);
-            const log_argument wanted = *conversion == L's' ? log_argument::text : log_argument::number;
-            if (*conversion != L's' && *conversion != L'd' && *conversion != L'X') {
-                throw "conversion is none of %s, %d, %X";
+            ++at;
+            const bool is_text = *at == L's';
+            const bool is_hexadecimal = at[0] == L'0' && at[1] == L'8' && at[2] == L'X';
+            if (!is_text && !is_hexadecimal && *at != L'd') {
+                throw "conversion is none of %s, %d, %08X";
             }
-            if (used == count || expected[used] != wanted) {
+            if (used == count || (expected[used] == log_argument::text) != is_text) {
                 throw "conversions and arguments differ";
             }
             ++used;
-            at = conversion;
+            at += is_hexadecimal ? 2 : 0;
         }
         if (used != count) {
             throw "more arguments than conversions";
@@ -56,13 +57,6 @@ class log_format {
     [[nodiscard]] constexpr const wchar_t* Text() const { return text_; }
 
   private:
-    static constexpr const wchar_t* SkipWidth(const wchar_t* at) {
-        while (*at >= L'0' && *at <= L'9') {
-            ++at;
-        }
-        return at;
-    }
-
     const wchar_t* text_;
 };
 

@@ -139,7 +139,7 @@ void logger::Write(const std::wstring& category, const std::wstring& text) noexc
 }
 
 void logger::WriteLocked(const SYSTEMTIME& now, const std::wstring& category, const std::wstring& text) {
-    if ((first_write_pending_ || !IsSameDay(now, date_of_last_line_)) && MustRoll(now)) {
+    if (IsDayCheckDue(now) && MustRoll(now)) {
         Roll(now);
     }
     first_write_pending_ = false;
@@ -150,6 +150,15 @@ void logger::WriteLocked(const SYSTEMTIME& now, const std::wstring& category, co
         line.append(kCategoryWidth - category.size(), L' ');
     }
     AppendLine(line + L" " + text + L"\n");
+}
+
+bool logger::IsDayCheckDue(const SYSTEMTIME& now) const {
+    if (first_write_pending_) {
+        return true;
+    }
+    // A line whose time was read just before midnight may get its turn after the first line of the new day.
+    // It must not put that day's file away again.
+    return !IsSameDay(now, date_of_last_line_) && !IsSameDay(clock_(), date_of_last_line_);
 }
 
 bool logger::MustRoll(const SYSTEMTIME& now) const {

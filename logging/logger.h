@@ -57,6 +57,7 @@ class logger {
         BRIVELNOX_REQUIRES(lock_);
     void WriteLocked(const SYSTEMTIME& now, const std::wstring& category, const std::wstring& text)
         BRIVELNOX_REQUIRES(lock_);
+    [[nodiscard]] bool IsDayCheckDue(const SYSTEMTIME& now) const BRIVELNOX_REQUIRES(lock_);
     [[nodiscard]] bool MustRoll(const SYSTEMTIME& now) const BRIVELNOX_REQUIRES(lock_);
     void Roll(const SYSTEMTIME& now) const BRIVELNOX_REQUIRES(lock_);
     void AppendLine(const std::wstring& line) const BRIVELNOX_REQUIRES(lock_);

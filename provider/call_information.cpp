@@ -7,6 +7,7 @@
 #include "calls/forward_types.h"
 #include "calls/tapi_call.h"
 #include "platform/low32.h"
+#include "provider/driver_handles.h"
 #include "provider/fixed_fields.h"
 #include "provider/guarded.h"
 #include "provider/tapi_layout.h"
@@ -119,14 +120,14 @@ DWORD FlagsOf(const party& who) {
 }
 
 /// The bytes of a text behind the structure: none for an empty one.
-DWORD TextBytes(const std::wstring& text) {
+DWORD OptionalTextBytes(const std::wstring& text) {
     return text.empty() ? 0 : static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
 }
 
 DWORD NeededSize(const call_parties& parties) {
     DWORD size = kCallInfoSize;
     for (const auto& row : kParties) {
-        size += TextBytes((parties.*row.who).number) + TextBytes((parties.*row.who).name);
+        size += OptionalTextBytes((parties.*row.who).number) + OptionalTextBytes((parties.*row.who).name);
     }
     return size;
 }
@@ -136,7 +137,7 @@ void AppendText(LINECALLINFO& info, DWORD& at, const std::wstring& text, DWORD L
     if (text.empty()) {
         return;
     }
-    info.*size = TextBytes(text);
+    info.*size = OptionalTextBytes(text);
     info.*offset = at;
     std::memcpy(reinterpret_cast<BYTE*>(&info) + at, text.c_str(), info.*size);
     at += info.*size;
@@ -202,10 +203,6 @@ DWORD OfferedFeatures(const tapi_call* call, std::uint32_t state) {
     }
     const line* const owning_line = call->Line();
     return owning_line != nullptr && owning_line->CanAnswer() ? features | LINECALLFEATURE_ANSWER : features;
-}
-
-std::uint64_t CallKey(HDRVCALL call) {
-    return reinterpret_cast<std::uintptr_t>(call);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string>
 
-#include "platform/low32.h"
+#include "provider/driver_handles.h"
 #include "provider/fixed_fields.h"
 #include "provider/guarded.h"
 #include "provider/tapi_layout.h"
@@ -117,10 +117,6 @@ constexpr fixed_field<LINEDEVSTATUS> kLineDevStatus[] = {
     {&LINEDEVSTATUS::dwDevSpecificOffset, 0},
     {&LINEDEVSTATUS::dwLineFeatures, LINEFEATURE_MAKECALL},
 };
-
-std::uintptr_t LineKey(HDRVLINE line_handle) {
-    return reinterpret_cast<std::uintptr_t>(line_handle);
-}
 
 /// The bytes of a text with its terminating null.
 DWORD TextBytes(size_t characters) {

@@ -5,6 +5,7 @@
 
 #include "calls/tapi_call.h"
 #include "platform/low32.h"
+#include "provider/driver_handles.h"
 #include "provider/guarded.h"
 #include "provider/telephony_manager.h"
 
@@ -12,16 +13,9 @@ namespace brivelnox {
 
 namespace {
 
-std::uintptr_t LineKey(HDRVLINE line_handle) {
-    return reinterpret_cast<std::uintptr_t>(line_handle);
-}
-
-std::uint64_t CallKey(HDRVCALL call) {
-    return reinterpret_cast<std::uintptr_t>(call);
-}
-
-HDRVCALL ToDriverCallHandle(std::uint64_t handle) {
-    return reinterpret_cast<HDRVCALL>(static_cast<std::uintptr_t>(handle));
+LONG RefuseDial() {
+    ProviderLog(L"LineMakeCallAsync: Call is not in state dialtone");
+    return LINEERR_DIALDIALTONE;
 }
 
 }  // namespace
@@ -118,17 +112,13 @@ LONG telephony_manager::LineDial(DRV_REQUESTID request_id, HDRVCALL call, const 
     // The messages deliberately name the make-call request.
     return Guarded(L"LineMakeCallAsync: Caught Exception!", [&]() -> LONG {
         const auto lines = Lines();
-        // A call changes its state with the event lock held: the test below and the dialling are one step,
-        // and a call that TAPI closes or dials on another thread is not dialled again.
-        const lock_guard events(lines->EventLock());
         const std::shared_ptr<tapi_call> found = lines->Calls().FindCall(CallKey(call));
         if (found == nullptr) {
             ProviderLog(L"LineMakeCallAsync: Line not found for driverCallHandle 0x%08X.", Low32(call));
             return LINEERR_OPERATIONFAILED;
         }
         if (found->State() != LINECALLSTATE_DIALTONE) {
-            ProviderLog(L"LineMakeCallAsync: Call is not in state dialtone");
-            return LINEERR_DIALDIALTONE;
+            return RefuseDial();
         }
         if (destination == nullptr) {
             ProviderLog(L"LineMakeCallAsync: Invalid destination address was given.");
@@ -142,7 +132,9 @@ LONG telephony_manager::LineDial(DRV_REQUESTID request_id, HDRVCALL call, const 
         if (!owning_line->ClientConnected()) {
             return LINEERR_OPERATIONUNAVAIL;
         }
-        owning_line->Dial(found, country_code, destination);
+        if (!owning_line->DialFromDialTone(found, country_code, destination)) {
+            return RefuseDial();
+        }
         ReportCompletion(request_id, 0);
         return static_cast<LONG>(request_id);
     });

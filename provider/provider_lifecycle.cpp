@@ -13,6 +13,11 @@ provider_lifecycle& provider_lifecycle::Process() {
     return instance;
 }
 
+provider_lifecycle::provider_lifecycle(line_manager_factory factory)
+    : factory_(factory != nullptr ? std::move(factory) : [this](auto calls, std::uint32_t device_id_base) {
+          return MakeLineManager(std::move(calls), device_id_base);
+      }) {}
+
 provider_lifecycle::~provider_lifecycle() {
     // This runs when the process detaches, under the loader lock, when the other threads are already gone or
     // must not be waited for. Tear-down is the shutdown entry point's.
@@ -26,11 +31,6 @@ std::shared_ptr<telephony_manager> provider_lifecycle::Manager() const {
     return manager_;
 }
 
-void provider_lifecycle::SetLineManagerFactory(line_manager_factory factory) {
-    const lock_guard guard(lifecycle_lock_);
-    factory_ = std::move(factory);
-}
-
 std::shared_ptr<line_manager> provider_lifecycle::MakeLineManager(std::shared_ptr<call_manager> calls,
                                                                   std::uint32_t device_id_base) const {
     return line_manager::Create(std::move(calls), line_create_procedure_.load(), provider_handle_.load(),
@@ -38,14 +38,11 @@ std::shared_ptr<line_manager> provider_lifecycle::MakeLineManager(std::shared_pt
 }
 
 std::shared_ptr<telephony_manager> provider_lifecycle::EnsureManager(std::uint32_t device_id_base) {
+    const lock_guard creation(creation_lock_);
     if (auto existing = Manager()) {
         return existing;
     }
-    const line_manager_factory factory =
-        factory_ != nullptr ? factory_ : [this](auto calls, std::uint32_t base) {
-            return MakeLineManager(std::move(calls), base);
-        };
-    auto created = telephony_manager::Create(device_id_base, factory);
+    auto created = telephony_manager::Create(device_id_base, factory_);
     const lock_guard guard(manager_lock_);
     manager_ = created;
     return created;
@@ -70,7 +67,6 @@ LONG provider_lifecycle::EnumDevices(DWORD* line_count, DWORD* phone_count, HPRO
         ProviderLog(L"lpfnLineCreateProc is null, return LINEERR_INVALPOINTER");
         return LINEERR_INVALPOINTER;
     }
-    const lock_guard guard(lifecycle_lock_);
     try {
         line_create_procedure_.store(line_create_procedure);
         provider_handle_.store(provider_handle);
@@ -92,7 +88,6 @@ LONG provider_lifecycle::Init(DWORD version, DWORD device_id_base,
     if (!IsSupportedVersion(version)) {
         return LINEERR_INCOMPATIBLEAPIVERSION;
     }
-    const lock_guard guard(lifecycle_lock_);
     try {
         const auto manager = EnsureManager(device_id_base);
         manager->SetCompletionProcedure(completion_procedure);
@@ -111,7 +106,6 @@ LONG provider_lifecycle::Shutdown(DWORD version) noexcept {
     if (!IsSupportedVersion(version)) {
         return LINEERR_INCOMPATIBLEAPIVERSION;
     }
-    const lock_guard guard(lifecycle_lock_);
     if (const auto manager = Manager()) {
         manager->CleanUp();
         // A second CleanUp: the log deliberately shows two.

@@ -13,11 +13,13 @@
 namespace brivelnox {
 
 /// Whether the provider is initialised, and the entry points that make it so: holds the one telephony manager
-/// and what TAPI hands over before there is one. Initialising and shutting down exclude each other; a request
-/// that finds the manager holds it while it runs.
+/// and what TAPI hands over before there is one. A request that finds the manager holds it while it runs.
+/// Only the making of the manager excludes itself; nothing here is waited for by a shutdown, which works on
+/// the manager that it finds.
 class provider_lifecycle {
   public:
-    provider_lifecycle() = default;
+    /// `factory` makes the line manager of each telephony manager; without one it is the real one.
+    explicit provider_lifecycle(line_manager_factory factory = {});
     provider_lifecycle(const provider_lifecycle&) = delete;
     provider_lifecycle& operator=(const provider_lifecycle&) = delete;
     /// Tears nothing down: a manager that was never shut down is abandoned with the process.
@@ -44,9 +46,6 @@ class provider_lifecycle {
     /// the same.
     LONG Shutdown(DWORD version) noexcept;
 
-    /// Tests only: how managers get their line manager from now on.
-    void SetLineManagerFactory(line_manager_factory factory);
-
   private:
     std::shared_ptr<telephony_manager> EnsureManager(std::uint32_t device_id_base)
         BRIVELNOX_REQUIRES(lifecycle_lock_);
@@ -54,12 +53,12 @@ class provider_lifecycle {
     [[nodiscard]] std::shared_ptr<line_manager> MakeLineManager(std::shared_ptr<call_manager> calls,
                                                                 std::uint32_t device_id_base) const;
 
-    // Excludes initialising and shutting down on two threads; recursive for a TAPI that shuts down from a
-    // callback.
-    recursive_mutex lifecycle_lock_;
+    // Keeps two threads from making a manager each; held while one is made, which may take the whole wait for
+    // the first list.
+    recursive_mutex creation_lock_;
     std::atomic<LINEEVENT> line_create_procedure_{nullptr};
     std::atomic<HPROVIDER> provider_handle_{nullptr};
-    line_manager_factory factory_ BRIVELNOX_GUARDED_BY(lifecycle_lock_);
+    const line_manager_factory factory_;
     // Guards only the pointer; never held while calling out.
     mutable mutex manager_lock_;
     std::shared_ptr<telephony_manager> manager_ BRIVELNOX_GUARDED_BY(manager_lock_);

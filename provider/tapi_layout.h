@@ -21,6 +21,8 @@ inline constexpr DWORD kCallInfoSize = 324;
 inline constexpr DWORD kCallStatusSize = 56;
 
 static_assert(offsetof(LINEDEVCAPS, PermanentLineGuid) + sizeof(GUID) == kDevCapsSize);
+static_assert(offsetof(LINEADDRESSCAPS, dwAvailableMediaModes) + sizeof(DWORD) == kAddressCapsSize);
+static_assert(offsetof(LINEDEVSTATUS, dwAppInfoOffset) + sizeof(DWORD) == kLineDevStatusSize);
 static_assert(sizeof(VARSTRING) == kVarStringSize);
 static_assert(sizeof(LINECALLSTATUS) == kCallStatusSize);
 static_assert(offsetof(LINECALLINFO, dwReceivingFlowspecOffset) + sizeof(DWORD) == kCallInfoSize);

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/version.h"
 #include "provider/provider_log.h"
-#include "provider/version.h"
 
 namespace brivelnox {
 

@@ -113,7 +113,8 @@ class telephony_manager {
     // Call information (provider/call_information.cpp).
 
     LONG LineGetCallInfo(HDRVCALL call, LINECALLINFO* info) noexcept;
-    /// The result is logged, not told: the entry point returns 0 to TAPI whatever happens.
+    /// LINECALLSTATE_UNKNOWN for an unknown call. An exception is logged; the entry point returns 0 to TAPI
+    /// all the same.
     LONG LineGetCallStatus(HDRVCALL call, LINECALLSTATUS* status) noexcept;
 
   private:

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "platform/version.h"
 #include "provider/provider_log.h"
-#include "provider/version.h"
 
 namespace brivelnox {
 

@@ -34,6 +34,8 @@ struct keep_alive_timer::tick_context {
     std::weak_ptr<void> owner;
     std::function<void()> tick;
     std::atomic<bool> ticking{false};
+    // Keeps this module loaded while the timer can tick.
+    unique_module module;
 };
 
 keep_alive_timer::keep_alive_timer() : queue_(CreateTimerQueue()) {}
@@ -50,6 +52,9 @@ void keep_alive_timer::Start(DWORD period_milliseconds, std::weak_ptr<void> owne
     context_ = std::make_unique<tick_context>();
     context_->owner = std::move(owner);
     context_->tick = std::move(tick);
+    (void)GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                             reinterpret_cast<const wchar_t*>(&keep_alive_timer::OnTimer),
+                             context_->module.put());
     if (!CreateTimerQueueTimer(&timer_, queue_, &keep_alive_timer::OnTimer, context_.get(),
                                period_milliseconds, period_milliseconds, WT_EXECUTEDEFAULT)) {
         timer_ = nullptr;
@@ -80,9 +85,10 @@ void keep_alive_timer::Stop() {
         ended = DeleteAndWait([&](HANDLE done) { (void)DeleteTimerQueueEx(queue, done); }) && ended;
     }
     if (!ended) {
-        // A tick outlived both bounds and still uses its context; it is left to it.
+        // A tick outlived both bounds and still uses its context, and this module. Both are left to it.
         (void)context_.release();
     }
+    context_ = nullptr;
 }
 
 }  // namespace brivelnox

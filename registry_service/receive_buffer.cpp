@@ -82,15 +82,17 @@ void receive_buffer::Consume(std::string_view message) {
 }
 
 void receive_buffer::Compact() {
+    if (consumed_ == 0) {
+        // Nothing to take out, and a long message that is still arriving must not be moved with every chunk.
+        return;
+    }
     const std::size_t consumed_end = kept_ + consumed_;
     const std::size_t remaining = used_ - consumed_;
     std::memmove(bytes_ + kept_, bytes_ + consumed_end, used_ - consumed_end);
     std::memset(bytes_ + remaining, 0, used_ - remaining);
-    if (consumed_ != 0) {
-        // The kept bytes hold no start tag of their own, and none may come about where they meet the rest.
-        start_from_ = kept_;
-        end_from_ = kept_;
-    }
+    // The kept bytes hold no start tag of their own, and none may come about where they meet the rest.
+    start_from_ = kept_;
+    end_from_ = kept_;
     used_ = remaining;
     consumed_ = 0;
     kept_ = 0;
