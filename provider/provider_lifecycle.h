@@ -47,9 +47,8 @@ class provider_lifecycle {
     LONG Shutdown(DWORD version) noexcept;
 
   private:
-    std::shared_ptr<telephony_manager> EnsureManager(std::uint32_t device_id_base)
-        BRIVELNOX_REQUIRES(lifecycle_lock_);
-    void Forget() noexcept BRIVELNOX_REQUIRES(lifecycle_lock_);
+    std::shared_ptr<telephony_manager> EnsureManager(std::uint32_t device_id_base);
+    void Forget() noexcept;
     [[nodiscard]] std::shared_ptr<line_manager> MakeLineManager(std::shared_ptr<call_manager> calls,
                                                                 std::uint32_t device_id_base) const;
 

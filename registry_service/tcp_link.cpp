@@ -205,6 +205,7 @@ void tcp_link::CloseLink(bool wait_for_reader) {
     {
         const lock_guard guard(connection_lock_);
         connection = std::exchange(connection_, nullptr);
+        ++closes_;
     }
     FinishClose(connection, wait_for_reader ? reader_wait::always : reader_wait::none);
 }
@@ -223,20 +224,23 @@ void tcp_link::CloseConnection(const connection_ptr& connection, reader_wait wai
         const lock_guard guard(connection_lock_);
         if (connection_ == connection) {
             connection_ = nullptr;
+            ++closes_;
         }
     }
     FinishClose(connection, wait);
 }
 
 void tcp_link::FinishClose(const connection_ptr& connection, reader_wait wait) {
-    ++closes_;
     if (connection != nullptr) {
         connection->Close();
     }
     bool handler_runs = true;
     if (lock_.try_lock()) {
         const lock_guard guard(lock_, std::adopt_lock);
-        buffer_.Discard();
+        // Where the next connection stands already, what is held belongs to it.
+        if (CurrentConnection() == nullptr) {
+            buffer_.Discard();
+        }
         handler_runs = false;
     }
     // Where the lock is taken a handler is running; its framing loop sees the count of closes and clears the

@@ -97,7 +97,9 @@ class tcp_link {
     static constexpr DWORD kLockSpinCount = 1024;
 
     std::weak_ptr<void> owner_;
-    // Counts the closes, so that a framing loop sees that the link was closed under it.
+    // Counts the closes of the current connection, so that a framing loop sees that the link was closed under
+    // it. A connection that is no longer the current one is closed without being counted: the messages of its
+    // successor are not its business.
     std::atomic<std::uint32_t> closes_{0};
     brivelnox::critical_section lock_{kLockSpinCount};
     brivelnox::receive_buffer buffer_ BRIVELNOX_GUARDED_BY(lock_);

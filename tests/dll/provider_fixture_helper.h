@@ -30,10 +30,28 @@ namespace brivelnox::dll_test {
 inline constexpr std::chrono::milliseconds kSoon{15000};
 
 inline constexpr DWORD kVersion = 0x00020002;
+// TAPI's errors as its functions return them.
+inline constexpr LONG kIncompatibleVersion = static_cast<LONG>(LINEERR_INCOMPATIBLEAPIVERSION);
+inline constexpr LONG kInvalidAddress = static_cast<LONG>(LINEERR_INVALADDRESS);
+inline constexpr LONG kInvalidAddressId = static_cast<LONG>(LINEERR_INVALADDRESSID);
+inline constexpr LONG kInvalidLineHandle = static_cast<LONG>(LINEERR_INVALLINEHANDLE);
+inline constexpr LONG kInvalidPointer = static_cast<LONG>(LINEERR_INVALPOINTER);
+inline constexpr LONG kNoDevice = static_cast<LONG>(LINEERR_NODEVICE);
+inline constexpr LONG kNoMemory = static_cast<LONG>(LINEERR_NOMEM);
+inline constexpr LONG kNotInDialTone = static_cast<LONG>(LINEERR_DIALDIALTONE);
+inline constexpr LONG kOperationFailed = static_cast<LONG>(0x80000048);
+inline constexpr LONG kOperationUnavailable = static_cast<LONG>(0x80000049);
+inline constexpr LONG kStructureTooSmall = static_cast<LONG>(LINEERR_STRUCTURETOOSMALL);
+inline constexpr LONG kUninitialized = static_cast<LONG>(LINEERR_UNINITIALIZED);
+
 inline constexpr char kManagerCategory[] = "TelephonyManager";
 
 /// A text in the manner of printf.
-std::string Text(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string Text(const char* format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;
 
 /// A handle or address as the log shows it: its low 32 bits.
 template <class T>
@@ -91,8 +109,8 @@ class hosted_provider : public loaded_provider {
     int markers_ = 0;
 };
 
-/// Fixture: one softphone, "Desk 1001" with permanent line id 1001, whose line is open as line_. Its own party
-/// is ("1001", "Desk 1001"), the caller of its calls ("4711", "Anna").
+/// Fixture: one softphone, "Desk 1001" with permanent line id 1001, whose line is open as line_. Its own
+/// party is ("1001", "Desk 1001"), the caller of its calls ("4711", "Anna").
 class open_line : public hosted_provider {
   protected:
     static constexpr std::int32_t kPhone = 1001;

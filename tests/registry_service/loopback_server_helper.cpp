@@ -25,7 +25,7 @@ bool WaitUntilReadable(SOCKET socket, milliseconds timeout) {
     sockets.fd_array[0] = socket;
     sockets.fd_count = 1;
     const long long time = std::max<long long>(0, timeout.count());
-    const timeval wait = {static_cast<long>(time / 1000), static_cast<long>(time % 1000) * 1000};
+    timeval wait = {static_cast<long>(time / 1000), static_cast<long>(time % 1000) * 1000};
     return select(0, &sockets, nullptr, nullptr, &wait) == 1;
 }
 

@@ -2,6 +2,7 @@
 
 // Stands in for the connection to the service: records the requests that a line sends.
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -24,6 +25,8 @@ class recording_call_requests : public call_requests {
         const std::lock_guard guard(mutex_);
         reaction_ = std::move(react);
     }
+    /// What the requests with a result return; true to begin with.
+    void SetResult(bool sent) { result_ = sent; }
     [[nodiscard]] std::vector<std::string> Requests() const {
         const std::lock_guard guard(mutex_);
         return requests_;
@@ -41,7 +44,7 @@ class recording_call_requests : public call_requests {
     void ResumeCall(std::int32_t line, const std::string& id) override { Record("resumeCall", line, {id}); }
     bool TransferCall(std::int32_t line, const std::string& id, const std::string& on_hold_id) override {
         Record("transferCall", line, {id, on_hold_id});
-        return true;
+        return result_;
     }
     void ForwardCall(std::int32_t line, const std::string& id, const std::string& number) override {
         Record("forwardCall", line, {id, number});
@@ -51,7 +54,7 @@ class recording_call_requests : public call_requests {
     }
     bool HangupCall(std::int32_t line, const std::string& id) override {
         Record("hangupCall", line, {id});
-        return true;
+        return result_;
     }
 
   private:
@@ -72,6 +75,7 @@ class recording_call_requests : public call_requests {
         }
     }
 
+    std::atomic<bool> result_{true};
     mutable std::mutex mutex_;
     std::vector<std::string> requests_;
     reaction reaction_;

@@ -296,8 +296,18 @@ TEST_F(ServiceSimulator, DropsGracefullyAlthoughThereIsUnreadInput) {
 TEST_F(ServiceSimulator, ResetsAConnection) {
     socket_client client = Connect();
     service_.DropConnections(drop_kind::kReset);
-    EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kReset);
-    EXPECT_TRUE(service_.WaitForNoConnection(kPatience));
+    ASSERT_TRUE(service_.WaitForNoConnection(kPatience));
+    EXPECT_NE(client.WaitForEnd(kPatience), socket_client::end::kOpen);
+    // Only a reset makes the very first send fail.
+    EXPECT_FALSE(client.Send("x"));
+}
+
+TEST_F(ServiceSimulator, TakesAFirstSendAfterAGracefulDrop) {
+    socket_client client = Connect();
+    service_.DropConnections(drop_kind::kGraceful);
+    ASSERT_TRUE(service_.WaitForNoConnection(kPatience));
+    EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
+    EXPECT_TRUE(client.Send("x"));
 }
 
 TEST_F(ServiceSimulator, DropsAtOnceWithoutSendingWhatIsQueued) {

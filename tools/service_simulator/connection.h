@@ -27,7 +27,9 @@ namespace brivelnox::simulator {
 /// How a connection is ended by the service.
 enum class drop_kind {
     kGraceful,  ///< an orderly close: the provider receives everything sent before it
-    kReset,     ///< a reset (RST): what the provider has not read yet is lost
+    /// A reset (RST): what the provider has not read yet may be lost, and its next send fails. Wine puts an
+    /// orderly end before it, so that a provider that reads at the right moment sees that first.
+    kReset,
 };
 
 class connection {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/select.h>
+
 #include "api/types.h"
 
 // TCP over IPv4. The functions have the names of POSIX functions and other types: no source that is compiled
@@ -104,6 +106,27 @@ int recv(SOCKET socket, char* bytes, int size, int flags);
 int shutdown(SOCKET socket, int how);
 int getsockname(SOCKET socket, sockaddr* address, int* length);
 int setsockopt(SOCKET socket, int level, int name, const char* value, int length);
+
+// The set of sockets is another than the system's, whose name it has to take.
+#undef FD_ZERO
+#undef FD_SET
+#undef FD_ISSET
+#define FD_SETSIZE_NATIVE 64
+struct native_fd_set {
+    UINT fd_count;
+    SOCKET fd_array[FD_SETSIZE_NATIVE];
+};
+#define fd_set native_fd_set
+
+inline void FD_ZERO(fd_set* set) {
+    set->fd_count = 0;
+}
+inline void FD_SET(SOCKET socket, fd_set* set) {
+    set->fd_array[set->fd_count++] = socket;
+}
+bool FD_ISSET(SOCKET socket, const fd_set* set);
+/// Waits for sockets to become readable only.
+int select(int ignored, fd_set* readable, fd_set* writable, fd_set* failed, const timeval* timeout);
 
 inline constexpr long FD_READ = 0x1;
 inline constexpr long FD_WRITE = 0x2;

@@ -38,7 +38,6 @@ long OpenHandles(object_kind kind) {
     return open_handles[static_cast<std::size_t>(kind)].load(std::memory_order_relaxed);
 }
 
-
 }  // namespace brivelnox::native
 
 DWORD GetLastError() {

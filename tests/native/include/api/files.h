@@ -37,8 +37,8 @@ struct WIN32_FIND_DATAW {
     wchar_t cFileName[MAX_PATH];
 };
 
-// Paths are Windows paths. Drive C: is a folder of the running process alone, made on first use and removed at
-// its end.
+// Paths are Windows paths. Drive C: is a folder of the running process alone, made on first use and removed
+// at its end.
 
 /// Share modes between the handles of this process are kept as on Windows.
 HANDLE CreateFileW(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,

@@ -22,3 +22,7 @@ inline constexpr int IDOK = 1;
 
 /// Shows nothing; the boxes are counted.
 int MessageBoxA(HWND owner, const char* text, const char* caption, UINT type);
+
+HANDLE GetCurrentProcess();
+/// Ends this program at once.
+BOOL TerminateProcess(HANDLE process, UINT exit_code);

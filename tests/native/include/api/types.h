@@ -55,7 +55,10 @@ using HLOCAL = void*;
 #define FALSE 0
 #define MAX_PATH 260
 #define INFINITE 0xFFFFFFFF
-#define S_OK HRESULT{0}
+#define S_OK  \
+    HRESULT { \
+        0     \
+    }
 #define E_FAIL (static_cast<HRESULT>(0x80004005))
 // Not a constant expression, as on Windows.
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(LONG_PTR{-1}))
