@@ -16,6 +16,7 @@ constexpr category_log Log{L"LineManager"};
 
 constexpr std::int32_t kNoPermanentLineId = -1;
 constexpr std::chrono::milliseconds kCleanUpLockWait{5000};
+constexpr std::chrono::milliseconds kLastMessageWait{1000};
 constexpr DWORD kInitialLinesWaitMilliseconds = 20000;
 
 }  // namespace
@@ -81,8 +82,13 @@ void line_manager::CleanUp() {
         event_lock_.Shut();
     } catch (...) {
         Log(L"CleanUp: Failure cleaning up LineManager.");
+        event_lock_.Shut();
+        // A thread that had passed the test just before has the lock now; it is given the time to finish, and
+        // any other finds the way shut.
+        if (event_lock_.try_lock_until(lock_clock::now() + kLastMessageWait)) {
+            const lock_guard guard(event_lock_, std::adopt_lock);
+        }
     }
-    event_lock_.Shut();
 }
 
 void line_manager::DeleteLines() {

@@ -1,12 +1,20 @@
 #include "provider/provider_lifecycle.h"
 
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "provider/guarded.h"
 #include "provider/provider_log.h"
 
 namespace brivelnox {
+
+namespace {
+
+// More than all the bounds of one shutdown together.
+constexpr std::chrono::seconds kShutdownWait{40};
+
+}  // namespace
 
 provider_lifecycle& provider_lifecycle::Process() {
     static provider_lifecycle instance;
@@ -39,13 +47,25 @@ std::shared_ptr<line_manager> provider_lifecycle::MakeLineManager(std::shared_pt
 
 std::shared_ptr<telephony_manager> provider_lifecycle::EnsureManager(std::uint32_t device_id_base) {
     const lock_guard creation(creation_lock_);
-    if (auto existing = Manager()) {
-        return existing;
+    std::uint32_t shutdowns = 0;
+    {
+        const lock_guard guard(manager_lock_);
+        if (manager_ != nullptr) {
+            return manager_;
+        }
+        shutdowns = shutdowns_;
     }
     auto created = telephony_manager::Create(device_id_base, factory_);
-    const lock_guard guard(manager_lock_);
-    manager_ = created;
-    return created;
+    {
+        const lock_guard guard(manager_lock_);
+        if (shutdowns_ == shutdowns) {
+            manager_ = created;
+            return created;
+        }
+    }
+    // TAPI has shut the provider down in the meantime, and been told that it is.
+    created->Destroy();
+    throw std::runtime_error("shut down while initialising");
 }
 
 void provider_lifecycle::Forget() noexcept {
@@ -106,7 +126,18 @@ LONG provider_lifecycle::Shutdown(DWORD version) noexcept {
     if (!IsSupportedVersion(version)) {
         return LINEERR_INCOMPATIBLEAPIVERSION;
     }
-    if (const auto manager = Manager()) {
+    // A second thread waits for the first, so that nothing is told to TAPI after either of them has returned.
+    if (!shutdown_lock_.try_lock_until(lock_clock::now() + kShutdownWait)) {
+        return 0;
+    }
+    const lock_guard shutdown(shutdown_lock_, std::adopt_lock);
+    std::shared_ptr<telephony_manager> manager;
+    {
+        const lock_guard guard(manager_lock_);
+        ++shutdowns_;
+        manager = manager_;
+    }
+    if (manager != nullptr) {
         manager->CleanUp();
         // A second CleanUp: the log deliberately shows two.
         Forget();

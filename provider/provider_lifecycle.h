@@ -55,11 +55,16 @@ class provider_lifecycle {
     // Keeps two threads from making a manager each; held while one is made, which may take the whole wait for
     // the first list.
     recursive_mutex creation_lock_;
+    // Keeps a second shutdown waiting for the first. Recursive: TAPI may shut down from inside a message of
+    // the shutdown.
+    recursive_mutex shutdown_lock_;
     std::atomic<LINEEVENT> line_create_procedure_{nullptr};
     std::atomic<HPROVIDER> provider_handle_{nullptr};
     const line_manager_factory factory_;
     // Guards only the pointer; never held while calling out.
     mutable mutex manager_lock_;
+    // Counts the shutdowns, so that a manager that was being made during one is given up.
+    std::uint32_t shutdowns_ BRIVELNOX_GUARDED_BY(manager_lock_) = 0;
     std::shared_ptr<telephony_manager> manager_ BRIVELNOX_GUARDED_BY(manager_lock_);
 };
 

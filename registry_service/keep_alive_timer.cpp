@@ -10,22 +10,10 @@ namespace {
 
 constexpr DWORD kDeleteWaitMilliseconds = 10000;
 
-/// Runs a deletion that signals an event when no tick is running any more, and waits for that event. Returns
-/// whether it came within the bound.
-template <class Delete>
-bool DeleteAndWait(Delete&& delete_with_event) {
-    unique_event done(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    if (!done) {
-        return false;
-    }
-    delete_with_event(done.get());
-    if (WaitForSingleObject(done.get(), kDeleteWaitMilliseconds) == WAIT_OBJECT_0) {
-        return true;
-    }
-    // The tick that is still running will signal the event when it ends: its handle must not be closed, since
-    // the number may then belong to somebody else.
-    (void)done.release();
-    return false;
+/// Waits until the event of a deletion tells that no tick is running any more. Returns whether it came within
+/// the bound.
+bool WaitForDeletion(const unique_event& done) {
+    return WaitForSingleObject(done.get(), kDeleteWaitMilliseconds) == WAIT_OBJECT_0;
 }
 
 }  // namespace
@@ -78,14 +66,24 @@ void CALLBACK keep_alive_timer::OnTimer(void* context, BOOLEAN) {
 
 void keep_alive_timer::Stop() {
     bool ended = true;
+    unique_event done(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (HANDLE const timer = std::exchange(timer_, nullptr); timer != nullptr) {
-        ended = DeleteAndWait([&](HANDLE done) { (void)DeleteTimerQueueTimer(queue_, timer, done); });
+        (void)DeleteTimerQueueTimer(queue_, timer, done.get());
+        ended = WaitForDeletion(done);
     }
     if (HANDLE const queue = std::exchange(queue_, nullptr); queue != nullptr) {
-        ended = DeleteAndWait([&](HANDLE done) { (void)DeleteTimerQueueEx(queue, done); }) && ended;
+        // While a tick is running the queue gets no event: a system that does not know how to signal it later
+        // would wait for the tick right here, and without a bound. The timer's event tells the same.
+        if (ended) {
+            (void)ResetEvent(done.get());
+        }
+        (void)DeleteTimerQueueEx(queue, ended ? done.get() : nullptr);
+        ended = WaitForDeletion(done);
     }
     if (!ended) {
-        // A tick outlived both bounds and still uses its context, and this module. Both are left to it.
+        // A tick outlived both bounds and still uses its context, and this module. Both are left to it, and
+        // so is the event that it will signal: the number of a closed handle may belong to somebody else.
+        (void)done.release();
         (void)context_.release();
     }
     context_ = nullptr;

@@ -74,7 +74,9 @@ void receive_buffer::Consume(std::string_view message) {
     const std::size_t end = start + message.size();
     // What lies between the last consumed message and this one stays: close it up with what was kept before.
     const std::size_t previous_end = kept_ + consumed_;
-    std::memmove(bytes_ + kept_, bytes_ + previous_end, start - previous_end);
+    if (previous_end != kept_) {
+        std::memmove(bytes_ + kept_, bytes_ + previous_end, start - previous_end);
+    }
     kept_ += start - previous_end;
     consumed_ += message.size();
     start_from_ = end;

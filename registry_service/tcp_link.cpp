@@ -88,7 +88,7 @@ tcp_link::connection_ptr tcp_link::Connect(std::uint16_t port) {
     }
     (void)start.release();  // the reader's now
     if (!connection->SelectEvents()) {
-        FinishClose(connection, reader_wait::always);
+        CloseConnection(connection, reader_wait::always);
         return nullptr;
     }
     return connection;
@@ -102,7 +102,7 @@ bool tcp_link::Publish(const connection_ptr& connection) {
             return true;
         }
     }
-    FinishClose(connection, reader_wait::always);
+    CloseConnection(connection, reader_wait::always);
     return false;
 }
 
@@ -181,9 +181,10 @@ bool tcp_link::ReadChunk(const connection_ptr& connection, bool& peer_closed) {
     }
     const lock_guard guard(lock_);
     // Another thread may have closed this connection, and opened the next one, while this one waited for the
-    // lock.
+    // lock. The count comes first: a close that the test does not see yet changes it.
+    const std::uint32_t closes = closes_.load();
     if (!connection->IsClosed()) {
-        FeedLocked(chunk, static_cast<std::size_t>(*received));
+        FeedLocked(chunk, static_cast<std::size_t>(*received), closes);
     }
     return true;
 }
@@ -201,13 +202,7 @@ bool tcp_link::SendText(const char* text) {
 }
 
 void tcp_link::CloseLink(bool wait_for_reader) {
-    connection_ptr connection;
-    {
-        const lock_guard guard(connection_lock_);
-        connection = std::exchange(connection_, nullptr);
-        ++closes_;
-    }
-    FinishClose(connection, wait_for_reader ? reader_wait::always : reader_wait::none);
+    CloseConnection(CurrentConnection(), wait_for_reader ? reader_wait::always : reader_wait::none);
 }
 
 void tcp_link::CloseForGood() {
@@ -220,19 +215,17 @@ void tcp_link::CloseForGood() {
 
 /// Closes this connection and no other: the link may already have the next one.
 void tcp_link::CloseConnection(const connection_ptr& connection, reader_wait wait) {
+    if (connection != nullptr) {
+        // Before anybody can see that the link has none, and open the next one: what its reader still
+        // receives must not get into the next one's buffer.
+        connection->Close();
+    }
     {
         const lock_guard guard(connection_lock_);
         if (connection_ == connection) {
             connection_ = nullptr;
             ++closes_;
         }
-    }
-    FinishClose(connection, wait);
-}
-
-void tcp_link::FinishClose(const connection_ptr& connection, reader_wait wait) {
-    if (connection != nullptr) {
-        connection->Close();
     }
     bool handler_runs = true;
     if (lock_.try_lock()) {
@@ -257,14 +250,13 @@ void tcp_link::FinishClose(const connection_ptr& connection, reader_wait wait) {
 
 void tcp_link::Feed(const char* data, std::size_t length) {
     const lock_guard guard(lock_);
-    FeedLocked(data, length);
+    FeedLocked(data, length, closes_.load());
 }
 
-void tcp_link::FeedLocked(const char* data, std::size_t length) {
-    const std::uint32_t closes = closes_.load();
+void tcp_link::FeedLocked(const char* data, std::size_t length, std::uint32_t closes) {
     framing_result result = framing_result::failed;
     try {
-        result = RunFraming(data, length);
+        result = RunFraming(data, length, closes);
     } catch (...) {
         // Out of memory while parsing. The reader thread must not end with it.
     }
@@ -278,7 +270,7 @@ void tcp_link::FeedLocked(const char* data, std::size_t length) {
     }
 }
 
-tcp_link::framing_result tcp_link::RunFraming(const char* data, std::size_t length) {
+tcp_link::framing_result tcp_link::RunFraming(const char* data, std::size_t length, std::uint32_t closes) {
     if (!buffer_.Append(data, length)) {
         return framing_result::failed;
     }
@@ -291,7 +283,6 @@ tcp_link::framing_result tcp_link::RunFraming(const char* data, std::size_t leng
         Log(L"No end tag");
         return framing_result::succeeded;
     }
-    const std::uint32_t closes = closes_.load();
     while (message) {
         if (!Deliver(*message)) {
             return framing_result::failed;

@@ -88,10 +88,10 @@ class tcp_link {
     [[nodiscard]] connection_ptr CurrentConnection() const;
     [[nodiscard]] bool IsClosedForGood() const;
     void CloseConnection(const connection_ptr& connection, reader_wait wait);
-    void FinishClose(const connection_ptr& connection, reader_wait wait);
 
-    void FeedLocked(const char* data, std::size_t length) BRIVELNOX_REQUIRES(lock_);
-    framing_result RunFraming(const char* data, std::size_t length) BRIVELNOX_REQUIRES(lock_);
+    void FeedLocked(const char* data, std::size_t length, std::uint32_t closes) BRIVELNOX_REQUIRES(lock_);
+    framing_result RunFraming(const char* data, std::size_t length, std::uint32_t closes)
+        BRIVELNOX_REQUIRES(lock_);
     [[nodiscard]] bool Deliver(std::string_view message);
 
     static constexpr DWORD kLockSpinCount = 1024;

@@ -68,23 +68,22 @@ TEST(log_backup_order, LastWriteDecidesBetweenEqualNames) {
 
 TEST(log_backup_selection, FiveBackupsAreAllKept) {
     EXPECT_THAT(SelectBackupsToDelete({}), IsEmpty());
-    EXPECT_THAT(SelectBackupsToDelete({Backup(L"5", 5), Backup(L"4", 4), Backup(L"3", 3), Backup(L"2", 2),
-                                       Backup(L"1", 1)}),
+    EXPECT_THAT(SelectBackupsToDelete(
+                    {Backup(L"5", 5), Backup(L"4", 4), Backup(L"3", 3), Backup(L"2", 2), Backup(L"1", 1)}),
                 IsEmpty());
 }
 
 TEST(log_backup_selection, OldestOfSixGoes) {
-    EXPECT_THAT(
-        NamesOf(SelectBackupsToDelete({Backup(L"5", 5), Backup(L"1", 1), Backup(L"6", 6), Backup(L"2", 2),
-                                       Backup(L"4", 4), Backup(L"3", 3)})),
-        ElementsAre(L"1"));
+    EXPECT_THAT(NamesOf(SelectBackupsToDelete({Backup(L"5", 5), Backup(L"1", 1), Backup(L"6", 6),
+                                               Backup(L"2", 2), Backup(L"4", 4), Backup(L"3", 3)})),
+                ElementsAre(L"1"));
 }
 
 TEST(log_backup_selection, OldestGoFirstAndNamesDecideBetweenEqualTimes) {
-    EXPECT_THAT(NamesOf(SelectBackupsToDelete({Backup(L"h", 1), Backup(L"g", 1), Backup(L"f", 1),
-                                               Backup(L"e", 1), Backup(L"d", 1), Backup(L"c", 1),
-                                               Backup(L"b", 1), Backup(L"a", 2)})),
-                ElementsAre(L"b", L"c", L"d"));
+    EXPECT_THAT(
+        NamesOf(SelectBackupsToDelete({Backup(L"h", 1), Backup(L"g", 1), Backup(L"f", 1), Backup(L"e", 1),
+                                       Backup(L"d", 1), Backup(L"c", 1), Backup(L"b", 1), Backup(L"a", 2)})),
+        ElementsAre(L"b", L"c", L"d"));
 }
 
 /// A file of yesterday, and backups whose names run against their age, so that only the creation time can
@@ -92,8 +91,9 @@ TEST(log_backup_selection, OldestGoFirstAndNamesDecideBetweenEqualTimes) {
 class log_backup_folder : public testing::Test {
   protected:
     void AddBackups(int count) {
-        constexpr const wchar_t* kNames[] = {L"20269909.log", L"20269908.log", L"20269907.log", L"20269906.log",
-                                             L"20269905.log", L"20269904.log", L"20269903.log", L"20269902.log"};
+        constexpr const wchar_t* kNames[] = {L"20269909.log", L"20269908.log", L"20269907.log",
+                                             L"20269906.log", L"20269905.log", L"20269904.log",
+                                             L"20269903.log", L"20269902.log"};
         for (int index = 0; index < count; ++index) {
             folder_.AddBackup(kNames[index], OnDay(2026, 10, static_cast<WORD>(index + 1)));
         }

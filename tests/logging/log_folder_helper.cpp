@@ -20,8 +20,9 @@ SYSTEMTIME clock_time = {};
 
 /// Sets the file's creation and its last write to the same local time.
 void SetFileDates(const std::wstring& path, const SYSTEMTIME& local) {
-    const unique_file file(CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const unique_file file(CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                       FILE_ATTRIBUTE_NORMAL, nullptr));
     ASSERT_TRUE(file);
     const FILETIME time = FileTimeOf(local);
     ASSERT_TRUE(SetFileTime(file.get(), &time, nullptr, &time));

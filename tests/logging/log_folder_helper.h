@@ -41,7 +41,9 @@ class log_folder {
 
     /// The current file's bytes; empty when there is none.
     [[nodiscard]] std::string LogBytes() const { return BytesOf(LogPath()); }
-    [[nodiscard]] std::string BackupBytes(const std::wstring& name) const { return BytesOf(BackupPath(name)); }
+    [[nodiscard]] std::string BackupBytes(const std::wstring& name) const {
+        return BytesOf(BackupPath(name));
+    }
     /// The current file's lines without their ends.
     [[nodiscard]] std::vector<std::string> LogLines() const;
     /// The names in the backup folder, in alphabetical order.

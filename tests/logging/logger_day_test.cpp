@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -162,8 +164,8 @@ TEST_F(logger_day, MissingFileIsNotPutAwayAndMakesNoBackupFolder) {
 TEST_F(logger_day, FileThatCannotBeOpenedIsNotPutAway) {
     LeaveFileFrom(yesterday_);
     {
-        const unique_file held(CreateFileW(folder_.LogPath().c_str(), GENERIC_READ, FILE_SHARE_DELETE, nullptr,
-                                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        const unique_file held(CreateFileW(folder_.LogPath().c_str(), GENERIC_READ, FILE_SHARE_DELETE,
+                                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         ASSERT_TRUE(held);
         Log(L"lost");
     }
@@ -177,6 +179,35 @@ TEST_F(logger_day, ExistingBackupFolderIsUsed) {
     LeaveFileFrom(yesterday_);
     Log(L"one");
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20261101.log", L"20261116.log"));
+}
+
+/// A clock that goes through given times and stays at the last.
+class scripted_clock {
+  public:
+    static void Set(std::vector<SYSTEMTIME> times) { times_ = std::move(times); }
+    static SYSTEMTIME Now() {
+        const SYSTEMTIME now = times_.front();
+        if (times_.size() > 1) {
+            times_.erase(times_.begin());
+        }
+        return now;
+    }
+
+  private:
+    static inline std::vector<SYSTEMTIME> times_;
+};
+
+TEST_F(logger_day, LineOfTheOldDayThatGetsItsTurnAfterMidnightDoesNotPutTheNewFileAway) {
+    scripted_clock::Set({tomorrow_});
+    logger late(&scripted_clock::Now);
+    late.Start(false, log_folder::kLogName);
+    late.Log(L"Line", L"one");
+    folder_.DateLog(tomorrow_);
+    // Its time was read before midnight, but another thread has written first.
+    scripted_clock::Set({kToday, tomorrow_});
+    late.Log(L"Line", L"two");
+    EXPECT_THAT(folder_.Backups(), IsEmpty());
+    EXPECT_THAT(folder_.LogLines(), ElementsAre(kOneTomorrow, kTwoToday));
 }
 
 class logger_day_with_a_backup_already : public logger_day {

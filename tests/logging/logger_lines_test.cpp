@@ -185,6 +185,5 @@ TEST(category_log, WritesToTheLoggerOfTheProcessWithItsCategory) {
     EXPECT_EQ(folder.LogLines().front().substr(14), " VekTapiCall          state 0x00000010 of Bob");
 }
 
-
 }  // namespace
 }  // namespace brivelnox::test

@@ -4,10 +4,11 @@
 
 #include <chrono>
 #include <filesystem>
-#include <string>
-#include <thread>
 
 #include <shlobj.h>
+
+#include <string>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,10 +21,10 @@
 
 namespace brivelnox::test {
 
-// The logger's lock, for a test that has to hold it for as long as it likes. An explicit instantiation may name
-// a private member.
+// The logger's lock, for a test that has to hold it for as long as it likes. An explicit instantiation may
+// name a private member.
 recursive_mutex& LockOf(logger& logger);
-template <recursive_mutex logger::* Lock>
+template <recursive_mutex logger::*Lock>
 struct lock_access {
     friend recursive_mutex& LockOf(logger& logger) { return logger.*Lock; }
 };
@@ -61,11 +62,12 @@ TEST_F(logger_start, TemporaryFolderGetsTheFoldersOfMakerLogAndLogs) {
     logger_.Start(false, log_folder::kLogName);
     EXPECT_TRUE(logger_.IsStarted());
     EXPECT_TRUE(log_folder::Exists(folder_.Root() + L"\\Brivelnox\\Brivelnox.Logger\\logs"));
-    EXPECT_FALSE(log_folder::Exists(folder_.BackupPath(L""))) << "the backup folder comes with the first roll";
+    EXPECT_FALSE(log_folder::Exists(folder_.BackupPath(L"")))
+        << "the backup folder comes with the first roll";
     EXPECT_FALSE(log_folder::Exists(folder_.LogPath())) << "the file comes with the first line";
     logger_.Log(L"Line", L"text");
-    EXPECT_TRUE(log_folder::Exists(folder_.Root() +
-                                   L"\\Brivelnox\\Brivelnox.Logger\\logs\\Brivelnox.Logger.log"));
+    EXPECT_TRUE(
+        log_folder::Exists(folder_.Root() + L"\\Brivelnox\\Brivelnox.Logger\\logs\\Brivelnox.Logger.log"));
 }
 
 TEST_F(logger_start, CommonApplicationDataFolderIsTheOtherPlace) {
@@ -193,7 +195,8 @@ TEST_F(logger_start, MissingApplicationDataFolderLeavesItUnstartedAndALaterStart
     std::filesystem::remove_all(std::wstring(common) + L"\\Brivelnox\\" + kName);
 }
 
-// The DLL entry runs under the loader lock, so it must never wait for a thread that may need that lock itself.
+// The DLL entry runs under the loader lock, so it must never wait for a thread that may need that lock
+// itself.
 
 TEST_F(logger_start, StartWithoutWaitingStartsWhenNobodyHoldsTheLogger) {
     logger_.StartWithoutWaiting(false, log_folder::kLogName);

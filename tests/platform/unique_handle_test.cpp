@@ -1,7 +1,7 @@
 #include "platform/unique_handle.h"
 
-#include <winsock2.h>
 #include <windows.h>
+#include <winsock2.h>
 
 #include <string>
 #include <type_traits>

@@ -1,0 +1,334 @@
+// The call manager: identities of calls, its index, and the way of TAPI's requests to a call's line.
+
+#include "calls/call_manager.h"
+
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include <tspi.h>
+
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "calls/tapi_call.h"
+#include "tests/support/line_fixture.h"
+#include "tests/support/worker.h"
+
+namespace brivelnox::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class call_manager_fixture : public line_fixture {
+  protected:
+    call_manager_fixture() {
+        Open();
+        Forget();
+    }
+
+    std::shared_ptr<tapi_call> IncomingCall(const std::wstring& id) {
+        return calls_.GetNewTapiCallHandle(line_, StateOf(id, L"Ringing"), LINECALLORIGIN_INBOUND);
+    }
+};
+
+using new_incoming_call = call_manager_fixture;
+
+TEST_F(new_incoming_call, IsAnnouncedAndTakesTapisHandle) {
+    const auto call = IncomingCall(L"id-1");
+    EXPECT_THAT(tapi_.Events(), ElementsAre(NewCall(kTapiLine, 1, 0x1001)));
+    EXPECT_EQ(call->TapiCallHandle(), AsHandle<HTAPICALL>(0x1001));
+    EXPECT_EQ(call->DriverCallHandle(), 1U);
+    EXPECT_EQ(call->CallOrigin(), 0x80U);
+    EXPECT_EQ(call->ClientCallId(), L"id-1");
+    EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_UNKNOWN));
+    EXPECT_EQ(calls_.FindCall(1), call);
+    EXPECT_EQ(log_.CountStarting("CallManager", "GetNewTapiCallHandle"), 0U);
+}
+
+TEST_F(new_incoming_call, IsLoggedFromTheAnnouncementToTheIndexOfItsLine) {
+    (void)IncomingCall(L"id-1");
+    EXPECT_THAT(log_.Lines(),
+                ElementsAre(testing::Field(&log_line::text,
+                                           "Send event to TAPI: LINE_NEWCALL.   Desk 7, tapiLineHandle: "
+                                           "0x000000A1,  driverCallHandle=0x00000001"),
+                            testing::Field(&log_line::text,
+                                           "New call created client_call_id: id-1, tapiCallHandle: "
+                                           "0x00001001, driverCallHandle: 0x00000001, outbound: 128"),
+                            testing::Field(&log_line::text,
+                                           "Add call Desk 7, tapiLineHandle: 0x000000A1, deviceId: "
+                                           "0x00000005, client_call_id: id-1")));
+}
+
+TEST_F(new_incoming_call, ExistsWithoutAHandleOnAClosedLine) {
+    line_.Close();
+    Forget();
+    const auto call = IncomingCall(L"id-1");
+    EXPECT_THAT(log_.Texts("CallManager"), ElementsAre("GetNewTapiCallHandle: Line not open"));
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+    EXPECT_EQ(call->TapiCallHandle(), nullptr);
+    EXPECT_EQ(calls_.FindCall(1), call);
+}
+
+TEST_F(new_incoming_call, ExistsWithoutAHandleWhenTapiGivesNoneAndItsMessagesCarryZero) {
+    tapi_.SetAnswersNewCalls(false);
+    const auto call = IncomingCall(L"id-1");
+    EXPECT_TRUE(log_.Has("CallManager", "GetNewTapiCallHandle: Line not open"));
+    call->SetState(LINECALLSTATE_OFFERING, 0, true);
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(NewCall(kTapiLine, 1, 0), CallState(kTapiLine, 0, LINECALLSTATE_OFFERING)));
+}
+
+TEST_F(new_incoming_call, HasTheOriginThatItIsGiven) {
+    const auto call =
+        calls_.GetNewTapiCallHandle(line_, StateOf(L"id-1", L"Ringback", true), LINECALLORIGIN_OUTBOUND);
+    EXPECT_EQ(call->CallOrigin(), 1U);
+}
+
+using driver_call_handles = call_manager_fixture;
+
+TEST_F(driver_call_handles, CountFromOneOverCallsOfEveryKind) {
+    EXPECT_EQ(calls_.CreateOutboundCall(line_, L"id-1", AsHandle<HTAPICALL>(0xC1))->DriverCallHandle(), 1U);
+    std::uint64_t consultation = 0;
+    calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC2), consultation);
+    EXPECT_EQ(consultation, 2U);
+    EXPECT_EQ(IncomingCall(L"id-3")->DriverCallHandle(), 3U);
+}
+
+TEST_F(driver_call_handles, AreNotUsedAgain) {
+    (void)IncomingCall(L"id-1");
+    calls_.CloseCall(1);
+    EXPECT_EQ(IncomingCall(L"id-1")->DriverCallHandle(), 2U);
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+}
+
+TEST_F(driver_call_handles, OfSeveralThreadsAtOnceAreAllDifferent) {
+    constexpr std::size_t kPerThread = 50;
+    std::mutex mutex;
+    std::set<std::uint64_t> handles;
+    {
+        const auto create = [&](const std::wstring& prefix, std::uintptr_t handle) {
+            for (std::size_t i = 0; i < kPerThread; ++i) {
+                const auto call = calls_.CreateOutboundCall(line_, prefix + std::to_wstring(i),
+                                                            AsHandle<HTAPICALL>(handle));
+                const std::lock_guard guard(mutex);
+                handles.insert(call->DriverCallHandle());
+            }
+        };
+        worker first([&] { create(L"a", 0xA); });
+        worker second([&] { create(L"b", 0xB); });
+        worker third([&] { create(L"c", 0xC); });
+        worker fourth([&] { create(L"d", 0xD); });
+    }
+    ASSERT_EQ(handles.size(), 4 * kPerThread);
+    EXPECT_EQ(*handles.begin(), 1U);
+    EXPECT_EQ(*handles.rbegin(), 4 * kPerThread);
+    for (const std::uint64_t handle : handles) {
+        const auto call = calls_.FindCall(handle);
+        ASSERT_NE(call, nullptr);
+        EXPECT_EQ(call->DriverCallHandle(), handle);
+    }
+}
+
+using call_index = call_manager_fixture;
+
+TEST_F(call_index, FindsACallByItsWholeHandleOnly) {
+    const auto call = IncomingCall(L"id-1");
+    EXPECT_EQ(calls_.FindCall(1), call);
+    EXPECT_EQ(calls_.FindCall(0), nullptr);
+    EXPECT_EQ(calls_.FindCall(2), nullptr);
+    EXPECT_EQ(calls_.FindCall(0x100000001), nullptr);
+}
+
+TEST_F(call_index, RemovedCallIsNotFoundAndRemovingItAgainDoesNothing) {
+    const auto call = IncomingCall(L"id-1");
+    const auto other = IncomingCall(L"id-2");
+    calls_.RemoveCall(*call);
+    calls_.RemoveCall(*call);
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+    EXPECT_EQ(calls_.FindCall(2), other);
+}
+
+TEST_F(call_index, CreationTimeIsTheManagersClock) {
+    manual_clock::Set(123456);
+    const auto call = IncomingCall(L"id-1");
+    const SYSTEMTIME expected = manual_clock::Now();
+    EXPECT_EQ(call->CreatedAt().wMilliseconds, expected.wMilliseconds);
+    EXPECT_EQ(call->CreatedAt().wSecond, expected.wSecond);
+    EXPECT_EQ(call->CreatedAt().wMinute, expected.wMinute);
+    EXPECT_EQ(call->CreatedAt().wDay, expected.wDay);
+}
+
+using closing_a_call = call_manager_fixture;
+
+TEST_F(closing_a_call, MakesItIdleWithoutAWordToTapiAndForgetsIt) {
+    const auto call = IncomingCall(L"id-1");
+    call->SetState(LINECALLSTATE_CONNECTED, 0, true);
+    Forget();
+    calls_.CloseCall(1);
+    EXPECT_THAT(log_.Texts(),
+                ElementsAre("CloseCall: LineCloseCall (driverCallHandle: 0x00000001)",
+                            "SetState: client_call_id: id-1, tapiCallHandle: 0x00001001, driverCallHandle: "
+                            "0x00000001, state: Idle, mode: 0x00000000.",
+                            "Removed call Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005, "
+                            "client_call_id: id-1"));
+    EXPECT_EQ(log_.Lines().front().category, "CallManager");
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+    EXPECT_THAT(requests_.Requests(), IsEmpty());
+    EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+    EXPECT_EQ(line_.ActiveCallCount(), 0U);
+}
+
+TEST_F(closing_a_call, ThatIsUnknownWritesItsLogLineOnly) {
+    calls_.CloseCall(0x99);
+    EXPECT_THAT(log_.Texts(), ElementsAre("CloseCall: LineCloseCall (driverCallHandle: 0x00000099)"));
+}
+
+TEST_F(closing_a_call, TwiceFindsNothingTheSecondTime) {
+    (void)IncomingCall(L"id-1");
+    calls_.CloseCall(1);
+    log_.Skip();
+    calls_.CloseCall(1);
+    EXPECT_THAT(log_.Texts(), ElementsAre("CloseCall: LineCloseCall (driverCallHandle: 0x00000001)"));
+}
+
+TEST_F(closing_a_call, LeavesARecordThatIsStillHeldUsable) {
+    auto call = IncomingCall(L"id-1");
+    const std::weak_ptr<tapi_call> watched = call;
+    calls_.CloseCall(1);
+    EXPECT_EQ(call->ClientCallId(), L"id-1");
+    EXPECT_EQ(call->Details().tapi_call_state, static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
+    call = nullptr;
+    EXPECT_TRUE(watched.expired());
+}
+
+using consultation_call = call_manager_fixture;
+
+TEST_F(consultation_call, IsCreatedLocallyOnTheSameLine) {
+    const auto first = CallInState(LINECALLSTATE_CONNECTED);
+    std::uint64_t handle = 0;
+    calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC2), handle);
+    ASSERT_EQ(handle, 2U);
+    const auto consultation = calls_.FindCall(2);
+    ASSERT_NE(consultation, nullptr);
+    EXPECT_EQ(consultation->TapiCallHandle(), AsHandle<HTAPICALL>(0xC2));
+    EXPECT_EQ(consultation->CallOrigin(), 1U);
+    EXPECT_EQ(consultation->Line(), &line_);
+    EXPECT_EQ(consultation->ClientCallId().size(), 36U);
+    EXPECT_NE(consultation->ClientCallId(), first->ClientCallId());
+    EXPECT_EQ(consultation->State(), static_cast<std::uint32_t>(LINECALLSTATE_UNKNOWN));
+    EXPECT_FALSE(consultation->StartedByTapi());
+    EXPECT_EQ(first->State(), static_cast<std::uint32_t>(LINECALLSTATE_CONNECTED));
+    EXPECT_THAT(requests_.Requests(), IsEmpty());
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+    const auto texts = log_.Texts();
+    ASSERT_EQ(texts.size(), 3U);
+    EXPECT_EQ(texts[0], "PrepareConsultationCall: LineSetupTransfer (driverCallHandle: 0x00000001)");
+    EXPECT_EQ(texts[2],
+              "Add call Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005, client_call_id: " +
+                  ToAnsi(consultation->ClientCallId()));
+}
+
+TEST_F(consultation_call, OfAnUnknownCallHasHandleZero) {
+    std::uint64_t handle = 77;
+    calls_.PrepareConsultationCall(0x99, AsHandle<HTAPICALL>(0xC2), handle);
+    EXPECT_EQ(handle, 0U);
+    EXPECT_THAT(log_.Texts(),
+                ElementsAre("PrepareConsultationCall: LineSetupTransfer (driverCallHandle: 0x00000099)"));
+}
+
+using call_request = call_manager_fixture;
+
+TEST_F(call_request, ReachesTheCallWithItsOwnLogLineFirst) {
+    const auto call = CallInState(LINECALLSTATE_OFFERING);
+    calls_.AnswerCall(1);
+    call->SetState(LINECALLSTATE_CONNECTED, 0, false);
+    calls_.HoldCall(1);
+    calls_.ForwardCall(1, L"55");
+    EXPECT_EQ(calls_.GenerateDigits(1, LINEDIGITMODE_DTMF, L"12#"), 0);
+    call->SetState(LINECALLSTATE_ONHOLD, 0, false);
+    calls_.ResumeCall(1);
+    calls_.DropCall(1);
+    EXPECT_THAT(requests_.Requests(),
+                ElementsAre("acceptCall 7 call-1", "holdCall 7 call-1", "forwardCall 7 call-1 55",
+                            "playDtmf 7 call-1 12#", "resumeCall 7 call-1", "hangupCall 7 call-1"));
+    EXPECT_THAT(log_.Texts("CallManager"),
+                ElementsAre("AnswerCall: LineAnswer (driverCallHandle: 0x00000001)",
+                            "HoldCall: LineHold (driverCallHandle: 0x00000001)",
+                            "ForwardCall: LineBlindTransfer / LineRedirect (driverCallHandle: 0x00000001, "
+                            "destination: 55)",
+                            "GenerateDigits: LineGenerateDigits (driverCallHandle: 0x00000001, digits: 12#)",
+                            "ResumeCall: LineUnHold (driverCallHandle: 0x00000001)",
+                            "DropCall: LineDropCallAsync (driverCallHandle: 0x00000001)"));
+    EXPECT_EQ(log_.Lines().front().category, "CallManager");
+}
+
+TEST_F(call_request, TransferJoinsTheActiveCallWithTheOneOnHold) {
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"active");
+    (void)CallInState(LINECALLSTATE_ONHOLD, L"held");
+    calls_.TransferCall(1, 2);
+    EXPECT_THAT(requests_.Requests(), ElementsAre("transferCall 7 active held"));
+    EXPECT_EQ(log_.Texts().front(),
+              "TransferCall: LineCompleteTransfer (driverCallHandle: 0x00000001, driverCallHandleOnHold: "
+              "0x00000002)");
+}
+
+TEST_F(call_request, TransferWithAnUnknownCallLogsItsOwnLineOnly) {
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"active");
+    calls_.TransferCall(1, 0x99);
+    calls_.TransferCall(0x99, 1);
+    EXPECT_THAT(requests_.Requests(), IsEmpty());
+    EXPECT_THAT(log_.Texts(), ElementsAre("TransferCall: LineCompleteTransfer (driverCallHandle: 0x00000001, "
+                                          "driverCallHandleOnHold: 0x00000099)",
+                                          "TransferCall: LineCompleteTransfer (driverCallHandle: 0x00000099, "
+                                          "driverCallHandleOnHold: 0x00000001)"));
+}
+
+TEST_F(call_request, ForAnUnknownCallLogsItsOwnLineOnly) {
+    calls_.AnswerCall(0x99);
+    calls_.HoldCall(0x99);
+    calls_.ResumeCall(0x99);
+    calls_.ForwardCall(0x99, L"55");
+    calls_.DropCall(0x99);
+    EXPECT_THAT(log_.Texts(),
+                ElementsAre("AnswerCall: LineAnswer (driverCallHandle: 0x00000099)",
+                            "HoldCall: LineHold (driverCallHandle: 0x00000099)",
+                            "ResumeCall: LineUnHold (driverCallHandle: 0x00000099)",
+                            "ForwardCall: LineBlindTransfer / LineRedirect (driverCallHandle: 0x00000099, "
+                            "destination: 55)",
+                            "DropCall: LineDropCallAsync (driverCallHandle: 0x00000099)"));
+    EXPECT_THAT(requests_.Requests(), IsEmpty());
+}
+
+TEST_F(call_request, DigitsForAnUnknownCallFail) {
+    EXPECT_EQ(static_cast<std::uint32_t>(calls_.GenerateDigits(0x99, LINEDIGITMODE_DTMF, L"1")), 0x80000048U);
+    EXPECT_THAT(log_.Texts(),
+                ElementsAre("GenerateDigits: LineGenerateDigits (driverCallHandle: 0x00000099, digits: 1)"));
+}
+
+TEST_F(call_request, ForACallWhoseLineIsGoneDoesNothing) {
+    const auto call = CallInState(LINECALLSTATE_CONNECTED);
+    line_.Retire();
+    calls_.HoldCall(1);
+    calls_.ForwardCall(1, L"55");
+    calls_.DropCall(1);
+    calls_.TransferCall(1, 1);
+    EXPECT_EQ(static_cast<std::uint32_t>(calls_.GenerateDigits(1, LINEDIGITMODE_DTMF, L"1")), 0x80000048U);
+    std::uint64_t consultation = 77;
+    calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC2), consultation);
+    EXPECT_EQ(consultation, 0U);
+    EXPECT_THAT(requests_.Requests(), IsEmpty());
+    EXPECT_THAT(log_.Texts("Line"), IsEmpty());
+    EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_CONNECTED));
+}
+
+}  // namespace
+}  // namespace brivelnox::test

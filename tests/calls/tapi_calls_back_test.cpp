@@ -1,0 +1,300 @@
+// TAPI calls back into the provider from inside its event procedures.
+
+#include <windows.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include <tspi.h>
+
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "calls/call_manager.h"
+#include "calls/tapi_call.h"
+#include "tests/support/line_fixture.h"
+#include "tests/support/worker.h"
+
+namespace brivelnox::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+constexpr std::uintptr_t kNewCall = tapi_recorder::kFirstCallHandle;
+constexpr DWORD kCancelled = 0x80000;
+
+class calling_back : public line_fixture {
+  protected:
+    calling_back() {
+        Open();
+        Forget();
+    }
+
+    /// What TAPI does inside the procedure when a call has this state.
+    void InsideState(DWORD state, std::function<void()> act) {
+        tapi_.SetReaction([state, act](const tapi_event& event) {
+            if (event.message == LINE_CALLSTATE && event.param1 == state) {
+                act();
+            }
+        });
+    }
+    static tapi_event State(std::uintptr_t call, DWORD state, DWORD mode = 0) {
+        return CallState(kTapiLine, call, state, mode);
+    }
+};
+
+using asking_inside_an_event = calling_back;
+
+TEST_F(asking_inside_an_event, ShowsTheStateThatIsBeingTold) {
+    std::vector<std::uint32_t> states;
+    std::vector<std::uint32_t> active;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_CALLSTATE) {
+            states.push_back(calls_.FindCall(1)->Details().tapi_call_state);
+            active.push_back(line_.ActiveCallCount());
+        }
+    });
+    client_call_state ringing = StateOf(L"id-1", L"Ringing");
+    ringing.peerName = L"Caller";
+    line_.OnClientCallState(ringing);
+    line_.OnCallRemoved(L"id-1");
+    EXPECT_THAT(states, ElementsAre(0x2, 0x4, 0x4000, 0x1));
+    EXPECT_THAT(active, ElementsAre(1, 1, 1, 0));
+}
+
+TEST_F(asking_inside_an_event, ShowsTheParties) {
+    std::wstring name;
+    InsideState(LINECALLSTATE_OFFERING, [&] { name = calls_.FindCall(1)->Details().peer_name; });
+    client_call_state ringing = StateOf(L"id-1", L"Ringing");
+    ringing.peerName = L"Caller";
+    line_.OnClientCallState(ringing);
+    EXPECT_EQ(name, L"Caller");
+}
+
+using closing_inside_an_event = calling_back;
+
+TEST_F(closing_inside_an_event, OfIdleAfterARemovalFreesTheRecordAfterwards) {
+    const std::weak_ptr<tapi_call> call = CallInState(LINECALLSTATE_CONNECTED);
+    bool alive_inside = false;
+    InsideState(LINECALLSTATE_IDLE, [&] {
+        calls_.CloseCall(1);
+        alive_inside = !call.expired();
+    });
+    line_.OnCallRemoved(L"call-1");
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED), State(0xC1, LINECALLSTATE_IDLE)));
+    // The interrupted code still had it in hand.
+    EXPECT_TRUE(alive_inside);
+    EXPECT_TRUE(call.expired());
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+}
+
+TEST_F(closing_inside_an_event, OfDisconnectedMakesThatTheLastWord) {
+    (void)CallInState(LINECALLSTATE_CONNECTED);
+    InsideState(LINECALLSTATE_DISCONNECTED, [&] { calls_.CloseCall(1); });
+    line_.OnCallRemoved(L"call-1");
+    EXPECT_THAT(tapi_.Events(), ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED)));
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+}
+
+TEST_F(closing_inside_an_event, OfIdleAfterBusyWorks) {
+    (void)CallInState(LINECALLSTATE_CONNECTED);
+    InsideState(LINECALLSTATE_IDLE, [&] { calls_.CloseCall(1); });
+    client_call_state busy = StateOf(L"call-1", L"Hangup", true, 486);
+    busy.peerName = L"Called";
+    line_.OnClientCallState(busy);
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(State(0xC1, LINECALLSTATE_BUSY), CallInfo(kTapiLine, 0xC1, 0x38000),
+                            State(0xC1, LINECALLSTATE_IDLE)));
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+}
+
+TEST_F(closing_inside_an_event, OfIdleAfterADropWorks) {
+    (void)CallInState(LINECALLSTATE_CONNECTED);
+    InsideState(LINECALLSTATE_IDLE, [&] { calls_.CloseCall(1); });
+    calls_.DropCall(1);
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED, 0x1), State(0xC1, LINECALLSTATE_IDLE)));
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+}
+
+TEST_F(closing_inside_an_event, OfOfferingEndsTheCallThatIsJustBeingCreated) {
+    InsideState(LINECALLSTATE_OFFERING, [&] { calls_.CloseCall(1); });
+    client_call_state connected = StateOf(L"id-1", L"Connected");
+    connected.peerName = L"Caller";
+    line_.OnClientCallState(connected);
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(NewCall(kTapiLine, 1, kNewCall), State(kNewCall, LINECALLSTATE_OFFERING)));
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+    EXPECT_EQ(line_.ActiveCallCount(), 0U);
+}
+
+TEST_F(closing_inside_an_event, OfItsInformationIsTheLastWord) {
+    (void)CallInState(LINECALLSTATE_CONNECTED);
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_CALLINFO) {
+            calls_.CloseCall(1);
+        }
+    });
+    client_call_state parked = StateOf(L"call-1", L"Parked");
+    parked.peerName = L"Caller";
+    line_.OnClientCallState(parked);
+    line_.OnClientCallState(parked);
+    EXPECT_EQ(tapi_.EventsOf(0xC1).size(), 2U);
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+}
+
+TEST_F(closing_inside_an_event, OfACallWithoutAnEntryYetIsIgnored) {
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_NEWCALL) {
+            calls_.CloseCall(static_cast<std::uint64_t>(event.param1));
+        }
+    });
+    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    EXPECT_NE(calls_.FindCall(1), nullptr);
+    EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_ACCEPTED));
+}
+
+using requests_inside_an_event = calling_back;
+
+TEST_F(requests_inside_an_event, DropInsideOfferingEndsTheCallForTapiAtOnce) {
+    InsideState(LINECALLSTATE_OFFERING, [&] { calls_.DropCall(1); });
+    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    EXPECT_THAT(
+        tapi_.Events(),
+        ElementsAre(NewCall(kTapiLine, 1, kNewCall), State(kNewCall, LINECALLSTATE_OFFERING),
+                    State(kNewCall, LINECALLSTATE_DISCONNECTED, 0x1), State(kNewCall, LINECALLSTATE_IDLE)));
+    EXPECT_THAT(requests_.Requests(), ElementsAre("hangupCall 7 id-1"));
+    EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
+}
+
+TEST_F(requests_inside_an_event, DropInsideOfferingAndCloseInsideIdleLeaveNothing) {
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_CALLSTATE && event.param1 == LINECALLSTATE_OFFERING) {
+            calls_.DropCall(1);
+        } else if (event.message == LINE_CALLSTATE && event.param1 == LINECALLSTATE_IDLE) {
+            calls_.CloseCall(1);
+        }
+    });
+    line_.OnClientCallState(StateOf(L"id-1", L"Connected"));
+    EXPECT_EQ(tapi_.Events().back(), State(kNewCall, LINECALLSTATE_IDLE));
+    EXPECT_EQ(tapi_.Count(), 4U);
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+}
+
+TEST_F(requests_inside_an_event, AnswerInsideOfferingIsSent) {
+    InsideState(LINECALLSTATE_OFFERING, [&] { calls_.AnswerCall(1); });
+    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    EXPECT_THAT(requests_.Requests(), ElementsAre("acceptCall 7 id-1"));
+    EXPECT_EQ(tapi_.Events().back(), State(kNewCall, LINECALLSTATE_ACCEPTED));
+}
+
+TEST_F(requests_inside_an_event, MakeCallInsideAnEventPlacesIt) {
+    (void)CallInState(LINECALLSTATE_CONNECTED);
+    std::uint64_t placed = 0;
+    InsideState(LINECALLSTATE_ONHOLD, [&] { line_.MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", placed); });
+    line_.OnClientCallState(StateOf(L"call-1", L"Parked"));
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(State(0xC1, LINECALLSTATE_ONHOLD), State(0xC2, LINECALLSTATE_PROCEEDING)));
+    EXPECT_NE(calls_.FindCall(placed), nullptr);
+}
+
+TEST_F(requests_inside_an_event, ClosingTheLineInsideAnEventEndsItsMessages) {
+    InsideState(LINECALLSTATE_OFFERING, [&] { line_.Close(); });
+    line_.OnClientCallState(StateOf(L"id-1", L"Connected"));
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(NewCall(kTapiLine, 1, kNewCall), State(kNewCall, LINECALLSTATE_OFFERING),
+                            State(kNewCall, LINECALLSTATE_DISCONNECTED, kCancelled),
+                            State(kNewCall, LINECALLSTATE_IDLE)));
+    EXPECT_FALSE(line_.IsOpen());
+    EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
+}
+
+TEST_F(requests_inside_an_event, LineStaysUsableForOthersAfterARequestThatThrows) {
+    const auto call = CallInState(LINECALLSTATE_CONNECTED);
+    requests_.SetReaction([](const std::string&) { throw std::runtime_error("no memory"); });
+    EXPECT_THROW(line_.HoldCall(*call), std::runtime_error);
+    EXPECT_THROW(line_.DropCall(*call), std::runtime_error);
+    requests_.SetReaction({});
+    worker other([&] { line_.DropCall(*call); });
+    EXPECT_TRUE(other.FinishesWithin(kSoon));
+    EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
+}
+
+using reset_under_changes = calling_back;
+
+TEST_F(reset_under_changes, EachCallThatIsClosedInsideItsIdleLeavesTheIndex) {
+    for (int i = 0; i < 5; ++i) {
+        (void)CallInState(LINECALLSTATE_CONNECTED, L"call-" + std::to_wstring(i),
+                          0xC1 + static_cast<std::uintptr_t>(i));
+    }
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.param1 == LINECALLSTATE_IDLE) {
+            calls_.CloseCall(event.call - 0xC0);
+        }
+    });
+    line_.ResetCalls();
+    EXPECT_EQ(tapi_.Count(), 10U);
+    for (std::uint64_t handle = 1; handle <= 5; ++handle) {
+        EXPECT_EQ(calls_.FindCall(handle), nullptr);
+    }
+    EXPECT_EQ(log_.CountStarting("Line", "Removed call "), 5U);
+}
+
+TEST_F(reset_under_changes, CallsThatAreClosedBeforeTheirTurnAreNotToldOf) {
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"a", 0xC1);
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"c", 0xC3);
+    InsideState(LINECALLSTATE_DISCONNECTED, [&] {
+        calls_.CloseCall(2);
+        calls_.CloseCall(3);
+    });
+    line_.ResetCalls();
+    EXPECT_THAT(tapi_.Events(), ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED, kCancelled),
+                                            State(0xC1, LINECALLSTATE_IDLE)));
+}
+
+TEST_F(reset_under_changes, ClosingTheLineAgainInsideItEndsEveryCallOnce) {
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"a", 0xC1);
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);
+    bool closed = false;
+    tapi_.SetReaction([&](const tapi_event&) {
+        if (!closed) {
+            closed = true;
+            line_.Close();
+        }
+    });
+    line_.Close();
+    for (const std::uintptr_t call : {0xC1U, 0xC2U}) {
+        EXPECT_THAT(tapi_.EventsOf(call), ElementsAre(State(call, LINECALLSTATE_DISCONNECTED, kCancelled),
+                                                      State(call, LINECALLSTATE_IDLE)));
+    }
+    EXPECT_FALSE(line_.IsOpen());
+}
+
+TEST_F(reset_under_changes, ACallThatAppearsInsideItDoesNotDisturbTheOthers) {
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"a", 0xC1);
+    (void)CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);
+    std::uint64_t placed = 0;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.call == 0xC1 && event.param1 == LINECALLSTATE_IDLE) {
+            line_.MakeCall(AsHandle<HTAPICALL>(0xC3), 0, L"4711", placed);
+        }
+    });
+    line_.ResetCalls();
+    EXPECT_EQ(tapi_.EventsOf(0xC2).size(), 2U);
+    ASSERT_FALSE(tapi_.EventsOf(0xC3).empty());
+    EXPECT_EQ(tapi_.EventsOf(0xC3).front(), State(0xC3, LINECALLSTATE_PROCEEDING));
+    EXPECT_NE(calls_.FindCall(placed), nullptr);
+}
+
+}  // namespace
+}  // namespace brivelnox::test

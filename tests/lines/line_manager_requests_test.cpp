@@ -1,0 +1,227 @@
+// TAPI's requests for lines, the softphones' call events, and both at once.
+
+#include <windows.h>
+#include <winsock2.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/low32.h"
+#include "tests/support/line_manager_fixture.h"
+
+namespace brivelnox::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+constexpr std::uintptr_t kNewCall = tapi_recorder::kFirstCallHandle;
+
+class requests_to_a_running_manager : public line_manager_fixture {
+  protected:
+    requests_to_a_running_manager() { StartWithThreeLines(); }
+};
+
+TEST_F(requests_to_a_running_manager, OpeningALineIsLoggedAndReturnsItsDriverLineHandle) {
+    EXPECT_EQ(OpenLine(6, 0xA2), 2U);
+    char procedure[16] = {};
+    (void)std::snprintf(procedure, sizeof(procedure), "0x%08X", Low32(tapi_.Procedure()));
+    EXPECT_THAT(log_.Texts("LineManager"),
+                ElementsAre("Open line with deviceId 0x00000006 and assign tapiLineHandle: 0x000000A2. Event "
+                            "procedure address: " +
+                            std::string(procedure) + ". Return driverLineHandle: 0x00000002. Desk 2"));
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("LineOpen Desk 2, tapiLineHandle: 0x000000A2, deviceId: 0x00000006, "
+                            "driverLineHandle: 0x00000002, v1.0.0.57"));
+    EXPECT_TRUE(LineOf(102)->IsOpen());
+}
+
+TEST_F(requests_to_a_running_manager, OpeningAnUnknownLineWritesNothing) {
+    HDRVLINE driver_line_handle = AsHandle<HDRVLINE>(0x77);
+    manager_->OpenLine(99, AsHandle<HTAPILINE>(0xA2), driver_line_handle, tapi_.Procedure());
+    EXPECT_EQ(driver_line_handle, AsHandle<HDRVLINE>(0x77));
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(requests_to_a_running_manager, ClosingALineByItsDriverLineHandle) {
+    (void)OpenLine(6, 0xA2);
+    log_.Skip();
+    manager_->CloseLine(2);
+    EXPECT_FALSE(LineOf(102)->IsOpen());
+    EXPECT_EQ(log_.Texts("Line").front(),
+              "LineClose Desk 2, tapiLineHandle: 0x000000A2, deviceId: 0x00000006");
+    EXPECT_THAT(log_.Texts("LineManager"), IsEmpty());
+}
+
+TEST_F(requests_to_a_running_manager, ClosingAnUnknownLineIsIgnored) {
+    (void)OpenLine(6, 0xA2);
+    log_.Skip();
+    manager_->CloseLine(99);
+    manager_->CloseLine(0);
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+    EXPECT_TRUE(LineOf(102)->IsOpen());
+}
+
+TEST_F(requests_to_a_running_manager, UnknownKeysFindNoLine) {
+    EXPECT_EQ(manager_->FindLineByDriverLineHandle(0), nullptr);
+    EXPECT_EQ(manager_->FindLineByDriverLineHandle(4), nullptr);
+    EXPECT_EQ(manager_->FindLineByDriverLineHandle(0x100000001), nullptr);
+    EXPECT_EQ(manager_->FindLineByDeviceId(4), nullptr);
+    EXPECT_EQ(manager_->FindLineByPermanentLineId(0), nullptr);
+    EXPECT_EQ(manager_->FindLineByPermanentLineId(-1), nullptr);
+}
+
+TEST_F(requests_to_a_running_manager, CallEventsReachTheirLine) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Ringing") + CallRemovedEvent(102, "id-1"));
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(NewCall(0xA2, 1, kNewCall), CallState(0xA2, kNewCall, LINECALLSTATE_OFFERING),
+                            CallState(0xA2, kNewCall, LINECALLSTATE_ACCEPTED),
+                            CallState(0xA2, kNewCall, LINECALLSTATE_DISCONNECTED),
+                            CallState(0xA2, kNewCall, LINECALLSTATE_IDLE)));
+}
+
+TEST_F(requests_to_a_running_manager, CallEventsForAnUnknownLineAreIgnored) {
+    (void)OpenLine(6, 0xA2);
+    log_.Skip();
+    SendAndWait(CallStateEvent(999, "id-1", "Ringing") + CallRemovedEvent(999, "id-1"));
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+    EXPECT_THAT(log_.Texts("Line"), IsEmpty());
+}
+
+TEST_F(requests_to_a_running_manager, RemovedCallIsFoundByAnIdInTheAnsiCodePage) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "b\xFCro", "Ringing"));
+    tapi_.Clear();
+    SendAndWait(CallRemovedEvent(102, "b\xFCro"));
+    EXPECT_EQ(tapi_.Count(), 2U);
+}
+
+TEST_F(requests_to_a_running_manager, CallRequestsOfALineGoToTheService) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Ringing"));
+    calls_->AnswerCall(1);
+    ASSERT_TRUE(service_.WaitForRequests(2, kSoon));
+    EXPECT_EQ(service_.Requests().back(),
+              "<msg><request><acceptCall permanentLineId='102' clientCallId='id-1'/></request></msg>");
+}
+
+class requests_inside_messages : public requests_to_a_running_manager {};
+
+TEST_F(requests_inside_messages, OnOtherLinesAndOnTheManagerPassAThreadThatWaitsForBoth) {
+    (void)OpenLine(5, 0xA1);
+    (void)OpenLine(6, 0xA2);
+    gate inside;
+    gate go_on;
+    std::uint32_t count = 0;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_NEWCALL) {
+            inside.Open();
+            EXPECT_TRUE(go_on.OpensWithin(kSoon));
+            count = manager_->GetLineCount();
+            EXPECT_EQ(OpenLine(7, 0xA3), 3U);
+            manager_->CloseLine(3);
+        }
+    });
+    service_.Send(CallStateEvent(101, "id-1", "Ringing"));
+    ASSERT_TRUE(inside.OpensWithin(kSoon));
+    // Wants the lines, a line, and the way to TAPI, which the reader has.
+    worker closing([&] { manager_->CloseLine(2); });
+    worker numbering([&] { manager_->SetDeviceIdBase(50); });
+    EXPECT_FALSE(closing.FinishesWithin(100ms));
+    go_on.Open();
+    EXPECT_TRUE(closing.FinishesWithin(kSoon));
+    EXPECT_TRUE(numbering.FinishesWithin(kSoon));
+    SendAndWait("");
+    EXPECT_EQ(count, 3U);
+    EXPECT_FALSE(LineOf(102)->IsOpen());
+    EXPECT_FALSE(tapi_.HasOverlapped());
+}
+
+TEST_F(requests_inside_messages, LookUpsOfOtherThreadsDoNotWaitForACallback) {
+    (void)OpenLine(5, 0xA1);
+    gate inside;
+    gate go_on;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_NEWCALL) {
+            inside.Open();
+            EXPECT_TRUE(go_on.OpensWithin(kSoon));
+        }
+    });
+    service_.Send(CallStateEvent(101, "id-1", "Ringing"));
+    ASSERT_TRUE(inside.OpensWithin(kSoon));
+    worker other([&] {
+        EXPECT_EQ(manager_->GetLineCount(), 3U);
+        EXPECT_NE(manager_->FindLineByDeviceId(6), nullptr);
+        EXPECT_NE(manager_->FindLineByDriverLineHandle(2), nullptr);
+    });
+    EXPECT_TRUE(other.FinishesWithin(kSoon));
+    go_on.Open();
+    SendAndWait("");
+}
+
+TEST_F(requests_inside_messages, CallEventsOfALineDoNotHoldUpRequestsOnAnother) {
+    (void)OpenLine(5, 0xA1);
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-2", "Connected"));
+    gate inside;
+    gate go_on;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_NEWCALL) {
+            inside.Open();
+            EXPECT_TRUE(go_on.OpensWithin(kSoon));
+        }
+    });
+    service_.Send(CallStateEvent(101, "id-1", "Ringing"));
+    ASSERT_TRUE(inside.OpensWithin(kSoon));
+    worker other([&] { calls_->HoldCall(1); });
+    EXPECT_TRUE(other.FinishesWithin(kSoon));
+    EXPECT_TRUE(service_.WaitForRequests(2, kSoon));
+    go_on.Open();
+    SendAndWait("");
+}
+
+TEST_F(requests_inside_messages, ManyRegistrationsAndRequestsAtOnceLeaveEveryLineInPlace) {
+    constexpr int kNewLines = 60;
+    std::string registrations;
+    for (int i = 0; i < kNewLines; ++i) {
+        registrations += RegistrationChanged("registered", RegistrationElement(200 + i, "New"));
+        registrations += CallStateEvent(101, "id-" + std::to_string(i), "Ringing");
+        registrations += RegistrationChanged("unregistered", RegistrationElement(101, "Desk 1"));
+    }
+    std::atomic<bool> stop{false};
+    {
+        worker opening([&] {
+            while (!stop) {
+                (void)OpenLine(5, 0xA1);
+                manager_->CloseLine(1);
+            }
+        });
+        worker looking([&] {
+            for (std::uint32_t id = 0; !stop; ++id) {
+                (void)manager_->GetLineCount();
+                (void)manager_->FindLineByDeviceId(id % 80);
+            }
+        });
+        SendAndWait(registrations);
+        stop = true;
+    }
+    EXPECT_EQ(manager_->GetLineCount(), 3U + kNewLines);
+    for (std::uint32_t i = 0; i < kNewLines; ++i) {
+        const line* const created = LineOf(static_cast<std::int32_t>(200 + i));
+        ASSERT_NE(created, nullptr);
+        EXPECT_EQ(created->DeviceId(), 8U + i);
+        EXPECT_EQ(created->DriverLineHandle(), 4U + i);
+    }
+    EXPECT_FALSE(tapi_.HasOverlapped());
+}
+
+}  // namespace
+}  // namespace brivelnox::test

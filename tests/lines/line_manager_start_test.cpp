@@ -1,0 +1,235 @@
+// How the line manager gets its first lines.
+
+#include <windows.h>
+#include <winsock2.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/line_manager_fixture.h"
+
+namespace brivelnox::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+class line_manager_start : public line_manager_fixture {
+  protected:
+    /// Starts the manager on a thread of its own, for a service that does not answer yet.
+    std::unique_ptr<worker> StartInBackground(std::uint32_t device_id_base = kUnknownDeviceId) {
+        return std::make_unique<worker>([this, device_id_base] { Start(device_id_base); });
+    }
+};
+
+TEST_F(line_manager_start, MakesALinePerRegistrationInTheOrderOfTheList) {
+    service_.SetLists({ThreeRegistrations()});
+    Start();
+    ASSERT_EQ(manager_->GetLineCount(), 3U);
+    for (std::int32_t i = 1; i <= 3; ++i) {
+        const line* const made = LineOf(100 + i);
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(made->Name(), L"Desk " + std::to_wstring(i));
+        EXPECT_EQ(made->DriverLineHandle(), static_cast<std::uint32_t>(i));
+        EXPECT_EQ(manager_->FindLineByDriverLineHandle(static_cast<std::uintptr_t>(i)), made);
+        EXPECT_EQ(made->DeviceId(), 0xFFFFFFFFU);
+        EXPECT_TRUE(made->ClientConnected());
+        EXPECT_TRUE(made->SipConnected());
+        EXPECT_FALSE(made->IsOpen());
+    }
+    EXPECT_EQ(manager_->FindLineByDeviceId(0xFFFFFFFF), nullptr);
+    // Initial lines are announced by their number only.
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+    EXPECT_THAT(service_.Requests(), ElementsAre(ListRequest(0)));
+}
+
+TEST_F(line_manager_start, IsLoggedStepByStep) {
+    service_.SetLists({RegistrationElement(101, "Desk 1", 5060, true, false)});
+    Start();
+    EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("()", "CreateInitialLines", "Create new line"));
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("Desk 1 created with driver line handle 0x00000001",
+                            "Updated service state Desk 1, tapiLineHandle: 0x00000000, deviceId: 0xFFFFFFFF, "
+                            "client connected: 1, sip connected: 0"));
+}
+
+TEST_F(line_manager_start, WithTapisBaseNumbersTheLinesFromIt) {
+    service_.SetLists({ThreeRegistrations()});
+    Start(5);
+    for (std::uint32_t id = 5; id <= 7; ++id) {
+        ASSERT_NE(manager_->FindLineByDeviceId(id), nullptr);
+        EXPECT_EQ(manager_->FindLineByDeviceId(id), LineOf(static_cast<std::int32_t>(96 + id)));
+        EXPECT_EQ(manager_->FindLineByDeviceId(id)->DeviceId(), id);
+    }
+    EXPECT_EQ(manager_->FindLineByDeviceId(8), nullptr);
+    EXPECT_EQ(log_.CountStarting("Line", "Initialize deviceId"), 0U);
+}
+
+TEST_F(line_manager_start, EmptyListIsAskedForAgainAndItsLinesAreAnnounced) {
+    service_.SetLists({"", ThreeRegistrations()});
+    Start(5);
+    EXPECT_TRUE(tapi_.WaitForCount(3, kSoon));
+    EXPECT_THAT(service_.Requests(), ElementsAre(ListRequest(0), ListRequest(1)));
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(LineCreate(kProvider, 5), LineCreate(kProvider, 6), LineCreate(kProvider, 7)));
+    EXPECT_EQ(manager_->GetLineCount(), 3U);
+}
+
+TEST_F(line_manager_start, EmptyListGivesNoLines) {
+    service_.SetLists({""});
+    Start();
+    EXPECT_EQ(manager_->GetLineCount(), 0U);
+    EXPECT_TRUE(service_.WaitForRequests(2, kSoon));
+    EXPECT_THAT(service_.Requests(), ElementsAre(ListRequest(0), ListRequest(1)));
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+}
+
+TEST_F(line_manager_start, SameIdTwiceInTheListIsOneLine) {
+    service_.SetLists({RegistrationElement(101, "Desk 1") + RegistrationElement(101, "Desk 1")});
+    Start();
+    EXPECT_EQ(manager_->GetLineCount(), 1U);
+    EXPECT_THAT(log_.Texts("LineManager"),
+                ElementsAre("()", "CreateInitialLines", "Create new line", "Update existing line"));
+}
+
+TEST_F(line_manager_start, EntryWithPortZeroIsALineToo) {
+    service_.SetLists({RegistrationElement(101, "Desk 1", 0, false, false)});
+    Start();
+    EXPECT_EQ(manager_->GetLineCount(), 1U);
+    ASSERT_NE(LineOf(101), nullptr);
+    EXPECT_EQ(LineOf(101)->Registration().tcpPort, 0U);
+}
+
+TEST_F(line_manager_start, CallStateBeforeTheFirstListDoesNotDelayIt) {
+    service_.SetLists({ThreeRegistrations()});
+    service_.SetBeforeFirstList(CallStateEvent(101, "id-1", "Connected") +
+                                CallStateEvent(102, "id-2", "Ringing") + CallRemovedEvent(101, "id-1"));
+    const auto begin = std::chrono::steady_clock::now();
+    Start();
+    // Nowhere near the 20 seconds that a list may take.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+    EXPECT_EQ(manager_->GetLineCount(), 3U);
+    // There was no line yet that it could have been for.
+    EXPECT_EQ(log_.CountStarting("Line", "Client call state received."), 0U);
+}
+
+TEST_F(line_manager_start, MessagesThatComeWithTheConnectionDoNotDisturbIt) {
+    service_.SetGreeting(CallStateEvent(101, "id-1", "Connected") +
+                         RegistrationChanged("registered", RegistrationElement(101, "Desk 1")) +
+                         CallRemovedEvent(101, "id-1"));
+    service_.SetLists({ThreeRegistrations()});
+    for (int i = 0; i < 5; ++i) {
+        Start();
+        ASSERT_EQ(manager_->GetLineCount(), 3U);
+        manager_->Stop();
+        manager_ = nullptr;
+    }
+}
+
+TEST_F(line_manager_start, EventsBehindTheFirstListFindItsLines) {
+    service_.SetAnswersLists(false);
+    const auto starting = StartInBackground(5);
+    ASSERT_TRUE(service_.WaitForRequests(1, kSoon));
+    service_.Send(ListAnswer(0, ThreeRegistrations()) + CallStateEvent(103, "id-1", "Ringing") +
+                  RegistrationChanged("registered", RegistrationElement(104, "Desk 4")));
+    ASSERT_TRUE(starting->FinishesWithin(kSoon));
+    SendAndWait("");
+    EXPECT_TRUE(log_.Has("Line",
+                         "Client call state received. Desk 3, tapiLineHandle: 0x00000000, deviceId: "
+                         "0x00000007, client_call_id: id-1, client call state: Ringing"));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProvider, 8)));
+    EXPECT_THAT(service_.Requests(), ElementsAre(ListRequest(0)));
+}
+
+struct early_change_row {
+    const char* reason;
+    std::vector<std::string> own_lines;
+};
+
+class early_registration_change : public line_manager_start,
+                                  public testing::WithParamInterface<early_change_row> {};
+
+TEST_P(early_registration_change, ChangesNothingAndCausesOneMoreListRequest) {
+    service_.SetAnswersLists(false);
+    const auto starting = StartInBackground(5);
+    ASSERT_TRUE(service_.WaitForRequests(1, kSoon));
+    log_.Skip();
+    SendAndWait(RegistrationChanged(GetParam().reason, RegistrationElement(104, "Desk 4", 5064)) +
+                RegistrationChanged(GetParam().reason, RegistrationElement(104, "Desk 4", 5064)));
+    std::vector<std::string> lines;
+    for (int i = 0; i < 2; ++i) {
+        lines.insert(lines.end(), GetParam().own_lines.begin(), GetParam().own_lines.end());
+        lines.emplace_back("Client registration changed before receiving complete list");
+    }
+    EXPECT_EQ(log_.Texts("LineManager"), lines);
+
+    service_.Send(ListAnswer(0, ThreeRegistrations()));
+    ASSERT_TRUE(starting->FinishesWithin(kSoon));
+    SendAndWait("");
+    EXPECT_EQ(manager_->GetLineCount(), 3U);
+    EXPECT_EQ(LineOf(104), nullptr);
+    ASSERT_TRUE(service_.WaitForRequests(2, kSoon));
+    // The answer to it brings the change, and nothing is asked for again.
+    SendAndWait(ListAnswer(1, ThreeRegistrations() + RegistrationElement(104, "Desk 4", 5064)));
+    EXPECT_THAT(service_.Requests(), ElementsAre(ListRequest(0), ListRequest(1)));
+    EXPECT_EQ(manager_->GetLineCount(), 4U);
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProvider, 8)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    each, early_registration_change,
+    testing::Values(early_change_row{"registered", {"Client registered: Desk 4 on port 5064"}},
+                    early_change_row{"refreshed", {}},
+                    early_change_row{"unregistered", {"Client unregistered: Desk 4"}}),
+    [](const testing::TestParamInfo<early_change_row>& row) { return std::string(row.param.reason); });
+
+TEST_F(line_manager_start, ListThatDoesNotComeIsGivenUpAndAskedForAgain) {
+    service_.SetAnswersLists(false);
+    rs_tsp_client_timing timing;
+    timing.list_wait = 200;
+    const auto begin = std::chrono::steady_clock::now();
+    Start(5, timing);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 200ms);
+    EXPECT_EQ(manager_->GetLineCount(), 0U);
+    ASSERT_TRUE(service_.WaitForRequests(2, kSoon));
+    EXPECT_THAT(service_.Requests(), ElementsAre(ListRequest(0), ListRequest(1)));
+    // The first answer comes too late for the one who waited; the second brings the lines.
+    SendAndWait(ListAnswer(0, ThreeRegistrations()));
+    EXPECT_EQ(manager_->GetLineCount(), 0U);
+    SendAndWait(ListAnswer(1, ThreeRegistrations()));
+    EXPECT_EQ(manager_->GetLineCount(), 3U);
+    EXPECT_EQ(tapi_.Count(), 3U);
+}
+
+TEST(line_manager_timing, IsTwentySecondsForTheListAndThirtyForTheTimer) {
+    const rs_tsp_client_timing timing;
+    EXPECT_EQ(timing.list_wait, 20000U);
+    EXPECT_EQ(timing.keep_alive_period, 30000U);
+}
+
+class line_manager_without_a_service : public testing::Test {};
+
+TEST_F(line_manager_without_a_service, ExistsWithoutLines) {
+    (void)RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Brivelnox\\TspRegistryService");
+    const log_reader log = StartProcessLog();
+    const tapi_recorder tapi;
+    rs_tsp_client_timing timing;
+    timing.list_wait = 50;
+    const auto manager = line_manager::Create(std::make_shared<call_manager>(), tapi.Procedure(),
+                                              AsHandle<HPROVIDER>(kProvider), kUnknownDeviceId, timing);
+    ASSERT_NE(manager, nullptr);
+    EXPECT_EQ(manager->GetLineCount(), 0U);
+    EXPECT_THAT(log.Texts("RsTspClient"),
+                ElementsAre("()", "Could not open SOFTWARE\\Brivelnox\\TspRegistryService"));
+    EXPECT_THAT(log.Texts("LineManager"), ElementsAre("()", "CreateInitialLines"));
+}
+
+}  // namespace
+}  // namespace brivelnox::test

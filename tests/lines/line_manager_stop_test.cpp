@@ -1,0 +1,175 @@
+// The end of the line manager.
+
+#include <windows.h>
+#include <winsock2.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "calls/tapi_call.h"
+#include "tests/support/line_fixture.h"
+#include "tests/support/line_manager_fixture.h"
+
+namespace brivelnox::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+constexpr std::uintptr_t kNewCall = tapi_recorder::kFirstCallHandle;
+constexpr DWORD kCancelled = 0x80000;
+
+class line_manager_stop : public line_manager_fixture {
+  protected:
+    line_manager_stop() { StartWithThreeLines(); }
+};
+
+TEST_F(line_manager_stop, ClosesTheLinesInTheOrderOfTheirCreationAndEndsTheirCalls) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Connected"));
+    tapi_.Clear();
+    log_.Skip();
+    manager_->Stop();
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(0xA2, kNewCall, LINECALLSTATE_DISCONNECTED, kCancelled),
+                                            CallState(0xA2, kNewCall, LINECALLSTATE_IDLE)));
+    EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("CleanUp", "DeleteLines"));
+    std::vector<std::string> closes = log_.Texts("Line");
+    std::erase_if(closes, [](const std::string& text) { return !text.starts_with("LineClose "); });
+    EXPECT_THAT(closes, ElementsAre("LineClose Desk 1, tapiLineHandle: 0x00000000, deviceId: 0x00000005",
+                                    "LineClose Desk 2, tapiLineHandle: 0x000000A2, deviceId: 0x00000006",
+                                    "LineClose Desk 3, tapiLineHandle: 0x00000000, deviceId: 0x00000007"));
+}
+
+TEST_F(line_manager_stop, LeavesNoLines) {
+    manager_->Stop();
+    EXPECT_EQ(manager_->GetLineCount(), 0U);
+    EXPECT_EQ(manager_->FindLineByDriverLineHandle(1), nullptr);
+    EXPECT_EQ(manager_->FindLineByPermanentLineId(101), nullptr);
+}
+
+TEST_F(line_manager_stop, TwiceDoesNothingTheSecondTime) {
+    manager_->Stop();
+    log_.Skip();
+    manager_->Stop();
+    manager_ = nullptr;
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(line_manager_stop, HappensWithTheDestructionToo) {
+    manager_ = nullptr;
+    EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("CleanUp", "DeleteLines"));
+}
+
+TEST_F(line_manager_stop, NothingIsToldAfterwardsWhateverStillRuns) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Connected"));
+    line* const held = LineOf(102);
+    const auto call = calls_->FindCall(1);
+    manager_->Stop();
+    tapi_.Clear();
+    service_.Send(CallStateEvent(102, "id-2", "Ringing"));
+    service_.Send(RegistrationChanged("registered", RegistrationElement(104, "Desk 4")));
+    // A thread that was inside all the time goes on with what it has.
+    held->Open(AsHandle<HTAPILINE>(0xA2), tapi_.Procedure());
+    held->OnClientCallState(StateOf(L"id-3", L"Ringing"));
+    call->SetState(LINECALLSTATE_CONNECTED, 0, true);
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+    EXPECT_EQ(manager_->GetLineCount(), 0U);
+}
+
+TEST_F(line_manager_stop, CallsHaveNoLineAfterwards) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Connected"));
+    manager_->Stop();
+    EXPECT_EQ(calls_->FindCall(1)->Line(), nullptr);
+    log_.Skip();
+    calls_->HoldCall(1);
+    calls_->DropCall(1);
+    EXPECT_THAT(log_.Texts("Line"), IsEmpty());
+    // Closing still forgets the call.
+    calls_->CloseCall(1);
+    EXPECT_EQ(calls_->FindCall(1), nullptr);
+}
+
+TEST_F(line_manager_stop, RequestsThatTapiMakesInsideTheLastMessagesWork) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Connected") + CallStateEvent(102, "id-2", "Connected"));
+    tapi_.Clear();
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.param1 == LINECALLSTATE_IDLE) {
+            calls_->CloseCall(event.call - kNewCall + 1);
+            manager_->CloseLine(2);
+            (void)manager_->GetLineCount();
+        }
+    });
+    manager_->Stop();
+    EXPECT_EQ(calls_->FindCall(1), nullptr);
+    EXPECT_EQ(calls_->FindCall(2), nullptr);
+    EXPECT_EQ(tapi_.EventsOf(kNewCall).size(), 2U);
+    EXPECT_EQ(tapi_.EventsOf(kNewCall + 1).size(), 2U);
+}
+
+TEST_F(line_manager_stop, WhileEventsKeepComingEndsAndTellsNothingMore) {
+    (void)OpenLine(5, 0xA1);
+    std::string events;
+    for (int i = 0; i < 300; ++i) {
+        const std::string id = "id-" + std::to_string(i);
+        events += CallStateEvent(101, id, "Ringing") + CallStateEvent(101, id, "Connected") +
+                  CallRemovedEvent(101, id) +
+                  RegistrationChanged("registered", RegistrationElement(200 + i, "New"));
+    }
+    service_.Send(events);
+    ASSERT_TRUE(tapi_.WaitForCount(20, kSoon));
+    manager_->Stop();
+    const std::size_t told = tapi_.Count();
+    manager_ = nullptr;
+    EXPECT_EQ(tapi_.Count(), told);
+    EXPECT_FALSE(tapi_.HasOverlapped());
+    // Every call that was announced has ended.
+    std::size_t announced = 0;
+    std::size_t idle = 0;
+    for (const tapi_event& event : tapi_.Events()) {
+        announced += event.message == LINE_NEWCALL ? 1U : 0U;
+        idle += event.message == LINE_CALLSTATE && event.param1 == LINECALLSTATE_IDLE ? 1U : 0U;
+    }
+    EXPECT_GT(announced, 0U);
+    EXPECT_EQ(announced, idle);
+}
+
+TEST_F(line_manager_stop, WithACallbackThatBlocksIsBoundedAndNothingIsToldAfterIt) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Connected"));
+    tapi_.Clear();
+    gate inside;
+    gate go_on;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.param1 == LINECALLSTATE_DISCONNECTED) {
+            inside.Open();
+            EXPECT_TRUE(go_on.OpensWithin(kSoon));
+        }
+    });
+    // TAPI's thread: between the two messages of a drop the application does not come back.
+    worker dropping([&] { calls_->DropCall(1); });
+    ASSERT_TRUE(inside.OpensWithin(kSoon));
+    log_.Skip();
+    const auto begin = std::chrono::steady_clock::now();
+    manager_->Stop();
+    const auto waited = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(waited, 5s);
+    EXPECT_LT(waited, 15s);
+    EXPECT_THAT(log_.Texts("LineManager"),
+                ElementsAre("CleanUp", "CleanUp: Failure cleaning up LineManager."));
+    go_on.Open();
+    EXPECT_TRUE(dropping.FinishesWithin(kSoon));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(0xA2, kNewCall, LINECALLSTATE_DISCONNECTED, 0x1)));
+}
+
+}  // namespace
+}  // namespace brivelnox::test

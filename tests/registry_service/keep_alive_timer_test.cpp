@@ -1,0 +1,153 @@
+#include "registry_service/keep_alive_timer.h"
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/signal.h"
+
+namespace brivelnox::test {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr DWORD kShort = 20;
+constexpr milliseconds kManyPeriods{15 * kShort};
+
+class keep_alive_timer_test : public testing::Test {
+  protected:
+    std::shared_ptr<int> owner_ = std::make_shared<int>(0);
+    // Declared before the timer, which may tick until it is gone.
+    signal ticked_;
+    signal ticked_often_;
+    signal go_on_;
+    std::atomic<int> ticks_{0};
+    std::atomic<int> ticks_at_once_{0};
+    keep_alive_timer timer_;
+};
+
+TEST_F(keep_alive_timer_test, TicksFirstAfterItsPeriod) {
+    constexpr DWORD kPeriod = 200;
+    const stopwatch watch;
+    timer_.Start(kPeriod, owner_, [this] { ticked_.Set(); });
+    ASSERT_TRUE(ticked_.Wait());
+    EXPECT_GE(watch.Elapsed(), milliseconds(kPeriod - 50));
+}
+
+TEST_F(keep_alive_timer_test, TicksAgainAndAgainOnAnotherThread) {
+    const std::thread::id here = std::this_thread::get_id();
+    timer_.Start(kShort, owner_, [this, here] {
+        EXPECT_NE(std::this_thread::get_id(), here);
+        if (++ticks_ == 5) {
+            ticked_often_.Set();
+        }
+    });
+    EXPECT_TRUE(ticked_often_.Wait());
+}
+
+TEST_F(keep_alive_timer_test, TickThatThrowsIsFollowedByTheNext) {
+    timer_.Start(kShort, owner_, [this] {
+        if (++ticks_ == 3) {
+            ticked_often_.Set();
+        }
+        throw std::runtime_error("this tick has failed");
+    });
+    EXPECT_TRUE(ticked_often_.Wait());
+}
+
+TEST_F(keep_alive_timer_test, TicksNeverOverlap) {
+    timer_.Start(kShort, owner_, [this] {
+        EXPECT_EQ(++ticks_at_once_, 1);
+        ticked_.Set();
+        (void)go_on_.Wait(kManyPeriods);
+        --ticks_at_once_;
+        if (++ticks_ == 3) {
+            go_on_.Set();
+            ticked_often_.Set();
+        }
+    });
+    ASSERT_TRUE(ticked_.Wait());
+    EXPECT_TRUE(ticked_often_.Wait());
+}
+
+TEST_F(keep_alive_timer_test, TimerOfAnOwnerThatHasGoneDoesNotTick) {
+    const std::weak_ptr<void> gone = std::make_shared<int>(0);
+    timer_.Start(kShort, gone, [this] { ticked_.Set(); });
+    EXPECT_FALSE(ticked_.Wait(kManyPeriods));
+}
+
+TEST_F(keep_alive_timer_test, OwnerIsHeldWhileItTicks) {
+    const std::weak_ptr<int> watched = owner_;
+    timer_.Start(kShort, owner_, [this] {
+        ticked_.Set();
+        EXPECT_TRUE(go_on_.Wait());
+    });
+    ASSERT_TRUE(ticked_.Wait());
+    owner_ = nullptr;
+    EXPECT_FALSE(watched.expired());
+    go_on_.Set();
+    timer_.Stop();
+    EXPECT_TRUE(watched.expired());
+}
+
+TEST_F(keep_alive_timer_test, StopWaitsForATickThatIsRunning) {
+    std::atomic<bool> tick_done = false;
+    timer_.Start(kShort, owner_, [&] {
+        ticked_.Set();
+        EXPECT_TRUE(go_on_.Wait());
+        tick_done = true;
+    });
+    ASSERT_TRUE(ticked_.Wait());
+    auto stopped = std::async(std::launch::async, [&] {
+        timer_.Stop();
+        return tick_done.load();
+    });
+    EXPECT_EQ(stopped.wait_for(milliseconds(100)), std::future_status::timeout);
+    go_on_.Set();
+    EXPECT_TRUE(stopped.get());
+}
+
+TEST_F(keep_alive_timer_test, NothingTicksAfterAStop) {
+    timer_.Start(kShort, owner_, [this] {
+        ++ticks_;
+        ticked_.Set();
+    });
+    ASSERT_TRUE(ticked_.Wait());
+    timer_.Stop();
+    const int ticks = ticks_;
+    signal never;
+    (void)never.Wait(kManyPeriods);
+    EXPECT_EQ(ticks_, ticks);
+}
+
+TEST_F(keep_alive_timer_test, StopIsIdempotentAndNeedsNoStart) {
+    const stopwatch watch;
+    timer_.Stop();
+    timer_.Stop();
+    EXPECT_LT(watch.Elapsed(), milliseconds(2500));
+    timer_.Start(kShort, owner_, [this] { ticked_.Set(); });
+    EXPECT_FALSE(ticked_.Wait(kManyPeriods)) << "a timer that was stopped does not start again";
+}
+
+TEST_F(keep_alive_timer_test, TimersAreIndependentOfEachOther) {
+    keep_alive_timer other;
+    other.Start(kShort, owner_, [this] {
+        ticked_.Set();
+        EXPECT_TRUE(go_on_.Wait());
+    });
+    ASSERT_TRUE(ticked_.Wait());
+    // The other one's tick is still running.
+    const stopwatch watch;
+    timer_.Start(kShort, owner_, [] {});
+    timer_.Stop();
+    EXPECT_LT(watch.Elapsed(), milliseconds(2500));
+    go_on_.Set();
+}
+
+}  // namespace
+}  // namespace brivelnox::test

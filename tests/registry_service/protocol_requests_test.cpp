@@ -1,0 +1,119 @@
+// The exact bytes of every request.
+
+#include "registry_service/protocol_requests.h"
+
+#include <limits>
+#include <optional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace brivelnox::test {
+namespace {
+
+constexpr int kTopBitSet = std::numeric_limits<int>::min();  // 0x80000000
+
+TEST(protocol_requests, GetClientRegistrations) {
+    EXPECT_EQ(FormatRequest(kGetClientRegistrationsRequest, 0),
+              "<msg><request id='0'><GetClientRegistrations/></request></msg>");
+    EXPECT_EQ(FormatRequest(kGetClientRegistrationsRequest, 10000),
+              "<msg><request id='10000'><GetClientRegistrations/></request></msg>");
+}
+
+TEST(protocol_requests, KeepAlive) {
+    EXPECT_EQ(FormatRequest(kKeepAliveRequest, 1), "<msg><request id='1'><KeepAlive/></request></msg>");
+}
+
+TEST(protocol_requests, PlaceCall) {
+    EXPECT_EQ(FormatRequest(kPlaceCallRequest, 17, "+49123", "0a-1b"),
+              "<msg><request><placeCall permanentLineId='17' phoneNumber='+49123' "
+              "requestedClientCallId='0a-1b'/></request></msg>");
+}
+
+TEST(protocol_requests, AcceptCall) {
+    EXPECT_EQ(FormatRequest(kAcceptCallRequest, 17, "c1"),
+              "<msg><request><acceptCall permanentLineId='17' clientCallId='c1'/></request></msg>");
+}
+
+TEST(protocol_requests, HoldCall) {
+    EXPECT_EQ(FormatRequest(kHoldCallRequest, 17, "c1"),
+              "<msg><request><holdCall permanentLineId='17' clientCallId='c1'/></request></msg>");
+}
+
+TEST(protocol_requests, ResumeCall) {
+    EXPECT_EQ(FormatRequest(kResumeCallRequest, 17, "c1"),
+              "<msg><request><resumeCall permanentLineId='17' clientCallId='c1'/></request></msg>");
+}
+
+TEST(protocol_requests, TransferCall) {
+    EXPECT_EQ(FormatRequest(kTransferCallRequest, 17, "c1", "c2"),
+              "<msg><request><transferCall permanentLineId='17' clientCallId='c1' "
+              "clientCallOnHoldId='c2'/></request></msg>");
+}
+
+TEST(protocol_requests, ForwardCall) {
+    EXPECT_EQ(FormatRequest(kForwardCallRequest, 17, "c1", "200"),
+              "<msg><request><forwardCall permanentLineId='17' clientCallId='c1' "
+              "phoneNumber='200'/></request></msg>");
+}
+
+TEST(protocol_requests, PlayDtmf) {
+    EXPECT_EQ(FormatRequest(kPlayDtmfRequest, 17, "c1", "12#*"),
+              "<msg><request><playDtmf permanentLineId='17' clientCallId='c1' "
+              "digits='12#*'/></request></msg>");
+}
+
+TEST(protocol_requests, HangupCall) {
+    EXPECT_EQ(FormatRequest(kHangupCallRequest, 17, "c1"),
+              "<msg><request><hangupCall permanentLineId='17' clientCallId='c1'/></request></msg>");
+}
+
+TEST(protocol_requests, LineIdWithTheTopBitSetIsWrittenNegative) {
+    EXPECT_EQ(FormatRequest(kHoldCallRequest, kTopBitSet, "c1"),
+              "<msg><request><holdCall permanentLineId='-2147483648' clientCallId='c1'/></request></msg>");
+}
+
+TEST(protocol_requests, ValuesAreInsertedWithoutEscaping) {
+    EXPECT_EQ(FormatRequest(kPlayDtmfRequest, 1, "a'b", "<&>\""),
+              "<msg><request><playDtmf permanentLineId='1' clientCallId='a'b' "
+              "digits='<&>\"'/></request></msg>");
+}
+
+TEST(protocol_requests, ValuesKeepTheirBytes) {
+    EXPECT_EQ(FormatRequest(kHangupCallRequest, 1, "\xFC%d"),
+              "<msg><request><hangupCall permanentLineId='1' clientCallId='\xFC%d'/></request></msg>");
+}
+
+TEST(protocol_requests, EmptyValuesAreSentEmpty) {
+    EXPECT_EQ(FormatRequest(kForwardCallRequest, 0, "", ""),
+              "<msg><request><forwardCall permanentLineId='0' clientCallId='' "
+              "phoneNumber=''/></request></msg>");
+}
+
+class protocol_request_length : public testing::Test {
+  protected:
+    /// A hang-up whose whole text has the given length.
+    static std::optional<std::string> RequestOfLength(std::size_t length) {
+        const std::string frame =
+            "<msg><request><hangupCall permanentLineId='1' clientCallId=''/></request></msg>";
+        return FormatRequest(kHangupCallRequest, 1, std::string(length - frame.size(), 'x').c_str());
+    }
+};
+
+TEST_F(protocol_request_length, TextOf1023BytesFits) {
+    const std::optional<std::string> request = RequestOfLength(1023);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->size(), 1023u);
+    EXPECT_TRUE(request->ends_with("xxx'/></request></msg>"));
+}
+
+TEST_F(protocol_request_length, TextOf1024BytesIsNone) {
+    EXPECT_EQ(RequestOfLength(1024), std::nullopt);
+}
+
+TEST_F(protocol_request_length, MuchLongerTextIsNone) {
+    EXPECT_EQ(RequestOfLength(100000), std::nullopt);
+}
+
+}  // namespace
+}  // namespace brivelnox::test

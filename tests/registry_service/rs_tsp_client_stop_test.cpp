@@ -1,0 +1,192 @@
+// Stopping: within its bounds, whatever the client's threads are doing, and for good.
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/registry_service/client_fixture_helper.h"
+
+namespace brivelnox::test {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// The waits of a stop: for a running tick, again for the timer's queue, and for the reader.
+constexpr milliseconds kTickWait{10000};
+constexpr milliseconds kQueueWait{10000};
+constexpr milliseconds kReaderWait{5000};
+/// What a machine that is busy may add.
+constexpr milliseconds kSlack{4000};
+
+constexpr char kEvent[] = "<msg><event><CallRemoved clientCallId='c1' permanentLineId='17'/></event></msg>";
+
+class rs_tsp_client_stop : public rs_tsp_client_fixture {
+  protected:
+    ~rs_tsp_client_stop() override { go_on_.Set(); }
+
+    /// Connects, and has the handler enter an event that lasts until `go_on_`.
+    server_connection StartAndEnterHandler(const rs_tsp_client_timing& timing = kNoTicks) {
+        server_connection service = StartConnected(timing);
+        Handler().on_event = [this](const std::string&) {
+            in_handler_.Set();
+            EXPECT_TRUE(go_on_.Wait(std::chrono::minutes(2)));
+        };
+        service.Send(kEvent);
+        EXPECT_TRUE(in_handler_.Wait());
+        return service;
+    }
+
+    signal in_handler_;
+    signal go_on_;
+};
+
+TEST_F(rs_tsp_client_stop, StopEndsTheConnectionAtOnce) {
+    server_connection service = StartConnected();
+    const stopwatch watch;
+    Client().Stop();
+    EXPECT_LT(watch.Elapsed(), milliseconds(2500));
+    EXPECT_FALSE(Client().IsConnected());
+    EXPECT_TRUE(service.WaitForPeerToClose());
+}
+
+TEST_F(rs_tsp_client_stop, StopIsIdempotentAndNeedsNoStart) {
+    Make();
+    Client().Stop();
+    Client().Stop();
+    EXPECT_FALSE(Client().IsConnected());
+}
+
+TEST_F(rs_tsp_client_stop, DestructionStops) {
+    server_connection service = StartConnected();
+    const stopwatch watch;
+    owner_ = nullptr;
+    EXPECT_LT(watch.Elapsed(), milliseconds(2500));
+    EXPECT_TRUE(service.WaitForPeerToClose());
+}
+
+TEST_F(rs_tsp_client_stop, NothingConnectsAfterAStop) {
+    server_connection service = StartConnected();
+    Client().Stop();
+    log_.Skip();
+    Client().ConnectToService(true);
+    Client().KeepAliveTick();
+    EXPECT_FALSE(Client().IsConnected());
+    EXPECT_FALSE(server_.HasWaitingConnection());
+    EXPECT_FALSE(Client().HangupCall(17, "c1"));
+}
+
+TEST_F(rs_tsp_client_stop, TimerTicksNoMoreAfterAStop) {
+    constexpr milliseconds kPeriod{20};
+    Start({.keep_alive_period = 20});
+    ASSERT_TRUE(log_.WaitFor("RsTspClient", "ReConnect", kSoon));
+    Client().Stop();
+    log_.Skip();
+    EXPECT_FALSE(log_.WaitFor("RsTspClient", "ReConnect", 15 * kPeriod));
+}
+
+TEST_F(rs_tsp_client_stop, WaitingRequestAfterAStopReturnsAtOnce) {
+    Start();
+    Receive(
+        "<msg><response id='0'><RegistrationList><Registration permanentLineId='17'/></RegistrationList>"
+        "</response></msg>");
+    Client().Stop();
+    const stopwatch watch;
+    EXPECT_EQ(ToText(Client().RequestClientRegistrations(true)), "[17  0 0 0]");
+    EXPECT_EQ(ToText(Client().RequestClientRegistrations(true)), "[17  0 0 0]");
+    EXPECT_LT(watch.Elapsed(), milliseconds(10000));
+}
+
+TEST_F(rs_tsp_client_stop, ListThatComesAfterAStopSignalsNobodyAndDoesNoHarm) {
+    Start();
+    Client().Stop();
+    Receive("<msg><response id='7'><RegistrationList/></response></msg>");
+    EXPECT_THAT(Handler().Events(), ElementsAre("list "));
+}
+
+TEST_F(rs_tsp_client_stop, StopDuringAWaitingRequestDoesNotBreakIt) {
+    server_connection service =
+        StartConnected({.list_wait = 500, .keep_alive_period = kNoTicks.keep_alive_period});
+    auto list =
+        std::async(std::launch::async, [this] { return ToText(Client().RequestClientRegistrations(true)); });
+    (void)service.ReceiveThrough("</msg>");
+    const stopwatch watch;
+    Client().Stop();
+    EXPECT_LT(watch.Elapsed(), milliseconds(2500));
+    EXPECT_EQ(list.get(), "");
+}
+
+TEST_F(rs_tsp_client_stop, StopWaitsForAHandlerThatEnds) {
+    server_connection service = StartAndEnterHandler();
+    auto stopped = std::async(std::launch::async, [this] { Client().Stop(); });
+    // The connection ends first, then the reader is waited for.
+    EXPECT_TRUE(service.WaitForPeerToClose());
+    EXPECT_EQ(stopped.wait_for(milliseconds(0)), std::future_status::timeout);
+    go_on_.Set();
+    EXPECT_EQ(stopped.wait_for(kSoon), std::future_status::ready);
+}
+
+TEST_F(rs_tsp_client_stop, HandlerThatBlocksKeepsAStopNoLongerThanTheReadersWait) {
+    server_connection service = StartAndEnterHandler();
+    service.Send(kEvent);
+    const stopwatch watch;
+    Client().Stop();
+    EXPECT_GE(watch.Elapsed(), kReaderWait - milliseconds(500));
+    EXPECT_LE(watch.Elapsed(), kReaderWait + kSlack);
+
+    // The owner is given up meanwhile; it is freed when the handler returns, and nothing more is delivered.
+    signal destroyed;
+    std::vector<std::string> events;
+    owner_->on_destroyed = [&, owner = owner_.get()] {
+        events = owner->handler.Events();
+        destroyed.Set();
+    };
+    owner_ = nullptr;
+    EXPECT_FALSE(destroyed.IsSet());
+    go_on_.Set();
+    ASSERT_TRUE(destroyed.Wait());
+    EXPECT_THAT(events, ElementsAre("call removed 17 c1"));
+}
+
+TEST_F(rs_tsp_client_stop, StopWaitsForATickThatIsReconnectingAndThatConnectsNothingAnyMore) {
+    server_connection service = StartAndEnterHandler({.keep_alive_period = 50});
+    // The tick's new connection has to wait for the handler of the old one.
+    log_.Skip();
+    Client().CloseLink(false);
+    ASSERT_TRUE(log_.WaitForStarting("RsTspClient", "Connect to port ", kSoon));
+    auto stopped = std::async(std::launch::async, [this] { Client().Stop(); });
+    EXPECT_EQ(stopped.wait_for(milliseconds(200)), std::future_status::timeout);
+    go_on_.Set();
+    EXPECT_EQ(stopped.wait_for(kSoon), std::future_status::ready);
+    EXPECT_FALSE(Client().IsConnected());
+}
+
+TEST_F(rs_tsp_client_stop, TickThatCannotReconnectKeepsAStopNoLongerThanItsBounds) {
+    server_connection service = StartAndEnterHandler({.keep_alive_period = 50});
+    log_.Skip();
+    Client().CloseLink(false);
+    ASSERT_TRUE(log_.WaitForStarting("RsTspClient", "Connect to port ", kSoon));
+    const stopwatch watch;
+    Client().Stop();
+    EXPECT_GE(watch.Elapsed(), kTickWait - milliseconds(500));
+    EXPECT_LE(watch.Elapsed(), kTickWait + kQueueWait + kReaderWait + kSlack);
+
+    // The tick goes on when nobody waits for it any more: it finds everything that it needs, and connects
+    // nothing.
+    signal destroyed;
+    owner_->on_destroyed = [&] { destroyed.Set(); };
+    owner_ = nullptr;
+    EXPECT_FALSE(destroyed.IsSet());
+    go_on_.Set();
+    ASSERT_TRUE(destroyed.Wait());
+    EXPECT_FALSE(server_.HasWaitingConnection());
+}
+
+}  // namespace
+}  // namespace brivelnox::test

@@ -1,0 +1,296 @@
+// The link on a real socket: connecting, receiving, sending and the peer's going away.
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/registry_service/link_internals_helper.h"
+#include "tests/registry_service/loopback_server_helper.h"
+#include "tests/registry_service/test_link_helper.h"
+#include "tests/support/process_log.h"
+#include "tests/support/signal.h"
+
+namespace brivelnox::test {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class tcp_link_connection : public testing::Test {
+  protected:
+    ~tcp_link_connection() override { link_->CloseLink(true); }
+
+    /// Connects the link and returns the service's end.
+    server_connection Connect() {
+        EXPECT_TRUE(link_->OpenLink(server_.Port()));
+        return server_.Accept();
+    }
+
+    log_reader log_ = StartProcessLog();
+    loopback_server server_;
+    std::shared_ptr<test_link> link_ = test_link::Make();
+};
+
+TEST_F(tcp_link_connection, NewLinkIsNotConnectedAndSendsNothing) {
+    EXPECT_FALSE(link_->IsConnected());
+    EXPECT_FALSE(link_->SendText("text"));
+}
+
+TEST_F(tcp_link_connection, OpenConnectsToThePortOnTheLoopbackAddress) {
+    server_connection service = Connect();
+    EXPECT_TRUE(link_->IsConnected());
+    EXPECT_TRUE(link_->SendText("hello"));
+    EXPECT_EQ(service.Receive(5), "hello");
+}
+
+TEST_F(tcp_link_connection, RefusedConnectionLeavesItDisconnectedWithoutALogLine) {
+    EXPECT_FALSE(link_->OpenLink(UnusedPort()));
+    EXPECT_FALSE(link_->IsConnected());
+    EXPECT_FALSE(link_->SendText("text"));
+    EXPECT_THAT(log_.Texts("TcpLink"), IsEmpty());
+}
+
+TEST_F(tcp_link_connection, OpenMaySucceedAfterARefusal) {
+    EXPECT_FALSE(link_->OpenLink(UnusedPort()));
+    server_connection service = Connect();
+    EXPECT_TRUE(link_->IsConnected());
+}
+
+TEST_F(tcp_link_connection, RefusedConnectionEndsTheOneBefore) {
+    server_connection service = Connect();
+    EXPECT_FALSE(link_->OpenLink(UnusedPort()));
+    EXPECT_FALSE(link_->IsConnected());
+    EXPECT_TRUE(service.WaitForPeerToClose());
+}
+
+TEST_F(tcp_link_connection, OpenClosesTheConnectionBefore) {
+    server_connection first = Connect();
+    server_connection second = Connect();
+    EXPECT_TRUE(first.WaitForPeerToClose());
+    EXPECT_TRUE(link_->SendText("hello"));
+    EXPECT_EQ(second.Receive(5), "hello");
+    second.Send(Message("a"));
+    EXPECT_THAT(link_->WaitForMessages(1), ElementsAre("a"));
+}
+
+TEST_F(tcp_link_connection, UnfinishedMessageOfTheConnectionBeforeIsForgotten) {
+    server_connection first = Connect();
+    first.Send(Message("a") + "<msg><b>");
+    (void)link_->WaitForMessages(1);
+    server_connection second = Connect();
+    second.Send("</b></msg>" + Message("c"));
+    EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "c"));
+}
+
+// Receiving.
+
+TEST_F(tcp_link_connection, MessagesInOneSegmentAreDeliveredInOrder) {
+    server_connection service = Connect();
+    service.Send(Message("a") + Message("b") + Message("c"));
+    EXPECT_THAT(link_->WaitForMessages(3), ElementsAre("a", "b", "c"));
+}
+
+TEST_F(tcp_link_connection, MessageInSeveralSegmentsIsDeliveredWhenItsEndHasCome) {
+    server_connection service = Connect();
+    service.Send(Message("a") + "<msg><b");
+    EXPECT_THAT(link_->WaitForMessages(1), ElementsAre("a"));
+    service.Send("/></m");
+    service.Send("sg>");
+    EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "b"));
+}
+
+TEST_F(tcp_link_connection, MessageMuchLongerThanAChunkIsDeliveredWhole) {
+    server_connection service = Connect();
+    service.Send("<msg><a text='" + std::string(300000, 'x') + "'/></msg>" + Message("b"));
+    EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "b"));
+}
+
+TEST_F(tcp_link_connection, ManyMessagesOfAllSizesAllArriveInOrder) {
+    constexpr int kMessages = 500;
+    server_connection service = Connect();
+    std::vector<std::string> names;
+    std::string stream;
+    for (int number = 0; number < kMessages; ++number) {
+        names.push_back("m" + std::to_string(number));
+        stream += "<msg><" + names.back() + ">" + std::string(static_cast<size_t>(number * 7 % 2100), 'x') +
+                  "</" + names.back() + "></msg>";
+    }
+    service.Send(stream);
+    EXPECT_EQ(link_->WaitForMessages(kMessages), names);
+}
+
+TEST_F(tcp_link_connection, MessagesAreDeliveredOnOneThreadThatIsNotTheOpeningOne) {
+    server_connection service = Connect();
+    service.Send(Message("a"));
+    (void)link_->WaitForMessages(1);
+    service.Send(Message("b"));
+    (void)link_->WaitForMessages(2);
+    ASSERT_EQ(link_->Threads().size(), 1u);
+    EXPECT_NE(link_->Threads().front(), std::this_thread::get_id());
+}
+
+TEST_F(tcp_link_connection, EachConnectionHasAReaderOfItsOwn) {
+    server_connection first = Connect();
+    first.Send(Message("a"));
+    (void)link_->WaitForMessages(1);
+    // The first reader has ended before the second connection stands, so a number may be used again: what
+    // counts is that the second one reads.
+    server_connection second = Connect();
+    second.Send(Message("b"));
+    EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "b"));
+}
+
+TEST_F(tcp_link_connection, GarbageLeavesTheLinkConnected) {
+    server_connection service = Connect();
+    service.Send("garbage</msg>");
+    ASSERT_TRUE(log_.WaitFor("TcpLink", "No start tag", kSoon));
+    service.Send("<msg><broken</msg>");
+    ASSERT_TRUE(log_.WaitForStarting("TcpLink", "Could not parse xml, ", kSoon));
+    service.Send(Message("a"));
+    EXPECT_THAT(link_->WaitForMessages(1), ElementsAre("a"));
+    EXPECT_TRUE(link_->IsConnected());
+}
+
+TEST_F(tcp_link_connection, ServiceThatSendsNothingIsNoFailure) {
+    server_connection service = Connect();
+    for (int round = 0; round < 10; ++round) {
+        EXPECT_TRUE(link_->SendText("ping"));
+        EXPECT_EQ(service.Receive(4), "ping");
+    }
+    EXPECT_TRUE(link_->IsConnected());
+}
+
+// The peer goes away.
+
+TEST_F(tcp_link_connection, PeerThatClosesLeavesItDisconnectedAndSendingFailsAtOnce) {
+    server_connection service = Connect();
+    service.Close();
+    ASSERT_TRUE(link_->WaitForDisconnected());
+    EXPECT_FALSE(link_->IsConnected());
+    const stopwatch watch;
+    EXPECT_FALSE(link_->SendText("text"));
+    EXPECT_LT(watch.Elapsed(), milliseconds(1000));
+    EXPECT_FALSE(link_->HasReceiveError());
+}
+
+TEST_F(tcp_link_connection, WhatThePeerSentBeforeItsCloseIsDelivered) {
+    server_connection service = Connect();
+    service.Send(Message("a") + Message("b"));
+    service.Close();
+    ASSERT_TRUE(link_->WaitForDisconnected());
+    EXPECT_THAT(link_->Messages(), ElementsAre("a", "b"));
+}
+
+TEST_F(tcp_link_connection, PeerThatBreaksTheConnectionLeavesItDisconnected) {
+    server_connection service = Connect();
+    service.Reset();
+    ASSERT_TRUE(link_->WaitForEnd());
+    EXPECT_FALSE(link_->IsConnected());
+    EXPECT_FALSE(link_->SendText("text"));
+}
+
+TEST_F(tcp_link_connection, ReceiveErrorLeavesItDisconnected) {
+    signal in_handler;
+    signal go_on;
+    link_->on_message = [&](const std::string&) {
+        in_handler.Set();
+        EXPECT_TRUE(go_on.Wait());
+    };
+    server_connection service = Connect();
+    service.Send(Message("a"));
+    ASSERT_TRUE(in_handler.Wait());
+    // The reader will find that data came, but that it cannot receive any more.
+    service.Send(Message("b"));
+    ASSERT_EQ(shutdown(SocketOf(*CurrentConnectionOf(*link_)).get(), SD_RECEIVE), 0);
+    go_on.Set();
+    ASSERT_TRUE(link_->WaitForEnd());
+    EXPECT_TRUE(link_->HasReceiveError());
+    EXPECT_FALSE(link_->HasDisconnected());
+    EXPECT_FALSE(link_->IsConnected());
+    EXPECT_FALSE(link_->SendText("text"));
+    EXPECT_TRUE(service.WaitForPeerToClose());
+    EXPECT_THAT(link_->Messages(), ElementsAre("a"));
+}
+
+TEST_F(tcp_link_connection, LinkThatLostItsPeerCanBeOpenedAgain) {
+    server_connection first = Connect();
+    first.Close();
+    ASSERT_TRUE(link_->WaitForDisconnected());
+    server_connection second = Connect();
+    second.Send(Message("a"));
+    EXPECT_THAT(link_->WaitForMessages(1), ElementsAre("a"));
+}
+
+TEST_F(tcp_link_connection, LinkDoesNotReconnectByItself) {
+    server_connection service = Connect();
+    service.Close();
+    ASSERT_TRUE(link_->WaitForDisconnected());
+    (void)link_->SendText("text");
+    EXPECT_FALSE(server_.HasWaitingConnection());
+}
+
+// Closing.
+
+TEST_F(tcp_link_connection, CloseEndsTheConnectionAndTheReader) {
+    server_connection service = Connect();
+    const stopwatch watch;
+    link_->CloseLink(true);
+    EXPECT_LT(watch.Elapsed(), milliseconds(2500)) << "the reader ends at once";
+    EXPECT_FALSE(link_->IsConnected());
+    EXPECT_FALSE(link_->SendText("text"));
+    EXPECT_TRUE(service.WaitForPeerToClose());
+    EXPECT_FALSE(link_->HasDisconnected()) << "the link's own close is not reported";
+}
+
+TEST_F(tcp_link_connection, CloseIsIdempotent) {
+    server_connection service = Connect();
+    for (const bool wait : {true, false, true}) {
+        link_->CloseLink(wait);
+        EXPECT_FALSE(link_->IsConnected());
+    }
+}
+
+TEST_F(tcp_link_connection, NothingIsDeliveredAfterAClose) {
+    server_connection service = Connect();
+    link_->CloseLink(true);
+    service.Send(Message("a"));
+    EXPECT_TRUE(service.WaitForPeerToClose());
+    EXPECT_THAT(link_->Messages(), IsEmpty());
+}
+
+TEST_F(tcp_link_connection, LinkThatIsClosedForGoodOpensNoMore) {
+    server_connection service = Connect();
+    link_->CloseForGood();
+    EXPECT_TRUE(service.WaitForPeerToClose());
+    EXPECT_FALSE(link_->OpenLink(server_.Port()));
+    EXPECT_FALSE(link_->IsConnected());
+    EXPECT_FALSE(server_.HasWaitingConnection());
+}
+
+TEST_F(tcp_link_connection, DestructionEndsTheConnection) {
+    server_connection service = Connect();
+    const stopwatch watch;
+    link_ = test_link::Make();
+    EXPECT_LT(watch.Elapsed(), milliseconds(2500));
+    EXPECT_TRUE(service.WaitForPeerToClose());
+}
+
+TEST_F(tcp_link_connection, LinksAreIndependentOfEachOther) {
+    server_connection service = Connect();
+    const std::shared_ptr<test_link> other = test_link::Make();
+    ASSERT_TRUE(other->OpenLink(server_.Port()));
+    server_connection other_service = server_.Accept();
+    other->CloseLink(true);
+    service.Send(Message("a"));
+    EXPECT_THAT(link_->WaitForMessages(1), ElementsAre("a"));
+    EXPECT_THAT(other->Messages(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace brivelnox::test
