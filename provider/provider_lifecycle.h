@@ -14,8 +14,7 @@ namespace brivelnox {
 
 /// Whether the provider is initialised, and the entry points that make it so: holds the one telephony manager
 /// and what TAPI hands over before there is one. A request that finds the manager holds it while it runs.
-/// Only the making of the manager excludes itself; nothing here is waited for by a shutdown, which works on
-/// the manager that it finds.
+/// A shutdown does not wait for a manager that is being made: that one is given up as soon as it is there.
 class provider_lifecycle {
   public:
     /// `factory` makes the line manager of each telephony manager; without one it is the real one.

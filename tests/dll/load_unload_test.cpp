@@ -11,9 +11,9 @@
 #include <tspi.h>
 
 #include "tests/dll/pe_image_helper.h"
+#include "tests/dll/plain_service_helper.h"
 #include "tests/dll/process_usage_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
-#include "tests/dll/plain_service_helper.h"
 #include "tests/support/tapi_recorder.h"
 
 namespace brivelnox::dll_test {

@@ -33,6 +33,29 @@ bool IsFree(Lock& lock) {
     return std::async(std::launch::async, [&lock] { return TryAndGiveBack(lock); }).get();
 }
 
+/// Whether a guard that takes charge of a held lock keeps it held.
+template <class Lock>
+bool IsHeldByAdoptingGuard(Lock& lock) BRIVELNOX_TEST_UNCHECKED {
+    if (!lock.try_lock()) {
+        return false;
+    }
+    const lock_guard guard(lock, std::adopt_lock);
+    return !IsFree(lock);
+}
+
+/// Whether a lock that its holder has taken again, and given back once, is still held.
+template <class Lock>
+bool StaysHeldWhenTakenTwiceAndGivenBackOnce(Lock& lock) BRIVELNOX_TEST_UNCHECKED {
+    const lock_guard outer(lock);
+    {
+        const lock_guard inner(lock);
+        if (!TryAndGiveBack(lock)) {
+            return false;
+        }
+    }
+    return !IsFree(lock);
+}
+
 /// A thread that holds a lock until it is told to give it back.
 template <class Lock>
 class holder {
@@ -102,11 +125,7 @@ TYPED_TEST(locks, GuardGivesTheLockBackWhenTheBlockThrows) {
 
 TYPED_TEST(locks, GuardTakesChargeOfALockThatIsAlreadyHeld) {
     new_lock<TypeParam> owner;
-    ASSERT_TRUE(owner.lock.try_lock());
-    {
-        const lock_guard guard(owner.lock, std::adopt_lock);
-        EXPECT_FALSE(IsFree(owner.lock));
-    }
+    EXPECT_TRUE(IsHeldByAdoptingGuard(owner.lock));
     EXPECT_TRUE(IsFree(owner.lock));
 }
 
@@ -135,14 +154,7 @@ TYPED_TEST_SUITE(recursive_locks, locks_that_may_be_taken_again);
 
 TYPED_TEST(recursive_locks, HolderMayTakeTheLockAgainAndGivesItBackAsOften) {
     new_lock<TypeParam> owner;
-    {
-        const lock_guard outer(owner.lock);
-        {
-            const lock_guard inner(owner.lock);
-            EXPECT_TRUE(TryAndGiveBack(owner.lock));
-        }
-        EXPECT_FALSE(IsFree(owner.lock));
-    }
+    EXPECT_TRUE(StaysHeldWhenTakenTwiceAndGivenBackOnce(owner.lock));
     EXPECT_TRUE(IsFree(owner.lock));
 }
 
@@ -182,6 +194,12 @@ class lock_pair : public testing::Test {
         return !IsFree(first_) && !IsFree(second_);
     }
 
+    bool StayHeldWhenTakenTwiceAndGivenBackOnce() BRIVELNOX_TEST_UNCHECKED {
+        const lock_pair_guard outer(first_, second_);
+        { const lock_pair_guard inner(first_, second_); }
+        return !IsFree(first_) && !IsFree(second_);
+    }
+
     recursive_mutex first_;
     recursive_mutex second_;
 };
@@ -197,12 +215,7 @@ TEST_F(lock_pair, GuardHoldsBothForTheBlock) {
 }
 
 TEST_F(lock_pair, HolderOfBothMayTakeThemAgain) {
-    {
-        const lock_pair_guard outer(first_, second_);
-        { const lock_pair_guard inner(first_, second_); }
-        EXPECT_FALSE(IsFree(first_));
-        EXPECT_FALSE(IsFree(second_));
-    }
+    EXPECT_TRUE(StayHeldWhenTakenTwiceAndGivenBackOnce());
     EXPECT_TRUE(IsFree(first_));
     EXPECT_TRUE(IsFree(second_));
 }

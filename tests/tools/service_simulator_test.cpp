@@ -1,8 +1,5 @@
 // The simulator as a provider sees it: over the socket and in the registry.
 
-#include "tools/service_simulator/service_simulator.h"
-
-#include <chrono>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -11,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/tools/socket_client_helper.h"
+#include "tests/tools/simulator_fixture_helper.h"
 
 namespace brivelnox::simulator {
 namespace {
@@ -21,32 +18,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using tests::socket_client;
-
-constexpr std::chrono::milliseconds kPatience{10000};
-// For what must not happen.
-constexpr std::chrono::milliseconds kMoment{150};
-constexpr char kListRequest[] = "<msg><request id='0'><GetClientRegistrations/></request></msg>";
-constexpr char kKeepAlive[] = "<msg><request id='1'><KeepAlive/></request></msg>";
-constexpr char kPlaceCall[] =
-    "<msg><request><placeCall permanentLineId='7' phoneNumber='200' "
-    "requestedClientCallId='c1'/></request></msg>";
-constexpr char kEmptyList[] = "<msg><response id='0'><RegistrationList></RegistrationList></response></msg>";
-
-class ServiceSimulator : public testing::Test {
-  protected:
-    void SetUp() override { service_.Start(); }
-    void TearDown() override { registry_publication().Remove(); }
-    /// A client that the service has accepted.
-    socket_client Connect() {
-        const std::size_t before = service_.AcceptedCount();
-        socket_client client(service_.Port());
-        EXPECT_TRUE(service_.WaitForConnection(kPatience, before + 1));
-        return client;
-    }
-
-    service_simulator service_;
-};
 
 TEST_F(ServiceSimulator, AcceptsConnectionsAndCountsThem) {
     EXPECT_TRUE(service_.Listening());
@@ -230,154 +201,6 @@ TEST_F(ServiceSimulator, OutlivedBySoftphonesThatThenSendNothing) {
     }
     EXPECT_EQ(phone->Ring({"1", ""}), "7-1");
     EXPECT_THAT(phone->Calls(), SizeIs(1));
-}
-
-TEST_F(ServiceSimulator, SendsSplitWithPausesBetweenThePieces) {
-    socket_client client = Connect();
-    service_.SendSplit("0123456789", {1, 3}, 60ms);
-    EXPECT_EQ(client.ReceiveBytes(1, kPatience), "0");
-    EXPECT_EQ(client.ReceiveBytes(3, kPatience), "123");
-    EXPECT_EQ(client.ReceiveBytes(6, kPatience), "456789");
-}
-
-TEST_F(ServiceSimulator, SendsLaterAndHoldsBackWhatFollows) {
-    socket_client client = Connect();
-    const auto start = std::chrono::steady_clock::now();
-    service_.SendLater("first", 150ms);
-    service_.Send("second");
-    EXPECT_EQ(client.ReceiveBytes(11, kPatience), "firstsecond");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 149ms);
-}
-
-TEST_F(ServiceSimulator, SendsEndlessMessagesAndGarbage) {
-    socket_client client = Connect();
-    service_.SendEndless(5000);
-    const std::string endless = client.ReceiveBytes(5005, kPatience);
-    EXPECT_EQ(endless.size(), 5005U);
-    EXPECT_EQ(endless.substr(0, 6), "<msg>x");
-    EXPECT_EQ(endless.find("</msg>"), std::string::npos);
-    service_.SendGarbage(3000, 5);
-    const std::string garbage = client.ReceiveBytes(3000, kPatience);
-    EXPECT_EQ(garbage.size(), 3000U);
-    EXPECT_EQ(garbage.find('<'), std::string::npos);
-    EXPECT_NE(garbage.find('\0'), std::string::npos);
-    service_.SendGarbage(3000, 5);
-    EXPECT_EQ(client.ReceiveBytes(3000, kPatience), garbage);
-}
-
-TEST_F(ServiceSimulator, TellsWhenEverythingHasBeenSent) {
-    EXPECT_TRUE(service_.WaitUntilSent(1ms));
-    socket_client client = Connect();
-    service_.SendLater("x", 100ms);
-    EXPECT_FALSE(service_.WaitUntilSent(1ms));
-    EXPECT_TRUE(service_.WaitUntilSent(kPatience));
-    EXPECT_EQ(client.ReceiveBytes(1, kPatience), "x");
-}
-
-TEST_F(ServiceSimulator, DropsGracefullyBehindWhatIsQueued) {
-    socket_client client = Connect();
-    service_.Send("<msg>half of a mess");
-    service_.DropConnections(drop_kind::kGraceful);
-    EXPECT_EQ(client.ReceiveBytes(19, kPatience), "<msg>half of a mess");
-    EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
-    EXPECT_TRUE(service_.WaitForNoConnection(kPatience));
-}
-
-TEST_F(ServiceSimulator, DropsGracefullyAlthoughThereIsUnreadInput) {
-    service_.PauseReading();
-    socket_client client = Connect();
-    ASSERT_TRUE(client.Send(kKeepAlive));
-    service_.Send("last words");
-    service_.DropConnections(drop_kind::kGraceful);
-    EXPECT_EQ(client.ReceiveBytes(10, kPatience), "last words");
-    EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
-}
-
-TEST_F(ServiceSimulator, ResetsAConnection) {
-    socket_client client = Connect();
-    service_.DropConnections(drop_kind::kReset);
-    ASSERT_TRUE(service_.WaitForNoConnection(kPatience));
-    EXPECT_NE(client.WaitForEnd(kPatience), socket_client::end::kOpen);
-    // Only a reset makes the very first send fail.
-    EXPECT_FALSE(client.Send("x"));
-}
-
-TEST_F(ServiceSimulator, TakesAFirstSendAfterAGracefulDrop) {
-    socket_client client = Connect();
-    service_.DropConnections(drop_kind::kGraceful);
-    ASSERT_TRUE(service_.WaitForNoConnection(kPatience));
-    EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
-    EXPECT_TRUE(client.Send("x"));
-}
-
-TEST_F(ServiceSimulator, DropsAtOnceWithoutSendingWhatIsQueued) {
-    socket_client client = Connect();
-    service_.SendLater("never", 60000ms);
-    service_.DropConnectionsNow(drop_kind::kGraceful);
-    EXPECT_EQ(client.ReceiveBytes(5, kPatience), "");
-    EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
-}
-
-TEST_F(ServiceSimulator, ReadsNothingWhileReadingIsPaused) {
-    socket_client client = Connect();
-    service_.PauseReading();
-    ASSERT_TRUE(client.Send(kKeepAlive));
-    EXPECT_FALSE(service_.WaitForRequest(request_kind::kKeepAlive, kMoment));
-    service_.ResumeReading();
-    EXPECT_TRUE(service_.WaitForRequest(request_kind::kKeepAlive, kPatience));
-}
-
-TEST_F(ServiceSimulator, LetsTheSendersBufferRunFull) {
-    service_.Stop();
-    service_.SetReceiveBufferSize(4096);
-    service_.Start();
-    service_.PauseReading();
-    socket_client client = Connect();
-    constexpr std::size_t kMost = std::size_t{64} << 20U;
-    EXPECT_LT(client.SendUntilFull(kMost, 300ms), kMost);
-}
-
-TEST_F(ServiceSimulator, NoticesThatTheProviderClosedAlsoWhilePaused) {
-    socket_client client = Connect();
-    service_.PauseReading();
-    client.Close();
-    EXPECT_TRUE(service_.WaitForNoConnection(kPatience));
-}
-
-TEST_F(ServiceSimulator, StopsListeningButKeepsItsConnections) {
-    socket_client client = Connect();
-    const std::uint16_t port = service_.Port();
-    service_.StopListening();
-    EXPECT_FALSE(service_.Listening());
-    EXPECT_FALSE(socket_client(port).Connected());
-    ASSERT_TRUE(client.Send(kKeepAlive));
-    EXPECT_EQ(client.ReceiveUntil("</msg>", kPatience), KeepAliveResponse(1));
-}
-
-TEST_F(ServiceSimulator, StopsWithEverything) {
-    socket_client client = Connect();
-    const std::uint16_t port = service_.Port();
-    service_.Stop();
-    EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
-    EXPECT_FALSE(socket_client(port).Connected());
-    EXPECT_EQ(service_.OpenCount(), 0U);
-    service_.Stop();
-    service_.Start(port);
-    EXPECT_EQ(service_.Port(), port);
-}
-
-TEST_F(ServiceSimulator, ComesBackOnAnotherPort) {
-    service_.Publish();
-    (void)service_.AddSoftphone({7, "Seven", 5070, true, true});
-    socket_client client = Connect();
-    const std::uint16_t before = service_.Port();
-    service_.Restart();
-    EXPECT_NE(service_.Port(), before);
-    EXPECT_EQ(registry_publication::Read(kPortValue, 0), service_.Port());
-    EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
-    socket_client again = Connect();
-    ASSERT_TRUE(again.Send(kListRequest));
-    EXPECT_EQ(again.ReceiveUntil("</msg>", kPatience), RegistrationListResponse(0, service_.Registrations()));
 }
 
 TEST_F(ServiceSimulator, ShowsTheWireInOrder) {

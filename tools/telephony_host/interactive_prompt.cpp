@@ -177,13 +177,18 @@ HTAPILINE interactive_prompt::LineOfDevice(DWORD device_id) const {
 }
 
 HTAPILINE interactive_prompt::LineFor(const words& arguments, std::size_t position) const {
-    std::vector<HTAPILINE> open = host_.OpenLines();
-    std::sort(open.begin(), open.end());
-    if (position >= arguments.size()) {
-        return open.empty() ? (Refuse("no line is open"), nullptr) : open.front();
+    if (position < arguments.size()) {
+        const HTAPILINE line = LineOfDevice(static_cast<DWORD>(Number(arguments[position])));
+        if (line == nullptr) {
+            Refuse("device " + arguments[position] + " is not open");
+        }
+        return line;
     }
-    const HTAPILINE line = LineOfDevice(static_cast<DWORD>(Number(arguments[position])));
-    return line == nullptr ? (Refuse("device " + arguments[position] + " is not open"), nullptr) : line;
+    const std::vector<HTAPILINE> open = host_.OpenLines();
+    if (open.empty()) {
+        Refuse("no line is open");
+    }
+    return *std::min_element(open.begin(), open.end());
 }
 
 HTAPICALL interactive_prompt::CallFor(const words& arguments, std::size_t position) const {
