@@ -190,6 +190,35 @@ TEST_F(closing_beside_events, RecordOutlivesBoth) {
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
+TEST_F(closing_beside_events, MakesTheCallIdleBetweenTwoStatesAndNotInTheMiddleOfOne) {
+    Open();
+    const auto call = CallInState(LINECALLSTATE_CONNECTED);
+    gate inside;
+    gate go_on;
+    std::vector<std::uint32_t> states;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_CALLSTATE) {
+            inside.Open();
+            EXPECT_TRUE(go_on.OpensWithin(kSoon));
+        }
+        states.push_back(call->State());
+    });
+    worker reader([&] {
+        client_call_state event = StateOf(L"call-1", L"Parked");
+        event.peerName = L"Caller";
+        line_.OnClientCallState(event);
+    });
+    ASSERT_TRUE(inside.OpensWithin(kSoon));
+    worker closing([&] { calls_.CloseCall(1); });
+    EXPECT_FALSE(closing.FinishesWithin(100ms));
+    go_on.Open();
+    EXPECT_TRUE(reader.FinishesWithin(kSoon));
+    EXPECT_TRUE(closing.FinishesWithin(kSoon));
+    // The state and the information that belongs to it: both of a call that is on hold.
+    EXPECT_THAT(states, ElementsAre(LINECALLSTATE_ONHOLD, LINECALLSTATE_ONHOLD));
+    EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
+}
+
 using requests_beside_events = line_fixture;
 
 TEST_F(requests_beside_events, EventForACallWaitsUntilTheRequestForItHasBeenSent) {

@@ -20,26 +20,25 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using namespace std::chrono_literals;
 
+/// Whether the calling thread gets the lock at once; it does not keep it.
+bool CanTake(event_lock& events) {
+    const bool taken = events.try_lock();
+    if (taken) {
+        events.unlock();
+    }
+    return taken;
+}
+
 TEST(event_lock, ItsHolderMayTakeItAgain) {
     event_lock events;
     const lock_guard outer(events);
-    const bool again = events.try_lock();
-    EXPECT_TRUE(again);
-    if (again) {
-        events.unlock();
-    }
+    EXPECT_TRUE(CanTake(events));
 }
 
 TEST(event_lock, NobodyElseGetsItWhileItIsHeld) {
     event_lock events;
     const lock_guard guard(events);
-    worker other([&] {
-        const bool taken = events.try_lock();
-        EXPECT_FALSE(taken);
-        if (taken) {
-            events.unlock();
-        }
-    });
+    worker other([&] { EXPECT_FALSE(CanTake(events)); });
     EXPECT_TRUE(other.FinishesWithin(kSoon));
 }
 

@@ -211,7 +211,10 @@ LONG fake_provider::Answer(DRV_REQUESTID id, const std::string& what) {
 }
 
 void fake_provider::SendState(HTAPILINE line, HTAPICALL call, DWORD state, DWORD mode) const {
-    line_event(line, call, static_cast<DWORD>(LINE_CALLSTATE), state, mode, LINEMEDIAMODE_INTERACTIVEVOICE);
+    if (line_event != nullptr) {
+        line_event(line, call, static_cast<DWORD>(LINE_CALLSTATE), state, mode,
+                   LINEMEDIAMODE_INTERACTIVEVOICE);
+    }
 }
 
 HTAPICALL fake_provider::SendNewCall(HTAPILINE line, DWORD_PTR driver) const {

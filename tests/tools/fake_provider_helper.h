@@ -52,7 +52,7 @@ class fake_provider {
     [[nodiscard]] std::vector<std::string> Asked() const;
     void Note(const std::string& what);
 
-    // What is sent, on the calling thread.
+    // What is sent, on the calling thread. A state is only sent once a line has been opened.
     void SendState(HTAPILINE line, HTAPICALL call, DWORD state, DWORD mode = 0) const;
     /// LINE_NEWCALL; returns the handle that came back.
     HTAPICALL SendNewCall(HTAPILINE line, DWORD_PTR driver) const;

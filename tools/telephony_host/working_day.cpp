@@ -10,9 +10,6 @@ namespace brivelnox::host {
 
 namespace {
 
-// Far more than anything here takes on a busy machine.
-constexpr std::chrono::milliseconds kPatience{10000};
-
 constexpr std::int32_t kReception = 1001;
 constexpr std::int32_t kSales = 1002;
 constexpr std::int32_t kWorkshop = 1003;
@@ -25,8 +22,9 @@ constexpr wchar_t kCallerName[] = L"Dora Lindt";
 
 }  // namespace
 
-working_day::working_day(application& dialler, simulator_process& service, merged_print& print)
-    : dialler_(dialler), host_(dialler.Host()), service_(service), print_(print) {}
+working_day::working_day(application& dialler, simulator_process& service, merged_print& print,
+                         std::chrono::milliseconds patience)
+    : dialler_(dialler), host_(dialler.Host()), service_(service), print_(print), patience_(patience) {}
 
 bool working_day::Play() {
     const std::vector<step> steps{
@@ -178,10 +176,10 @@ void working_day::NewSoftphone() {
     const std::uint64_t since = host_.Mark();
     Service("register 1003 \"Clara Vogt (Workshop)\"");
     const std::optional<tapi_event> created =
-        host_.WaitForMessage(static_cast<DWORD>(LINE_CREATE), kPatience, since);
+        host_.WaitForMessage(static_cast<DWORD>(LINE_CREATE), patience_, since);
     Expect(created.has_value(), "LINE_CREATE");
     const std::optional<DWORD> device =
-        host_.WaitForCreatedDevice(static_cast<DWORD>(created->param2), kPatience);
+        host_.WaitForCreatedDevice(static_cast<DWORD>(created->param2), patience_);
     Expect(device.has_value(), "the provider takes the new line's identifier");
     CheckDevice(*device, kWorkshop, kWorkshopName);
     workshop_ = dialler_.OpenLine(*device);
@@ -247,7 +245,7 @@ void working_day::CheckDevice(DWORD device_id, std::int32_t permanent_id, const 
 HTAPICALL working_day::RingingCall(HTAPILINE line, const std::string& ring) {
     const std::uint64_t since = host_.Mark();
     Service(ring);
-    const HTAPICALL call = host_.WaitForNewCall(line, kPatience, since);
+    const HTAPICALL call = host_.WaitForNewCall(line, patience_, since);
     Expect(call != nullptr, "LINE_NEWCALL");
     ExpectState(call, LINECALLSTATE_OFFERING);
     ExpectState(call, LINECALLSTATE_ACCEPTED);
@@ -261,11 +259,11 @@ void working_day::AnswerCall(HTAPICALL call) {
 
 void working_day::ExpectAccepted(const request_result& result, const std::string& what) {
     Expect(result.Accepted(), what + " is accepted, not " + ResultName(result.returned));
-    Expect(host_.WaitForCompletion(result.request_id, kPatience) == 0, what + " is completed with 0");
+    Expect(host_.WaitForCompletion(result.request_id, patience_) == 0, what + " is completed with 0");
 }
 
 void working_day::ExpectState(HTAPICALL call, DWORD state, std::size_t from) {
-    Expect(host_.WaitForCallState(call, state, kPatience, from),
+    Expect(host_.WaitForCallState(call, state, patience_, from),
            CallStateName(state) + " for call " + HandleText(call));
 }
 

@@ -16,7 +16,9 @@ namespace brivelnox::host {
 /// Plays the day with a provider that has not been started. For one thread.
 class working_day {
   public:
-    working_day(application& dialler, simulator_process& service, merged_print& print);
+    /// `patience` bounds each wait; the default is far more than anything takes on a busy machine.
+    working_day(application& dialler, simulator_process& service, merged_print& print,
+                std::chrono::milliseconds patience = std::chrono::seconds(10));
 
     /// Plays every step; a step that fails doesn't keep the later ones from being tried, unless they need it.
     /// Ends with a list of the steps. Returns true if each of them happened and the provider kept its
@@ -60,6 +62,7 @@ class working_day {
     telephony_host& host_;
     simulator_process& service_;
     merged_print& print_;
+    const std::chrono::milliseconds patience_;
     std::vector<outcome> outcomes_;
     HTAPILINE reception_ = nullptr;
     HTAPILINE sales_ = nullptr;
