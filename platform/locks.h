@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <chrono>
+#include <cstdint>
 #include <mutex>
 
 #include "platform/thread_annotations.h"
@@ -14,6 +15,10 @@ namespace brivelnox {
 
 using lock_clock = std::chrono::steady_clock;
 
+// The locks stand on the system's own slim lock and condition variable, which need no memory and no handle: a
+// lock is part of every call record, and some runtimes give each standard mutex an allocation that they never
+// free.
+
 /// A lock for a few lines of code that call nothing outside their own class (a "leaf"). Not recursive.
 class BRIVELNOX_CAPABILITY("mutex") mutex {
   public:
@@ -21,32 +26,38 @@ class BRIVELNOX_CAPABILITY("mutex") mutex {
     mutex(const mutex&) = delete;
     mutex& operator=(const mutex&) = delete;
 
-    void lock() BRIVELNOX_ACQUIRE() { inner_.lock(); }
-    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return inner_.try_lock(); }
-    void unlock() BRIVELNOX_RELEASE() { inner_.unlock(); }
+    void lock() BRIVELNOX_ACQUIRE() { AcquireSRWLockExclusive(&inner_); }
+    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return TryAcquireSRWLockExclusive(&inner_) != FALSE; }
+    void unlock() BRIVELNOX_RELEASE() { ReleaseSRWLockExclusive(&inner_); }
 
   private:
-    std::mutex inner_;
+    SRWLOCK inner_ = SRWLOCK_INIT;
 };
 
 /// A lock that its holder may take again, because TAPI calls back into the provider from inside an event
-/// procedure. A failure of the lock itself raises std::system_error. Waiting can be bounded, which shutdown
-/// needs: an application that blocks in a callback must not keep the telephony service from stopping.
+/// procedure. Waiting can be bounded, which shutdown needs: an application that blocks in a callback must not
+/// keep the telephony service from stopping.
 class BRIVELNOX_CAPABILITY("mutex") recursive_mutex {
   public:
     recursive_mutex() = default;
     recursive_mutex(const recursive_mutex&) = delete;
     recursive_mutex& operator=(const recursive_mutex&) = delete;
 
-    void lock() BRIVELNOX_ACQUIRE() { inner_.lock(); }
-    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return inner_.try_lock(); }
-    bool try_lock_until(lock_clock::time_point deadline) BRIVELNOX_TRY_ACQUIRE(true) {
-        return inner_.try_lock_until(deadline);
-    }
-    void unlock() BRIVELNOX_RELEASE() { inner_.unlock(); }
+    void lock() BRIVELNOX_ACQUIRE();
+    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return AcquireOnce(0); }
+    /// Waits until the deadline at the latest. Returns whether the lock is held.
+    bool try_lock_until(lock_clock::time_point deadline) BRIVELNOX_TRY_ACQUIRE(true);
+    void unlock() BRIVELNOX_RELEASE();
 
   private:
-    std::recursive_timed_mutex inner_;
+    /// Takes the lock, waiting once where another thread has it. Another thread may be quicker when it is
+    /// released.
+    [[nodiscard]] bool AcquireOnce(DWORD milliseconds);
+
+    SRWLOCK state_lock_ = SRWLOCK_INIT;  // guards the two values below
+    CONDITION_VARIABLE released_ = CONDITION_VARIABLE_INIT;
+    DWORD owner_ = 0;  // the holder's thread id; 0 is nobody's
+    std::uint32_t depth_ = 0;
 };
 
 /// A Win32 critical section, re-entrant, with a spin count for short holds on several processors.

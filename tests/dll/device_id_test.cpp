@@ -62,28 +62,25 @@ TEST_F(device_id, takes_the_class_without_regard_to_case) {
 }
 
 TEST_F(device_id, exists_for_no_other_class) {
-    const std::wstring classes[] = {
-        L"tapi/phone",
-        L"tapi/line2",
-        L"tapi/linedevice",
-        L"tapi/lin",
-        L"tapi",
-        L"",
-        L"wave/in",
-        L" tapi/line",
-        L"tapi/line ",
-        std::wstring(41, L'x'),
-        std::wstring(42, L'x'),
-        std::wstring(43, L'x'),
-        L"tapi/line" + std::wstring(33, L' '),
-        std::wstring(5000, L'x'),
-    };
-    for (const std::wstring& device_class : classes) {
+    const wchar_t* const classes[] = {L"tapi/phone", L"tapi/line2", L"tapi/linedevice", L"tapi/lin",  L"tapi",
+                                      L"",           L"wave/in",    L" tapi/line",      L"tapi/line "};
+    for (const wchar_t* const device_class : classes) {
         patterned_structure answer(28);
-        EXPECT_EQ(Get(answer, device_class.c_str()), kNoDevice) << device_class.size();
+        EXPECT_EQ(Get(answer, device_class), kNoDevice) << testing::PrintToString(std::wstring(device_class));
         EXPECT_TRUE(SameBytes(patterned_structure(28), answer));
     }
     EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(device_id, exists_for_no_class_that_is_longer_than_any) {
+    for (const std::size_t length : {41u, 42u, 43u, 5000u}) {
+        for (const wchar_t filler : {L'x', L' '}) {
+            const std::wstring device_class = (L"tapi/line" + std::wstring(length, filler)).substr(0, length);
+            patterned_structure answer(28);
+            EXPECT_EQ(Get(answer, device_class.c_str()), kNoDevice) << length;
+            EXPECT_TRUE(SameBytes(patterned_structure(28), answer));
+        }
+    }
 }
 
 TEST_F(device_id, needs_all_of_its_room) {

@@ -214,21 +214,32 @@ TEST(line_manager_timing, IsTwentySecondsForTheListAndThirtyForTheTimer) {
     EXPECT_EQ(timing.keep_alive_period, 30000U);
 }
 
-class line_manager_without_a_service : public testing::Test {};
+class line_manager_without_a_service : public testing::Test {
+  protected:
+    line_manager_without_a_service() {
+        (void)RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Brivelnox\\TspRegistryService");
+        rs_tsp_client_timing timing;
+        timing.list_wait = 50;
+        manager_ = line_manager::Create(std::make_shared<call_manager>(), tapi_.Procedure(),
+                                        AsHandle<HPROVIDER>(kProvider), kUnknownDeviceId, timing);
+    }
+
+    const log_reader log_ = StartProcessLog();
+    const tapi_recorder tapi_;
+    std::shared_ptr<line_manager> manager_;
+};
 
 TEST_F(line_manager_without_a_service, ExistsWithoutLines) {
-    (void)RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Brivelnox\\TspRegistryService");
-    const log_reader log = StartProcessLog();
-    const tapi_recorder tapi;
-    rs_tsp_client_timing timing;
-    timing.list_wait = 50;
-    const auto manager = line_manager::Create(std::make_shared<call_manager>(), tapi.Procedure(),
-                                              AsHandle<HPROVIDER>(kProvider), kUnknownDeviceId, timing);
-    ASSERT_NE(manager, nullptr);
-    EXPECT_EQ(manager->GetLineCount(), 0U);
-    EXPECT_THAT(log.Texts("RsTspClient"),
+    ASSERT_NE(manager_, nullptr);
+    EXPECT_EQ(manager_->GetLineCount(), 0U);
+    EXPECT_THAT(log_.Texts("RsTspClient"),
                 ElementsAre("()", "Could not open SOFTWARE\\Brivelnox\\TspRegistryService"));
-    EXPECT_THAT(log.Texts("LineManager"), ElementsAre("()", "CreateInitialLines"));
+    EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("()", "CreateInitialLines"));
+}
+
+TEST_F(line_manager_without_a_service, IsCleanedUpWhenItIsDestroyed) {
+    manager_ = nullptr;
+    EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("()", "CreateInitialLines", "CleanUp", "DeleteLines"));
 }
 
 }  // namespace

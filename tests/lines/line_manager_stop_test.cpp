@@ -62,11 +62,6 @@ TEST_F(line_manager_stop, TwiceDoesNothingTheSecondTime) {
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(line_manager_stop, HappensWithTheDestructionToo) {
-    manager_ = nullptr;
-    EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("CleanUp", "DeleteLines"));
-}
-
 TEST_F(line_manager_stop, NothingIsToldAfterwardsWhateverStillRuns) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));

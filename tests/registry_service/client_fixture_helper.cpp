@@ -56,9 +56,7 @@ void recording_handler::Note(const std::string& event) {
         }
     }
     more_.notify_all();
-    if (on_event) {
-        on_event(event);
-    }
+    on_event(event);
 }
 
 void recording_handler::OnRegistrationList(const client_registration_list& registrations, bool initial) {

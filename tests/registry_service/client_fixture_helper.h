@@ -17,6 +17,7 @@
 #include "tests/registry_service/loopback_server_helper.h"
 #include "tests/registry_service/service_key_helper.h"
 #include "tests/support/process_log.h"
+#include "tests/support/settable_function.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
@@ -24,8 +25,8 @@ namespace brivelnox::test {
 /// Writes down every event as a line of text: the operation, then what it was given.
 class recording_handler : public registry_service_event_handler {
   public:
-    /// Called for each event after it was noted, on the thread that brings it. To be set before one can come.
-    std::function<void(const std::string& event)> on_event;
+    /// Called for each event after it was noted, on the thread that brings it.
+    settable_function<const std::string&> on_event;
 
     [[nodiscard]] std::vector<std::string> Events() const;
     /// Until there are as many events; returns them. What comes in time, when that is less.

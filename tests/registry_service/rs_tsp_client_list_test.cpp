@@ -153,6 +153,8 @@ TEST_F(rs_tsp_client_list, ListIsStoredAndFreeToBeReadWhileItsHandlerRuns) {
     service.Send(List("0", "17"));
     EXPECT_EQ(list.get(), "[17  0 0 0]") << "the waiting thread goes on before the handler is through";
     go_on.Set();
+    // The handler uses what goes away here.
+    Client().Stop();
 }
 
 TEST_F(rs_tsp_client_list, CallsThatArriveBeforeTheListDoNotDelayIt) {

@@ -120,6 +120,32 @@ TEST_F(tcp_link_lifetime, ReaderThatOutlivesItsConnectionNeitherReadsNorClosesTh
     EXPECT_FALSE(link_->HasDisconnected());
 }
 
+TEST_F(tcp_link_lifetime, ChunkOfAConnectionThatWasClosedMeanwhileIsDropped) {
+    constexpr std::size_t kSent = 1500;
+    constexpr u_long kBehindTheFirstChunk = kSent - 1047;
+    server_connection service = Connect();
+    // The link's lock is held by somebody who feeds it, so the reader has to wait with what it has received.
+    std::thread feeder([&] {
+        const std::string message = Message("fed");
+        link_->Feed(message.data(), message.size());
+    });
+    EXPECT_TRUE(in_handler_.Wait());
+    service.Send(Message("late") + std::string(kSent - Message("late").size(), 'x'));
+    const stopwatch watch;
+    u_long waiting = 0;
+    while (waiting != kBehindTheFirstChunk && watch.Elapsed() < kSoon) {
+        EXPECT_EQ(ioctlsocket(SocketOf(*CurrentConnectionOf(*link_)).get(), FIONREAD, &waiting), 0);
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(waiting, kBehindTheFirstChunk);
+    auto closed = std::async(std::launch::async, [&] { link_->CloseLink(true); });
+    EXPECT_TRUE(service.WaitForPeerToClose());
+    go_on_.Set();
+    feeder.join();
+    closed.get();
+    EXPECT_THAT(link_->Messages(), ElementsAre("fed"));
+}
+
 TEST_F(tcp_link_lifetime, LateCloseOfAnEarlierConnectionTakesNothingFromTheCurrentOne) {
     go_on_.Set();
     server_connection first = Connect();

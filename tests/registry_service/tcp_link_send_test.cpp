@@ -134,6 +134,8 @@ TEST_F(tcp_link_send, AnotherThreadMaySendWhileAHandlerRuns) {
     EXPECT_TRUE(link_->SendText("meanwhile"));
     EXPECT_EQ(service.Receive(9), "meanwhile");
     go_on.Set();
+    // The handler uses what goes away here.
+    link_->CloseLink(true);
 }
 
 TEST_F(tcp_link_send, FailedSendClosesTheLink) {

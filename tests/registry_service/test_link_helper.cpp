@@ -45,9 +45,7 @@ void test_link::OnMessage(const tinyxml2::XMLElement& message) {
         }
     }
     more_.notify_all();
-    if (on_message) {
-        on_message(name);
-    }
+    on_message(name);
 }
 
 void test_link::OnReceiveError() {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "registry_service/tcp_link.h"
+#include "tests/support/settable_function.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
@@ -19,15 +20,12 @@ namespace brivelnox::test {
 /// has an owner that is shared, here itself.
 class test_link : public tcp_link {
   public:
-    /// Acts on one message, told by its name (the name of the message's first child element).
-    using message_action = std::function<void(const std::string& name)>;
-
     static std::shared_ptr<test_link> Make();
     ~test_link() override;
 
-    /// Called for each message after it was noted, on the thread that delivers it. To be set before a message
-    /// can come.
-    message_action on_message;
+    /// Called for each message after it was noted, on the thread that delivers it, with the name of the
+    /// message's first child element.
+    settable_function<const std::string&> on_message;
     /// Called when the link is destroyed.
     std::function<void()> on_destroyed;
 

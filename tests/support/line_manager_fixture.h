@@ -37,7 +37,10 @@ class line_manager_fixture : public testing::Test {
     ~line_manager_fixture() override {
         // Before the reaction's own variables go: a message may be on its way.
         tapi_.SetReaction({});
-        manager_ = nullptr;
+        // The reader holds the manager while it handles a message; stopping waits for it.
+        if (manager_ != nullptr) {
+            manager_->Stop();
+        }
     }
 
     /// The lines "Desk 1" to "Desk 3" with the permanent ids 101 to 103.

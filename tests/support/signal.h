@@ -16,10 +16,9 @@ inline constexpr std::chrono::milliseconds kSoon{20000};
 class signal {
   public:
     void Set() {
-        {
-            const std::lock_guard guard(lock_);
-            set_ = true;
-        }
+        // Told under the lock: the thread that waits may destroy the signal as soon as it sees it set.
+        const std::lock_guard guard(lock_);
+        set_ = true;
         changed_.notify_all();
     }
 

@@ -107,7 +107,7 @@ int socket_object::Select(HANDLE event, long events) {
         const std::lock_guard guard(mutex_);
         result = posix::SetNonBlocking(descriptor_);
         selected_ = true;
-        event_ = event;
+        event_ = events != 0 ? FromHandle<event_object>(event) : object_ref<event_object>();
         wanted_ = events;
         recorded_ = 0;
         await_read_ = await_write_ = await_close_ = true;
@@ -180,8 +180,8 @@ void socket_object::Record(long event, int bit, int error) {
     }
     recorded_ |= event;
     errors_[bit] = error;
-    if (event_ != nullptr) {
-        (void)SetEvent(event_);
+    if (event_) {
+        event_->Set();
     }
 }
 

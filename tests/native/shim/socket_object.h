@@ -8,6 +8,7 @@
 
 #include "shim/kernel_object.h"
 #include "shim/posix_socket.h"
+#include "shim/waitable.h"
 
 namespace brivelnox::native {
 
@@ -57,7 +58,8 @@ class socket_object final : public kernel_object {
     bool listening_ = false;
     bool receiving_shut_ = false;
     bool selected_ = false;
-    HANDLE event_ = nullptr;
+    // Held, as the system holds it: its handle may be closed first.
+    object_ref<event_object> event_;
     long wanted_ = 0;
     long recorded_ = 0;
     int errors_[FD_MAX_EVENTS] = {};

@@ -1,0 +1,203 @@
+// The telephony service unloads the provider as soon as shutdown has returned, whatever still runs in it.
+
+#include <windows.h>
+#include <winsock2.h>
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <tapi.h>
+#include <tspi.h>
+
+#include <vector>
+
+#include "platform/unique_handle.h"
+#include "tests/dll/pe_image_helper.h"
+#include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/signal.h"
+#include "tests/support/tapi_recorder.h"
+
+namespace brivelnox::dll_test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+milliseconds Since(steady_clock::time_point begun) {
+    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - begun);
+}
+
+/// Whether the module leaves the process within the time. There is nothing to wait on.
+bool IsUnloadedWithin(milliseconds timeout) {
+    const auto begun = steady_clock::now();
+    while (GetModuleHandleW(L"Brivelnox.tsp") != nullptr) {
+        if (Since(begun) > timeout) {
+            return false;
+        }
+        Sleep(5);
+    }
+    return true;
+}
+
+sockaddr_in Loopback(std::uint16_t port) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+/// A port whose queue of waiting connections is full: connecting to it neither succeeds nor fails.
+class stuck_port {
+  public:
+    stuck_port() : listener_(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
+        sockaddr_in address = Loopback(0);
+        int size = sizeof address;
+        auto* const generic = reinterpret_cast<sockaddr*>(&address);
+        (void)bind(listener_.get(), generic, size);
+        (void)listen(listener_.get(), 1);
+        (void)getsockname(listener_.get(), generic, &size);
+        port_ = ntohs(address.sin_port);
+        // More than fit; those that do not are left waiting.
+        for (int i = 0; i < 4; ++i) {
+            unique_socket filler(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+            u_long non_blocking = 1;
+            (void)ioctlsocket(filler.get(), static_cast<long>(FIONBIO), &non_blocking);
+            (void)connect(filler.get(), generic, size);
+            fillers_.push_back(std::move(filler));
+        }
+    }
+
+    [[nodiscard]] std::uint16_t Port() const { return port_; }
+    /// Whoever waits for a connection is told that there is none.
+    void Close() {
+        fillers_.clear();
+        listener_.reset();
+    }
+
+  private:
+    unique_socket listener_;
+    std::vector<unique_socket> fillers_;
+    std::uint16_t port_ = 0;
+};
+
+class unload : public testing::Test {
+  protected:
+    void SetUp() override {
+        simulator::registration subject;
+        subject.permanent_line_id = 1001;
+        subject.tapi_line_name = "Desk 1001";
+        service_.AddSoftphone(subject, simulator::announcement::kSilent)->SetAutomatic(false);
+        service_.Start();
+        service_.Publish();
+        module_ = std::make_unique<host::provider_module>(tests::BuiltProviderPath().wstring());
+        DWORD lines = 0;
+        DWORD phones = 0;
+        ASSERT_EQ(module_->TSPI_providerEnumDevices(7, &lines, &phones, nullptr, tapi_.Procedure(), nullptr),
+                  0);
+        ASSERT_EQ(module_->TSPI_providerInit(kVersion, 7, 1, 0, 1, 0, nullptr, nullptr), 0);
+        ASSERT_EQ(module_->TSPI_lineOpen(1, AsHandle<HTAPILINE>(0xA1), &line_, kVersion, tapi_.Procedure()),
+                  0);
+    }
+
+    void TearDown() override {
+        if (module_ != nullptr) {
+            (void)module_->TSPI_providerShutdown(kVersion, 7);
+        }
+    }
+
+    LONG Shutdown() { return module_->TSPI_providerShutdown(kVersion, 7); }
+
+    void Ring() {
+        simulator::call_state_event event;
+        event.permanent_line_id = 1001;
+        event.client_call_id = "in-1";
+        event.call_state = "Ringing";
+        service_.Send(simulator::CallStateEvent(event));
+    }
+
+    test::log_reader log_ = test::log_reader::OfProvider();
+    simulator::service_simulator service_;
+    test::tapi_recorder tapi_;
+    std::unique_ptr<host::provider_module> module_;
+    HDRVLINE line_ = nullptr;
+};
+
+TEST_F(unload, right_after_shutdown_is_safe) {
+    Ring();
+    ASSERT_TRUE(tapi_.WaitForCount(3, kSoon));
+    ASSERT_EQ(Shutdown(), 0);
+    module_ = nullptr;
+    EXPECT_TRUE(IsUnloadedWithin(kSoon));
+}
+
+TEST_F(unload, without_shutdown_at_the_end_of_the_process_is_tolerated) {
+    // The service is told to stop without having initialised anything: nothing keeps the module.
+    ASSERT_EQ(Shutdown(), 0);
+    ASSERT_EQ(Shutdown(), 0);
+    module_ = nullptr;
+    EXPECT_TRUE(IsUnloadedWithin(kSoon));
+}
+
+TEST_F(unload, while_a_callback_is_still_inside_waits_for_it_in_the_background) {
+    test::signal inside;
+    test::signal release;
+    test::signal left;
+    tapi_.SetReaction([&](const test::tapi_event& event) {
+        if (event.message == static_cast<DWORD>(LINE_CALLSTATE) && !inside.IsSet()) {
+            inside.Set();
+            (void)release.Wait(milliseconds(60000));
+            left.Set();
+        }
+    });
+    Ring();
+    ASSERT_TRUE(inside.Wait(kSoon));
+    const auto begun = steady_clock::now();
+    ASSERT_EQ(Shutdown(), 0);
+    EXPECT_LT(Since(begun), milliseconds(12000));
+    const std::size_t told = tapi_.Count();
+    module_ = nullptr;
+    EXPECT_NE(GetModuleHandleW(L"Brivelnox.tsp"), nullptr) << "its reader is still inside it";
+    release.Set();
+    ASSERT_TRUE(left.Wait(kSoon));
+    EXPECT_TRUE(IsUnloadedWithin(kSoon));
+    EXPECT_EQ(tapi_.Count(), told);
+}
+
+/// In real time: the timer ticks for the first time after half a minute.
+class unload_while_reconnecting : public unload {};
+
+TEST_F(unload_while_reconnecting, stays_within_its_bounds_and_is_safe) {
+    const auto started = steady_clock::now();
+    stuck_port stuck;
+    service_.Stop();
+    service_.Publication().Publish(stuck.Port());
+    ASSERT_TRUE(log_.WaitFor("RsTspClient", Text("Connect to port %d", static_cast<int>(stuck.Port())),
+                             milliseconds(40000)));
+    EXPECT_GE(Since(started), milliseconds(29000));
+
+    const auto begun = steady_clock::now();
+    ASSERT_EQ(Shutdown(), 0);
+    const milliseconds took = Since(begun);
+    std::printf("shut down after %lld ms while a tick was connecting\n",
+                static_cast<long long>(took.count()));
+    // 10 s for the timer, 10 s for its queue; 5 s for a reader that is not there.
+    EXPECT_LT(took, milliseconds(26000));
+    EXPECT_GT(took, milliseconds(9000)) << "the tick was not connecting at all";
+    const std::size_t told = tapi_.Count();
+    log_.Skip();
+    module_ = nullptr;
+    EXPECT_NE(GetModuleHandleW(L"Brivelnox.tsp"), nullptr) << "its tick is still inside it";
+
+    // The tick learns that nobody answers, and finds nothing more to do.
+    stuck.Close();
+    (void)IsUnloadedWithin(milliseconds(15000));
+    EXPECT_EQ(tapi_.Count(), told);
+    EXPECT_EQ(service_.AcceptedCount(), 1u);
+    EXPECT_EQ(log_.CountStarting("RsTspClient", "Connect to port "), 0u);
+}
+
+}  // namespace
+}  // namespace brivelnox::dll_test
