@@ -17,18 +17,10 @@
 #include "platform/locks.h"
 #include "platform/unique_handle.h"
 #include "tests/logging/log_folder_helper.h"
+#include "tests/logging/logger_lock_helper.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
-
-// The logger's lock, for a test that has to hold it for as long as it likes. An explicit instantiation may
-// name a private member.
-recursive_mutex& LockOf(logger& logger);
-template <recursive_mutex logger::*Lock>
-struct lock_access {
-    friend recursive_mutex& LockOf(logger& logger) { return logger.*Lock; }
-};
-template struct lock_access<&logger::lock_>;
 
 namespace {
 

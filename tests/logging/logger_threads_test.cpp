@@ -1,6 +1,8 @@
 // Every thread of the provider may log at any time.
 
 #include <algorithm>
+#include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -10,6 +12,7 @@
 
 #include "logging/logger.h"
 #include "tests/logging/log_folder_helper.h"
+#include "tests/logging/logger_lock_helper.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
@@ -60,6 +63,24 @@ class logger_threads : public testing::Test {
     log_folder folder_;
     logger logger_{&test_clock::Now};
 };
+
+TEST_F(logger_threads, LineWaitsForTheThreadThatHoldsTheLogger) {
+    std::future<void> line;
+    {
+        const lock_guard guard(LockOf(logger_));
+        line = std::async(std::launch::async, [this] { logger_.Log(L"Line", L"text"); });
+        EXPECT_EQ(line.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+        EXPECT_FALSE(log_folder::Exists(folder_.LogPath()));
+    }
+    line.get();
+    EXPECT_THAT(folder_.LogLines(), testing::ElementsAre("11-16 09:05:03 Line                 text"));
+}
+
+TEST_F(logger_threads, ThreadThatHoldsTheLoggerMayLog) {
+    const lock_guard guard(LockOf(logger_));
+    logger_.Log(L"Line", L"text");
+    EXPECT_THAT(folder_.LogLines(), testing::ElementsAre("11-16 09:05:03 Line                 text"));
+}
 
 TEST_F(logger_threads, LinesOfSeveralThreadsAreNeverMixedNorLost) {
     WriteFromAllThreads();

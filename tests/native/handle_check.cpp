@@ -1,5 +1,4 @@
-// At the end of every test program: no handle may be left open. Part of each program, not of the stand-in's
-// library.
+// Part of every test program, not of the stand-in's library: at the end no handle may be left open.
 
 #include <algorithm>
 #include <chrono>
@@ -8,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "shim/kernel_object.h"
-#include "shim/modules.h"
+#include "shim/lock_order.h"
 
 namespace brivelnox::native {
 
@@ -35,8 +34,16 @@ bool AllClosed() {
                        [](const auto& row) { return OpenHandles(row.kind) == 0; });
 }
 
+class order_listener : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo&) override { lock_order::Forget(); }
+};
+
 class handle_check : public testing::Environment {
   public:
+    void SetUp() override {
+        // The list of listeners owns it.
+        testing::UnitTest::GetInstance()->listeners().Append(new order_listener);
+    }
     void TearDown() override {
         const auto deadline = std::chrono::steady_clock::now() + kLastThreads;
         while (!AllClosed() && std::chrono::steady_clock::now() < deadline) {

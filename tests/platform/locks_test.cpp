@@ -5,6 +5,7 @@
 #include <future>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -181,6 +182,43 @@ TEST(recursive_mutex, BoundedWaitTakesALockThatBecomesFree) {
     ASSERT_TRUE(waiting.Wait());
     held.Release();
     EXPECT_TRUE(taken.get());
+}
+
+TEST(recursive_mutex, EveryThreadThatWaitsGetsItsTurn) {
+    constexpr int kThreads = 8;
+    recursive_mutex lock;
+    holder held(lock);
+    int turns = 0;
+    std::vector<std::future<void>> waiting;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        waiting.push_back(std::async(std::launch::async, [&] {
+            const lock_guard outer(lock);
+            ++turns;
+        }));
+    }
+    held.Release();
+    for (std::future<void>& turn : waiting) {
+        ASSERT_EQ(turn.wait_for(kSoon), std::future_status::ready);
+    }
+    EXPECT_EQ(turns, kThreads);
+}
+
+TEST(recursive_mutex, WaitThatEndsInVainDoesNotCostAnotherThreadItsTurn) {
+    recursive_mutex lock;
+    for (int round = 0; round < 20; ++round) {
+        holder held(lock);
+        // One gives up at about the time at which the lock is given back; the other one has to get it.
+        auto impatient = std::async(std::launch::async, [&]() BRIVELNOX_TEST_UNCHECKED {
+            if (lock.try_lock_until(In(milliseconds(5)))) {
+                lock.unlock();
+            }
+        });
+        auto patient = std::async(std::launch::async, [&] { const lock_guard guard(lock); });
+        EXPECT_EQ(patient.wait_for(milliseconds(5)), std::future_status::timeout);
+        held.Release();
+        ASSERT_EQ(patient.wait_for(kSoon), std::future_status::ready);
+        impatient.get();
+    }
 }
 
 class lock_pair : public testing::Test {

@@ -8,6 +8,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -88,6 +89,12 @@ long Receive(int socket, void* bytes, std::size_t size, bool peek) {
 long PeekNow(int socket) {
     char byte = 0;
     return OrError(::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT));
+}
+
+int Available(int socket) {
+    int count = 0;
+    const int result = ::ioctl(socket, FIONREAD, &count);
+    return result < 0 ? -errno : count;
 }
 
 int ShutDown(int socket, bool receiving, bool sending) {

@@ -26,6 +26,7 @@ long Send(int socket, const void* bytes, std::size_t size);
 long Receive(int socket, void* bytes, std::size_t size, bool peek);
 /// What is there, without taking it and without waiting: more than 0 for data, 0 for the peer's orderly end.
 long PeekNow(int socket);
+int Available(int socket);
 int ShutDown(int socket, bool receiving, bool sending);
 int SetNonBlocking(int socket);
 int SetNoDelay(int socket, bool on);

@@ -1,9 +1,6 @@
 // What the sanitizers' run-time libraries ask a program for when it starts. Every suppression stands beside
 // its reason; there is none for a data race, a lock order or undefined behaviour.
 
-#include <pthread.h>
-#include <time.h>
-
 extern "C" {
 
 const char* __asan_default_options() {
@@ -30,30 +27,3 @@ const char* __tsan_default_options() {
 }
 
 }  // extern "C"
-
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-
-// std::recursive_timed_mutex waits until a time of the steady clock with pthread_mutex_clocklock, which the
-// run-time library of this compiler does not know: it would miss that the mutex has been taken, and report
-// races and unlocks of a mutex that is not held. This one takes the place of the C library's for the whole
-// program and waits with the function that it does know, until the same moment by the other clock.
-extern "C" int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* until) {
-    constexpr long kNanosecondsPerSecond = 1000000000;
-    timespec now = {};
-    timespec deadline = {};
-    (void)clock_gettime(clock, &now);
-    (void)clock_gettime(CLOCK_REALTIME, &deadline);
-    deadline.tv_sec += until->tv_sec - now.tv_sec;
-    deadline.tv_nsec += until->tv_nsec - now.tv_nsec;
-    for (; deadline.tv_nsec < 0; deadline.tv_nsec += kNanosecondsPerSecond) {
-        --deadline.tv_sec;
-    }
-    for (; deadline.tv_nsec >= kNanosecondsPerSecond; deadline.tv_nsec -= kNanosecondsPerSecond) {
-        ++deadline.tv_sec;
-    }
-    return pthread_mutex_timedlock(mutex, &deadline);
-}
-
-#endif
-#endif

@@ -206,6 +206,19 @@ int getsockname(SOCKET socket, sockaddr* address, int* length) {
     return result;
 }
 
+int ioctlsocket(SOCKET socket, long command, u_long* argument) {
+    if (command != FIONREAD) {
+        brivelnox::native::Misuse("a socket command that is not known here");
+    }
+    const auto object = FromSocket(socket);
+    const int count = object ? Result(posix::Available(object->Descriptor())) : SOCKET_ERROR;
+    if (count == SOCKET_ERROR) {
+        return SOCKET_ERROR;
+    }
+    *argument = static_cast<u_long>(count);
+    return 0;
+}
+
 int setsockopt(SOCKET socket, int level, int name, const char* value, int) {
     const auto object = FromSocket(socket);
     if (!object) {

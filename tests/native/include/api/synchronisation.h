@@ -43,6 +43,24 @@ void EnterCriticalSection(CRITICAL_SECTION* section);
 BOOL TryEnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
 
+struct SRWLOCK {
+    pthread_mutex_t mutex;
+};
+struct CONDITION_VARIABLE {
+    pthread_cond_t condition;
+};
+#define SRWLOCK_INIT \
+    { PTHREAD_MUTEX_INITIALIZER }
+#define CONDITION_VARIABLE_INIT \
+    { PTHREAD_COND_INITIALIZER }
+
+void AcquireSRWLockExclusive(SRWLOCK* lock);
+BOOLEAN TryAcquireSRWLockExclusive(SRWLOCK* lock);
+void ReleaseSRWLockExclusive(SRWLOCK* lock);
+BOOL SleepConditionVariableSRW(CONDITION_VARIABLE* condition, SRWLOCK* lock, DWORD milliseconds, ULONG flags);
+void WakeConditionVariable(CONDITION_VARIABLE* condition);
+void WakeAllConditionVariable(CONDITION_VARIABLE* condition);
+
 using WAITORTIMERCALLBACK = void (*)(void* context, BOOLEAN fired);
 inline constexpr ULONG WT_EXECUTEDEFAULT = 0;
 
