@@ -36,6 +36,11 @@ TEST_F(silent_service, is_waited_for_20_seconds_and_kept_alive_after_30) {
     EXPECT_THAT(host_.Devices(), IsEmpty());
 
     // What was asked for without waiting may still be answered.
+    ASSERT_TRUE(service_.WaitForMessage(
+        [](const simulator::received_message& message) {
+            return message.text.find("id='1'") != std::string::npos;
+        },
+        kSoon));
     const std::vector<simulator::received_message> lists =
         service_.Received(request_kind::kGetClientRegistrations);
     ASSERT_EQ(lists.size(), 2u);
