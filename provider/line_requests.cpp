@@ -99,6 +99,9 @@ LONG telephony_manager::LineMakeCall(DRV_REQUESTID request_id, HDRVLINE line_han
             return LINEERR_OPERATIONUNAVAIL;
         }
         HDRVCALL& handle = Require(driver_call_handle);
+        // Held over both: a shutdown that came between the call's first message and the completion would
+        // leave TAPI with messages for a call whose request has failed.
+        const lock_guard events(lines->EventLock());
         std::uint64_t new_handle = 0;
         found->MakeCall(tapi_call_handle, country_code, destination, new_handle);
         handle = ToDriverCallHandle(new_handle);
