@@ -184,12 +184,16 @@ LONG telephony_manager::LineSetupTransfer(DRV_REQUESTID request_id, HDRVCALL cal
                                           HTAPICALL tapi_consult_call,
                                           HDRVCALL* driver_consult_call) noexcept {
     std::uint64_t consultation_handle = 0;
-    const LONG result =
-        Asynchronous(request_id, L"LineSetupTransfer: Caught Exception!", [&](line_manager& lines) {
-            HDRVCALL& handle = Require(driver_consult_call);
-            lines.Calls().PrepareConsultationCall(CallKey(call), tapi_consult_call, consultation_handle);
-            handle = ToDriverCallHandle(consultation_handle);
-        });
+    const LONG result = Guarded(L"LineSetupTransfer: Caught Exception!", [&] {
+        const auto lines = Lines();
+        HDRVCALL& handle = Require(driver_consult_call);
+        // Held over both, as for a call that is made.
+        const lock_guard events(lines->EventLock());
+        lines->Calls().PrepareConsultationCall(CallKey(call), tapi_consult_call, consultation_handle);
+        handle = ToDriverCallHandle(consultation_handle);
+        ReportCompletion(request_id, 0);
+        return static_cast<LONG>(request_id);
+    });
     if (result == static_cast<LONG>(request_id)) {
         try {
             const auto lines = Lines();
