@@ -144,6 +144,7 @@ void call_manager::PrepareConsultationCall(std::uint64_t handle, HTAPICALL consu
         consultation_handle = 0;
         return;
     }
+    found.owning_line->RequireNotClosing();
     consultation_handle =
         CreateOutboundCall(*found.owning_line, NewClientCallId(), consultation_call)->DriverCallHandle();
 }

@@ -85,7 +85,7 @@ class call_manager {
                                           HTAPICALL tapi_call_handle, line& owning_line);
 
     const utc_clock clock_;
-    mutable recursive_mutex lock_;
+    mutable recursive_mutex lock_{lock_rank::leaf};
     std::map<std::uint64_t, std::shared_ptr<tapi_call>> calls_ BRIVELNOX_GUARDED_BY(lock_);
     std::atomic<std::uint32_t> last_driver_call_handle_{0};
 };

@@ -122,6 +122,7 @@ void line::MakeCall(HTAPICALL tapi_call_handle, std::uint32_t country_code, cons
     Log(L"MakeCall %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, tapiCallHandle: 0x%08X, number: %s, country code: %d",
         name_.c_str(), Low32(TapiLineHandle()), DeviceId(), Low32(tapi_call_handle), number.c_str(),
         country_code);
+    RequireNotClosing();
     const std::wstring client_call_id = NewClientCallId();
     requests_.PlaceCall(permanent_line_id_, ToAnsi(number), ToAnsi(client_call_id));
     const auto call = call_manager_.CreateOutboundCall(*this, client_call_id, tapi_call_handle);
@@ -148,6 +149,7 @@ void line::Dial(const std::shared_ptr<tapi_call>& call, std::uint32_t country_co
 bool line::DialFromDialTone(const std::shared_ptr<tapi_call>& call, std::uint32_t country_code,
                             const std::wstring& number) {
     const lock_pair_guard guard(lock_, events_);
+    events_.RequireOpen();
     if (!IsInState(*call, {LINECALLSTATE_DIALTONE})) {
         return false;
     }

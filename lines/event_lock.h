@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <stdexcept>
 
 #include "platform/locks.h"
 
@@ -16,6 +17,8 @@ namespace brivelnox {
 /// It can be shut: at shutdown, after which nothing is told to TAPI any more.
 class BRIVELNOX_CAPABILITY("mutex") event_lock : public recursive_mutex {
   public:
+    event_lock() : recursive_mutex(lock_rank::event) {}
+
     /// Hides the base's operations behind this capability's own.
     void lock() BRIVELNOX_ACQUIRE() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS { recursive_mutex::lock(); }
     bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
@@ -33,6 +36,13 @@ class BRIVELNOX_CAPABILITY("mutex") event_lock : public recursive_mutex {
     void Shut() { shut_.store(true); }
     /// Whether it is shut. Meaningful with the lock held.
     [[nodiscard]] bool IsShut() const { return shut_.load(); }
+    /// Throws std::runtime_error when it is shut: a request whose success TAPI could not be told has to fail
+    /// before it does anything. To be called with the lock held.
+    void RequireOpen() const {
+        if (IsShut()) {
+            throw std::runtime_error("shutting down");
+        }
+    }
 
   private:
     std::atomic<bool> shut_{false};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 #include "calls/tapi_call.h"
@@ -52,9 +53,17 @@ void line::Close() {
     const lock_pair_guard guard(lock_, events_);
     Log(L"LineClose %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X", name_.c_str(), Low32(TapiLineHandle()),
         DeviceId());
+    is_closing_.store(true);
     ResetCallsLocked();
+    is_closing_.store(false);
     is_open_.store(false);
     event_procedure_.store(nullptr);
+}
+
+void line::RequireNotClosing() const {
+    if (is_closing_.load()) {
+        throw std::runtime_error("the line is being closed");
+    }
 }
 
 void line::InitializeDeviceId(std::uint32_t device_id) {

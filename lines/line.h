@@ -48,6 +48,9 @@ class line {
     /// Ends every live call towards TAPI, then closes. TAPI's handle stays for the log. Own lock and event
     /// lock.
     void Close();
+    /// Throws std::runtime_error while the line is being closed: a call that TAPI makes from inside the
+    /// messages of that would never be ended. With the event lock held.
+    void RequireNotClosing() const;
     /// Marks the line as taken away: shutdown has closed it for good. Its calls no longer have a line.
     void Retire() { is_retired_.store(true); }
     /// Gives the line its first device identifier; a line that has one keeps it. Own lock.
@@ -158,13 +161,14 @@ class line {
     std::atomic<LINEEVENT> event_procedure_{nullptr};
     std::atomic<std::uint32_t> device_id_;
     std::atomic<bool> is_open_{false};
+    std::atomic<bool> is_closing_{false};
     std::atomic<bool> is_retired_{false};
     const std::wstring name_;
     const std::int32_t permanent_line_id_;
     std::atomic<bool> client_connected_{false};
     std::atomic<bool> sip_connected_{false};
     event_lock& events_;
-    mutable recursive_mutex lock_;
+    mutable recursive_mutex lock_{lock_rank::line};
     client_registration registration_ BRIVELNOX_GUARDED_BY(lock_);
     call_manager& call_manager_;
     call_requests& requests_;

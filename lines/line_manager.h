@@ -26,8 +26,9 @@ namespace brivelnox {
 ///
 /// Threads: TAPI's (requests) and the client's reader thread (the event slots). The lines lock guards the
 /// indexes, the counters and the base; every operation takes it for its whole duration (a registration list:
-/// entry by entry), and together with the event lock where it works on a line. It is not held while the first
-/// registration list is waited for, because the reader needs it for whatever the service sends before.
+/// entry by entry; a call's event: to find the line), and together with the event lock where it works on a
+/// line. It is not held while the first registration list is waited for, because the reader needs it for
+/// whatever the service sends before.
 ///
 /// Held by std::shared_ptr: every thread that works inside holds the manager, so that one which is still
 /// inside when shutdown lets go finds everything in place; lines are freed with their manager.
@@ -103,7 +104,7 @@ class line_manager final : private registry_service_event_handler,
     void OnCallState(std::int32_t permanent_line_id, const client_call_state& state) override;
     void OnCallRemoved(std::int32_t permanent_line_id, const char* client_call_id) override;
 
-    mutable recursive_mutex lines_lock_;
+    mutable recursive_mutex lines_lock_{lock_rank::lines};
     event_lock event_lock_;
     std::uint32_t last_driver_line_handle_ BRIVELNOX_GUARDED_BY(lines_lock_) = 0;
     std::map<std::uintptr_t, line*> lines_by_driver_line_handle_ BRIVELNOX_GUARDED_BY(lines_lock_);

@@ -147,6 +147,7 @@ void SendTapiEvent(const event_lock&, LINEEVENT event_procedure, const std::wstr
             row.log(event);
         }
     }
+    lock_order::BeforeCallback();
     event_procedure(tapi_line_handle, tapi_call_handle, message, param1, param2, param3);
 }
 

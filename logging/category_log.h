@@ -8,8 +8,8 @@
 namespace brivelnox {
 
 /// A class's own way to the log: the category is fixed, the text and its arguments are checked against each
-/// other at compile time. Each class that logs has one as a private constant `Log` and calls it like a
-/// function.
+/// other at compile time. The source of each class that logs has one as a constant `Log` and calls it
+/// like a function.
 class category_log {
   public:
     constexpr explicit category_log(const wchar_t* category) : category_(category) {}

@@ -64,7 +64,7 @@ class logger {
 
     const local_clock clock_;
     std::atomic<bool> started_{false};
-    recursive_mutex lock_;
+    recursive_mutex lock_{lock_rank::log};
     std::wstring log_file_path_ BRIVELNOX_GUARDED_BY(lock_);
     std::wstring backup_folder_path_ BRIVELNOX_GUARDED_BY(lock_);
     bool first_write_pending_ BRIVELNOX_GUARDED_BY(lock_) = true;

@@ -27,10 +27,11 @@ bool recursive_mutex::AcquireOnce(DWORD milliseconds) {
         ++depth_;
     }
     ReleaseSRWLockExclusive(&state_lock_);
-    return acquired;
+    return watch_.TakenIf(acquired);
 }
 
 void recursive_mutex::lock() {
+    watch_.BeforeWait();
     while (!AcquireOnce(INFINITE)) {
     }
 }
@@ -49,6 +50,7 @@ bool recursive_mutex::try_lock_until(lock_clock::time_point deadline) {
 }
 
 void recursive_mutex::unlock() {
+    watch_.Released();
     AcquireSRWLockExclusive(&state_lock_);
     const bool released = --depth_ == 0;
     if (released) {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <mutex>
 
+#include "platform/lock_order.h"
 #include "platform/thread_annotations.h"
 
 namespace brivelnox {
@@ -22,16 +23,27 @@ using lock_clock = std::chrono::steady_clock;
 /// A lock for a few lines of code that call nothing outside their own class (a "leaf"). Not recursive.
 class BRIVELNOX_CAPABILITY("mutex") mutex {
   public:
-    mutex() = default;
+    /// `rank` is its place in the order of locks.
+    explicit mutex(lock_rank rank = lock_rank::leaf) : watch_(rank) {}
     mutex(const mutex&) = delete;
     mutex& operator=(const mutex&) = delete;
 
-    void lock() BRIVELNOX_ACQUIRE() { AcquireSRWLockExclusive(&inner_); }
-    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return TryAcquireSRWLockExclusive(&inner_) != FALSE; }
-    void unlock() BRIVELNOX_RELEASE() { ReleaseSRWLockExclusive(&inner_); }
+    void lock() BRIVELNOX_ACQUIRE() {
+        watch_.BeforeWait();
+        AcquireSRWLockExclusive(&inner_);
+        watch_.Taken();
+    }
+    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) {
+        return watch_.TakenIf(TryAcquireSRWLockExclusive(&inner_) != FALSE);
+    }
+    void unlock() BRIVELNOX_RELEASE() {
+        watch_.Released();
+        ReleaseSRWLockExclusive(&inner_);
+    }
 
   private:
     SRWLOCK inner_ = SRWLOCK_INIT;
+    lock_watch watch_;
 };
 
 /// A lock that its holder may take again, because TAPI calls back into the provider from inside an event
@@ -39,7 +51,8 @@ class BRIVELNOX_CAPABILITY("mutex") mutex {
 /// keep the telephony service from stopping.
 class BRIVELNOX_CAPABILITY("mutex") recursive_mutex {
   public:
-    recursive_mutex() = default;
+    /// `rank` is its place in the order of locks.
+    explicit recursive_mutex(lock_rank rank = lock_rank::leaf) : watch_(rank) {}
     recursive_mutex(const recursive_mutex&) = delete;
     recursive_mutex& operator=(const recursive_mutex&) = delete;
 
@@ -58,12 +71,14 @@ class BRIVELNOX_CAPABILITY("mutex") recursive_mutex {
     CONDITION_VARIABLE released_ = CONDITION_VARIABLE_INIT;
     DWORD owner_ = 0;  // the holder's thread id; 0 is nobody's
     std::uint32_t depth_ = 0;
+    lock_watch watch_;
 };
 
 /// A Win32 critical section, re-entrant, with a spin count for short holds on several processors.
 class BRIVELNOX_CAPABILITY("mutex") critical_section {
   public:
-    explicit critical_section(DWORD spin_count) {
+    /// `rank` is its place in the order of locks.
+    explicit critical_section(DWORD spin_count, lock_rank rank = lock_rank::leaf) : watch_(rank) {
         // Documented to succeed on every Windows that this provider can be loaded on.
         (void)InitializeCriticalSectionAndSpinCount(&inner_, spin_count);
     }
@@ -71,12 +86,22 @@ class BRIVELNOX_CAPABILITY("mutex") critical_section {
     critical_section(const critical_section&) = delete;
     critical_section& operator=(const critical_section&) = delete;
 
-    void lock() BRIVELNOX_ACQUIRE() { EnterCriticalSection(&inner_); }
-    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) { return TryEnterCriticalSection(&inner_) != FALSE; }
-    void unlock() BRIVELNOX_RELEASE() { LeaveCriticalSection(&inner_); }
+    void lock() BRIVELNOX_ACQUIRE() {
+        watch_.BeforeWait();
+        EnterCriticalSection(&inner_);
+        watch_.Taken();
+    }
+    bool try_lock() BRIVELNOX_TRY_ACQUIRE(true) {
+        return watch_.TakenIf(TryEnterCriticalSection(&inner_) != FALSE);
+    }
+    void unlock() BRIVELNOX_RELEASE() {
+        watch_.Released();
+        LeaveCriticalSection(&inner_);
+    }
 
   private:
     CRITICAL_SECTION inner_;
+    lock_watch watch_;
 };
 
 /// Holds one lock for the length of a block.

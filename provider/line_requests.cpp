@@ -102,6 +102,7 @@ LONG telephony_manager::LineMakeCall(DRV_REQUESTID request_id, HDRVLINE line_han
         // Held over both: a shutdown that came between the call's first message and the completion would
         // leave TAPI with messages for a call whose request has failed.
         const lock_guard events(lines->EventLock());
+        lines->EventLock().RequireOpen();
         std::uint64_t new_handle = 0;
         found->MakeCall(tapi_call_handle, country_code, destination, new_handle);
         handle = ToDriverCallHandle(new_handle);
@@ -189,6 +190,7 @@ LONG telephony_manager::LineSetupTransfer(DRV_REQUESTID request_id, HDRVCALL cal
         HDRVCALL& handle = Require(driver_consult_call);
         // Held over both, as for a call that is made.
         const lock_guard events(lines->EventLock());
+        lines->EventLock().RequireOpen();
         lines->Calls().PrepareConsultationCall(CallKey(call), tapi_consult_call, consultation_handle);
         handle = ToDriverCallHandle(consultation_handle);
         ReportCompletion(request_id, 0);

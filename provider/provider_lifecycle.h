@@ -42,7 +42,8 @@ class provider_lifecycle {
     LONG Init(DWORD version, DWORD device_id_base, ASYNC_COMPLETION completion_procedure) noexcept;
 
     /// TSPI_providerShutdown: back to not initialised. 0 without initialisation; the version is tested all
-    /// the same.
+    /// the same. Does not wait for a thread that is making the manager meanwhile; that one gives it up, and
+    /// until then may still tell TAPI of a new line.
     LONG Shutdown(DWORD version) noexcept;
 
   private:
@@ -53,10 +54,10 @@ class provider_lifecycle {
 
     // Keeps two threads from making a manager each; held while one is made, which may take the whole wait for
     // the first list.
-    recursive_mutex creation_lock_;
+    recursive_mutex creation_lock_{lock_rank::creation};
     // Keeps a second shutdown waiting for the first. Recursive: TAPI may shut down from inside a message of
     // the shutdown.
-    recursive_mutex shutdown_lock_;
+    recursive_mutex shutdown_lock_{lock_rank::shutdown};
     std::atomic<LINEEVENT> line_create_procedure_{nullptr};
     std::atomic<HPROVIDER> provider_handle_{nullptr};
     const line_manager_factory factory_;

@@ -100,10 +100,9 @@ void telephony_manager::ReportCompletion(DRV_REQUESTID request_id, LONG result) 
     }
     const std::shared_ptr<line_manager> lines = Lines();
     const lock_guard guard(lines->EventLock());
-    if (lines->EventLock().IsShut()) {
-        throw std::runtime_error("shutting down");
-    }
+    lines->EventLock().RequireOpen();
     ProviderLog(L"AsyncCompletionProc: (dwRequestID: 0x%08X, lResult: 0x%08X)", request_id, result);
+    lock_order::BeforeCallback();
     try {
         completion_procedure(request_id, result);
     } catch (...) {

@@ -107,8 +107,11 @@ void receive_buffer::Discard() {
 }
 
 void receive_buffer::DiscardAllButPartialStartTag() {
-    std::size_t length = std::min(kStartTag.size() - 1, used_);
-    while (length != 0 && !Held().ends_with(kStartTag.substr(0, length))) {
+    // Not from before `start_from_`: what lay before a message that is gone does not begin one with what came
+    // behind it.
+    const std::string_view unsearched = Held().substr(start_from_);
+    std::size_t length = std::min(kStartTag.size() - 1, unsearched.size());
+    while (length != 0 && !unsearched.ends_with(kStartTag.substr(0, length))) {
         --length;
     }
     std::memmove(bytes_, bytes_ + used_ - length, length);

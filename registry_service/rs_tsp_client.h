@@ -93,7 +93,7 @@ class rs_tsp_client final : public tcp_link, public call_requests {
 
     registry_service_event_handler& handler_;
     const rs_tsp_client_timing timing_;
-    recursive_mutex list_lock_;
+    recursive_mutex list_lock_{lock_rank::leaf};
     std::shared_ptr<unique_event> list_arrived_ BRIVELNOX_GUARDED_BY(list_lock_);
     client_registration_list registrations_ BRIVELNOX_GUARDED_BY(list_lock_);
     std::atomic<std::uint32_t> keep_alive_counter_{1};

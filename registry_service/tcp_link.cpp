@@ -47,6 +47,9 @@ bool tcp_link::OpenLink(std::uint16_t port) {
     // Before the lock is taken: a reader that has just received something needs the lock in order to end.
     CloseLink(true);
     const lock_guard guard(lock_);
+    // Another thread may have opened a connection meanwhile. Its reader may want the lock that is held here,
+    // so it is not waited for; it finds its connection closed.
+    CloseLink(false);
     buffer_.Discard();
     if (IsClosedForGood()) {
         return false;
@@ -102,7 +105,8 @@ bool tcp_link::Publish(const connection_ptr& connection) {
             return true;
         }
     }
-    CloseConnection(connection, reader_wait::always);
+    // Its reader may already want the link's lock, which is held here: it finds its connection closed.
+    CloseConnection(connection, reader_wait::none);
     return false;
 }
 

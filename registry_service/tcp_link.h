@@ -50,7 +50,8 @@ class tcp_link {
     /// Sends a null-terminated text with one call, as a whole. A failed send closes the link. Returns whether
     /// the call succeeded; false at once when there is no connection. Takes no lock of the link's and may be
     /// called with any lock held that a handler uses: it does not wait for a handler that is running on the
-    /// reader thread.
+    /// reader thread. On the reader thread itself a failed send takes the whole 5000 ms of the wait for the
+    /// reader.
     bool SendText(const char* text);
 
     /// Takes in a received chunk and delivers every message that is complete with it. Called by the reader
@@ -101,7 +102,7 @@ class tcp_link {
     // it. A connection that is no longer the current one is closed without being counted: the messages of its
     // successor are not its business.
     std::atomic<std::uint32_t> closes_{0};
-    brivelnox::critical_section lock_{kLockSpinCount};
+    brivelnox::critical_section lock_{kLockSpinCount, brivelnox::lock_rank::link};
     brivelnox::receive_buffer buffer_ BRIVELNOX_GUARDED_BY(lock_);
     // Guards only the pointer and the flag; never held while waiting or calling out.
     mutable brivelnox::mutex connection_lock_;

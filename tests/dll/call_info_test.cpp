@@ -245,6 +245,24 @@ TEST_F(call_info, leave_the_strings_out_where_they_do_not_fit_but_tell_the_flags
     EXPECT_TRUE(SameBytes(WithStrings(needed, Inbound()), fitting));
 }
 
+TEST_F(call_info, in_the_fixed_part_alone_tell_that_the_caller_has_a_number) {
+    simulator::call_state_event event = Event("Connected", false);
+    event.self = simulator::party{"", ""};
+    event.peer = simulator::party{"4711", ""};
+    HTAPICALL const call = Report(event);
+    patterned_structure info(kFixedSize);
+    ASSERT_EQ(Get(call, info), 0);
+    EXPECT_EQ(info.At(8), 324u) << "used";
+    EXPECT_EQ(info.At(4), 324u + 10u + 10u) << "needed, for the caller and the connected party";
+    EXPECT_EQ(info.At(kCaller), kAddress);
+    EXPECT_EQ(info.At(kCaller + 4), 0xA5A5A5A5) << "the size of the number is untouched";
+    EXPECT_THAT(ManagerLog(),
+                ElementsAre("GetCallInfo",
+                            "GetCallInfo: Buffer provided by TAPI application is too small. Struct size 324, "
+                            "Available buffer size 324, Required buffer size 344",
+                            "TAPI application must call lineGetCallInfo with a larger buffer."));
+}
+
 TEST_F(call_info, do_not_write_behind_a_buffer_that_is_smaller_than_their_fixed_part) {
     // TAPI never does this. There is no success to tell where the fixed part has no room.
     HTAPICALL const call = Report(Event("Connected", false));

@@ -89,6 +89,7 @@ TEST_F(line_creation, an_unknown_temporary_identifier_creates_nothing) {
     log_.Skip();
     EXPECT_EQ(module_.TSPI_providerCreateLineDevice(99, 12), kOperationFailed);
     EXPECT_THAT(log_.Texts(), ElementsAre("Did not find line by temporary deviceId 0x00000063"));
+    EXPECT_EQ(ManagerLog(), log_.Texts());
     EXPECT_EQ(PermanentIdOf(12), 0u);
 }
 

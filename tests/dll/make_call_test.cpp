@@ -148,6 +148,16 @@ TEST_F(make_call, sends_the_number_as_it_is_in_the_ansi_code_page) {
     EXPECT_EQ(placed->parsed.phone_number, "+49 (0)721/4711-\xE4*#");
 }
 
+TEST_F(make_call, logs_as_much_of_a_long_number_as_a_line_of_the_log_takes) {
+    log_.Skip();
+    ASSERT_TRUE(host_.MakeCall(line_, std::wstring(600, L'7').c_str(), 49).Accepted());
+    const std::string logged = ManagerLog().front();
+    EXPECT_EQ(logged.size(), 511u);
+    EXPECT_THAT(logged,
+                testing::StartsWith("TSPI_lineMakeCall driverLineHandle: 0x00000001, tapiCallHandle: "));
+    EXPECT_THAT(logged, testing::EndsWith("7777"));
+}
+
 TEST_F(make_call, counts_the_drivers_handles_over_all_kinds_of_calls) {
     EXPECT_EQ(host_.Driver(AcceptedCall()), AsHandle<HDRVCALL>(1));
     const HTAPICALL placed = host_.MakeCall(line_, L"4711").call;

@@ -42,6 +42,25 @@ class misbehaving_service : public open_line {
         return simulator::CallStateEvent(event);
     }
 
+    /// Sends the same event until it is understood: what arrived in one chunk with something broken is lost
+    /// with it.
+    bool ListensAgain(const std::string& id) {
+        const auto deadline = steady_clock::now() + kSoon;
+        const std::string ending = "client_call_id: " + id + ", client call state: None";
+        while (steady_clock::now() < deadline) {
+            service_.Send(CallEvent(id, "None"));
+            for (int look = 0; look < 20; ++look) {
+                for (const std::string& text : log_.Texts("Line")) {
+                    if (text.ends_with(ending)) {
+                        return true;
+                    }
+                }
+                Sleep(5);
+            }
+        }
+        return false;
+    }
+
     /// A call that rings now is told as if nothing had been.
     void ExpectUsable(const std::string& id) {
         const std::uint64_t mark = host_.Mark();
@@ -144,11 +163,7 @@ TEST_F(misbehaving_service, that_sends_broken_xml_loses_what_it_has_sent_with_it
         // What is unfinished ends with a further end tag, and the message that it swallows is lost.
         service_.Send("</msg>");
         service_.Send("<msg><event/></msg>");
-        const std::string flush = Text("flush-%d", ++number);
-        service_.Send(CallEvent(flush, "None") + "</msg>");
-        service_.Send(CallEvent(flush, "None"));
-        service_.Send(CallEvent(flush, "None"));
-        ASSERT_TRUE(Settled(kPhone));
+        ASSERT_TRUE(ListensAgain(Text("flush-%d", ++number)));
         ExpectUsable(Text("after-%d", number));
     }
 }

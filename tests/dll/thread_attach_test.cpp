@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 
 #include <tapi.h>
 
@@ -15,7 +16,9 @@
 
 #include <vector>
 
+#include "tests/dll/pe_image_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/missing_common_folder.h"
 
 namespace brivelnox::dll_test {
 namespace {
@@ -80,6 +83,24 @@ TEST_F(thread_attach, does_not_wait_for_a_log_file_that_another_program_keeps_to
     log_.Skip();
     (void)module_.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr);
     EXPECT_EQ(log_.Count(kManagerCategory, "TSPI_lineNegotiateExtVersion"), 1u);
+}
+
+TEST(thread_attach_after_a_failed_start, starts_the_log) {
+    if (!test::RunsUnderWine()) {
+        GTEST_SKIP() << "would change the shell folders of a real machine";
+    }
+    // Knows the folder, which the provider cannot find when it is loaded.
+    const test::log_reader log = test::log_reader::OfProvider();
+    auto missing = std::make_unique<test::missing_common_folder>();
+    const host::provider_module module(tests::BuiltProviderPath().wstring());
+    (void)module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr);
+    missing = nullptr;
+    EXPECT_THAT(log.Lines(), testing::IsEmpty()) << "this line is lost";
+
+    std::thread([&] { (void)module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr); }).join();
+    (void)module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr);
+    EXPECT_EQ(log.Count(kManagerCategory, "TSPI_lineNegotiateExtVersion"), 2u);
+    EXPECT_EQ(log.Lines().size(), 2u);
 }
 
 }  // namespace

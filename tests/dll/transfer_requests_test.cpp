@@ -144,6 +144,7 @@ TEST_F(transfer_requests, dial_needs_a_known_call) {
     EXPECT_EQ(Dial(AsHandle<HDRVCALL>(0x4711), nullptr), kOperationFailed);
     EXPECT_THAT(log_.Texts(),
                 ElementsAre("LineMakeCallAsync: Line not found for driverCallHandle 0x00004711."));
+    EXPECT_EQ(ManagerLog(), log_.Texts());
 }
 
 TEST_F(transfer_requests, dial_needs_dial_tone_and_misses_it_before_a_destination) {
@@ -153,6 +154,7 @@ TEST_F(transfer_requests, dial_needs_dial_tone_and_misses_it_before_a_destinatio
     EXPECT_EQ(Dial(host_.Driver(call), nullptr), kNotInDialTone);
     EXPECT_THAT(log_.Texts(), ElementsAre("LineMakeCallAsync: Call is not in state dialtone",
                                           "LineMakeCallAsync: Call is not in state dialtone"));
+    EXPECT_EQ(ManagerLog(), log_.Texts());
 }
 
 TEST_F(transfer_requests, dial_works_in_dial_tone_only_once) {

@@ -171,6 +171,7 @@ TEST_F(version_box, is_logged_before_it_is_shown) {
     EXPECT_TRUE(seen.found);
     EXPECT_THAT(seen.log, ElementsAre("Show version info"));
     EXPECT_THAT(log_.Texts(), ElementsAre("Show version info"));
+    EXPECT_EQ(ManagerLog(), log_.Texts());
 }
 
 TEST_F(version_box, is_what_every_configuration_dialog_shows) {

@@ -54,6 +54,13 @@ TEST_F(line_manager_stop, LeavesNoLines) {
     EXPECT_EQ(manager_->FindLineByPermanentLineId(101), nullptr);
 }
 
+TEST_F(line_manager_stop, LeavesTheIndexByDeviceIdentifierToThoseWhoAreStillInside) {
+    const line* const first = LineOf(101);
+    manager_->Stop();
+    EXPECT_EQ(manager_->FindLineByDeviceId(5), first);
+    EXPECT_EQ(first->Name(), L"Desk 1");
+}
+
 TEST_F(line_manager_stop, TwiceDoesNothingTheSecondTime) {
     manager_->Stop();
     log_.Skip();

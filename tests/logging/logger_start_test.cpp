@@ -15,9 +15,9 @@
 
 #include "logging/logger.h"
 #include "platform/locks.h"
-#include "platform/unique_handle.h"
 #include "tests/logging/log_folder_helper.h"
 #include "tests/logging/logger_lock_helper.h"
+#include "tests/support/missing_common_folder.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
@@ -127,52 +127,13 @@ TEST_F(logger_start, TemporaryFolderLongerThanAPathLeavesItUnstartedAndALaterSta
     EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 written"));
 }
 
-/// Makes the shell's answer for the common application-data folder a folder that is not there, until it ends.
-class common_folder_that_is_missing {
-  public:
-    common_folder_that_is_missing() {
-        EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE,
-                                L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
-                                0, KEY_READ | KEY_WRITE, key_.put()),
-                  ERROR_SUCCESS);
-        size_ = sizeof(old_);
-        if (RegQueryValueExW(key_.get(), kValue, nullptr, &type_, old_, &size_) != ERROR_SUCCESS) {
-            size_ = 0;
-        }
-        constexpr wchar_t kMissing[] = L"C:\\no such folder\\anywhere";
-        EXPECT_EQ(RegSetValueExW(key_.get(), kValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(kMissing),
-                                 sizeof(kMissing)),
-                  ERROR_SUCCESS);
-    }
-    ~common_folder_that_is_missing() {
-        if (size_ == 0) {
-            RegDeleteValueW(key_.get(), kValue);
-        } else {
-            RegSetValueExW(key_.get(), kValue, 0, type_, old_, size_);
-        }
-    }
-    common_folder_that_is_missing(const common_folder_that_is_missing&) = delete;
-    common_folder_that_is_missing& operator=(const common_folder_that_is_missing&) = delete;
-
-  private:
-    static constexpr wchar_t kValue[] = L"Common AppData";
-    unique_registry_key key_;
-    BYTE old_[1024] = {};
-    DWORD size_ = 0;
-    DWORD type_ = REG_SZ;
-};
-
-bool RunsUnderWine() {
-    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 TEST_F(logger_start, MissingApplicationDataFolderLeavesItUnstartedAndALaterStartTriesAgain) {
     if (!RunsUnderWine()) {
         GTEST_SKIP() << "would change the shell folders of a real machine";
     }
     constexpr wchar_t kName[] = L"Brivelnox.LoggerStartTest";
     {
-        const common_folder_that_is_missing missing;
+        const missing_common_folder missing;
         wchar_t found[MAX_PATH] = {};
         ASSERT_NE(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, found), S_OK);
         logger_.Start(true, kName);

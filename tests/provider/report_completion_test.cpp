@@ -36,6 +36,18 @@ TEST_F(report_completion, calls_the_procedure_and_logs_it) {
                 ElementsAre("AsyncCompletionProc: (dwRequestID: 0x00001234, lResult: 0x80000048)"));
 }
 
+TEST_F(report_completion, is_logged_before_tapi_is_told) {
+    const auto manager = MakeManager();
+    std::size_t logged = 0;
+    completions_.SetReaction([&] {
+        logged = log_.Count(kManagerCategory,
+                            "AsyncCompletionProc: (dwRequestID: 0x00000001, lResult: 0x00000000)");
+    });
+    log_.Skip();
+    manager->ReportCompletion(1, 0);
+    EXPECT_EQ(logged, 1U);
+}
+
 TEST_F(report_completion, does_nothing_at_all_before_tapi_has_told_its_procedure) {
     const auto manager = telephony_manager::Create(5, KeepLines());
     log_.Skip();
@@ -108,6 +120,32 @@ TEST_F(report_completion, fails_once_the_lines_have_been_stopped) {
     EXPECT_THAT(ManagerLog(), ElementsAre("LineHoldCall: Caught Exception!"));
 }
 
+TEST_F(report_completion, that_shutdown_makes_impossible_keeps_a_call_from_being_placed) {
+    const auto manager = MakeManager();
+    HDRVCALL consultation = nullptr;
+    HDRVCALL const call = MakeCall(*manager);
+    ASSERT_EQ(manager->LineSetupTransfer(2, call, nullptr, &consultation), 2);
+    ASSERT_TRUE(service_.WaitForRequests(2, std::chrono::seconds(10)));
+    const std::size_t requests = service_.Requests().size();
+    const std::size_t messages = tapi_.Count();
+    // The moment in which the way to TAPI is shut already and the link still stands.
+    lines_->EventLock().Shut();
+    HDRVCALL unused = nullptr;
+    EXPECT_EQ(manager->LineMakeCall(3, AsHandle<HDRVLINE>(1), AsHandle<HTAPICALL>(0xC2), &unused, L"4711", 0),
+              kOperationFailed);
+    EXPECT_EQ(manager->LineDial(4, consultation, L"4712", 0), kOperationFailed);
+    HDRVCALL second = nullptr;
+    EXPECT_EQ(manager->LineSetupTransfer(5, call, nullptr, &second), kOperationFailed);
+    EXPECT_EQ(unused, nullptr);
+    EXPECT_EQ(second, nullptr);
+    // A request that does go out shows that none did before it.
+    lines_->Calls().DropCall(reinterpret_cast<std::uint64_t>(call));
+    ASSERT_TRUE(service_.WaitForRequests(requests + 1, std::chrono::seconds(10)));
+    EXPECT_THAT(service_.Requests().back(), testing::HasSubstr("<hangupCall"));
+    EXPECT_EQ(service_.Requests().size(), requests + 1);
+    EXPECT_EQ(tapi_.Count(), messages);
+}
+
 TEST_F(report_completion, of_each_request_comes_once) {
     const auto manager = MakeManager();
     HDRVCALL const call = MakeCall(*manager);
@@ -127,6 +165,31 @@ TEST_F(report_completion, of_each_request_comes_once) {
         expected.emplace_back(id, 0);
     }
     EXPECT_EQ(completions_.Completions(), expected);
+}
+
+TEST_F(report_completion, comes_when_the_handle_of_a_new_call_is_written) {
+    const auto manager = MakeManager();
+    HDRVCALL call = nullptr;
+    HDRVCALL told = nullptr;
+    completions_.SetReaction([&] { told = call; });
+    EXPECT_EQ(manager->LineMakeCall(1, AsHandle<HDRVLINE>(1), nullptr, &call, L"4711", 0), 1);
+    EXPECT_EQ(told, AsHandle<HDRVCALL>(1));
+    EXPECT_EQ(manager->LineSetupTransfer(2, told, nullptr, &call), 2);
+    EXPECT_EQ(told, AsHandle<HDRVCALL>(2));
+}
+
+TEST_F(report_completion, of_a_transfers_setup_is_its_result_whatever_goes_wrong_afterwards) {
+    const auto manager = MakeManager();
+    HDRVCALL const call = MakeCall(*manager);
+    // TAPI shuts down inside the completion: nobody can give the new call its dial tone.
+    completions_.SetReaction([&] { manager->CleanUp(); });
+    log_.Skip();
+    HDRVCALL consultation = nullptr;
+    EXPECT_EQ(manager->LineSetupTransfer(2, call, nullptr, &consultation), 2);
+    EXPECT_EQ(completions_.Completions().back(), (completion{2, 0}));
+    EXPECT_THAT(ManagerLog(),
+                ElementsAre("AsyncCompletionProc: (dwRequestID: 0x00000002, lResult: 0x00000000)",
+                            "Brivelnox TSP: CleanUp"));
 }
 
 TEST_F(report_completion, is_not_made_for_synchronous_requests) {

@@ -28,6 +28,7 @@ class retired_lines : public manager_fixture {
 TEST_F(retired_lines, are_missed_by_dial) {
     EXPECT_EQ(manager_->LineDial(77, consultation_, L"4712", 0), kInvalidAddress);
     EXPECT_THAT(log_.Texts(), ElementsAre("LineMakeCallAsync: No line related to call."));
+    EXPECT_EQ(ManagerLog(), log_.Texts());
 }
 
 TEST_F(retired_lines, are_missed_by_dial_after_everything_else) {

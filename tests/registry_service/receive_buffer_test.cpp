@@ -158,6 +158,15 @@ TEST_F(receive_buffer_test, BytesAroundAMessageDoNotGrowTogetherToATag) {
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>b</msg>"));
 }
 
+TEST_F(receive_buffer_test, BytesAroundAMessageDoNotGrowTogetherToATagPieceByPiece) {
+    Take("<m<msg>a</msg>");
+    Take("s");
+    Take("g>");
+    EXPECT_FALSE(buffer_.HasStartTag());
+    Take("b</msg><msg>c</msg>");
+    EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>c</msg>"));
+}
+
 TEST_F(receive_buffer_test, StreamWithGarbageMayBeSplitAtEveryPosition) {
     const std::string stream = "<m<msg>a</msg>sg>?<msg>b</msg>";
     for (std::size_t split = 0; split <= stream.size(); ++split) {

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/registry_service/client_fixture_helper.h"
+#include "tests/registry_service/link_internals_helper.h"
 
 namespace brivelnox::test {
 namespace {
@@ -249,6 +250,25 @@ TEST_F(rs_tsp_client_connect, MissingAnswersToKeepAlivesDoNotEndTheConnection) {
     }
     EXPECT_TRUE(Client().IsConnected());
     EXPECT_FALSE(server_.HasWaitingConnection());
+}
+
+TEST_F(rs_tsp_client_connect, KeepAliveThatCannotBeSentEndsTheConnectionAndTheNextTickConnectsAgain) {
+    server_connection first = StartConnected();
+    ASSERT_EQ(shutdown(SocketOf(*CurrentConnectionOf(Client())).get(), SD_SEND), 0);
+    log_.Skip();
+    Client().KeepAliveTick();
+    EXPECT_FALSE(Client().IsConnected());
+    EXPECT_THAT(Logged(), IsEmpty()) << "this tick has done its work";
+    EXPECT_FALSE(server_.HasWaitingConnection());
+
+    Client().KeepAliveTick();
+    EXPECT_THAT(Logged(), ElementsAre("ReConnect", "Connect to port " + std::to_string(server_.Port())));
+    server_connection second = server_.Accept();
+    EXPECT_EQ(second.ReceiveThrough("</msg>"),
+              "<msg><request id='1'><GetClientRegistrations/></request></msg>");
+    // The number of the keep-alive that was lost is used up.
+    Client().KeepAliveTick();
+    EXPECT_EQ(second.ReceiveThrough("</msg>"), "<msg><request id='2'><KeepAlive/></request></msg>");
 }
 
 TEST_F(rs_tsp_client_connect, DroppedConnectionIsNotReportedUntilTheNextTick) {

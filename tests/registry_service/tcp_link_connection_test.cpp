@@ -235,6 +235,23 @@ TEST_F(tcp_link_connection, LinkDoesNotReconnectByItself) {
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
+TEST_F(tcp_link_connection, LinkThatNothingIsDerivedFromReceivesAndLosesItsPeerWithoutAWord) {
+    const auto plain = std::make_shared<tcp_link>();
+    plain->SetOwner(plain);
+    ASSERT_TRUE(plain->OpenLink(server_.Port()));
+    server_connection service = server_.Accept();
+    service.Send("garbage");
+    EXPECT_TRUE(log_.WaitFor("TcpLink", "No start tag", kSoon)) << "the reader is at work";
+    service.Send(Message("a") + Message("b"));
+    service.Close();
+    const stopwatch watch;
+    while (plain->IsConnected() && watch.Elapsed() < kSoon) {
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(plain->IsConnected());
+    EXPECT_THAT(log_.Texts(), ElementsAre("No start tag"));
+}
+
 // Closing.
 
 TEST_F(tcp_link_connection, CloseEndsTheConnectionAndTheReader) {

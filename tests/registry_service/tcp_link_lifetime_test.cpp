@@ -171,6 +171,78 @@ TEST_F(tcp_link_lifetime, LateCloseOfAnEarlierConnectionDoesNotInterruptTheMessa
     EXPECT_TRUE(link_->IsConnected());
 }
 
+TEST_F(tcp_link_lifetime, HandlerMayOpenTheLinkAgainAndWaitsOutTheReadersWaitForItsOwnThread) {
+    loopback_server other;
+    bool opened = false;
+    milliseconds took{0};
+    signal reopened;
+    link_->on_message = [&](const std::string& name) {
+        if (name == "again") {
+            const stopwatch watch;
+            opened = link_->OpenLink(other.Port());
+            took = watch.Elapsed();
+            reopened.Set();
+        }
+    };
+    server_connection first = Connect();
+    first.Send(Message("again") + Message("lost") + "<msg><unfinished>");
+    ASSERT_TRUE(reopened.Wait());
+    EXPECT_TRUE(opened);
+    EXPECT_GE(took, kReaderWait - milliseconds(500));
+    EXPECT_LE(took, kReaderWait + kSlack);
+    EXPECT_TRUE(first.WaitForPeerToClose());
+
+    // What lay behind the message that was being handled belongs to no connection any more.
+    server_connection second = other.Accept();
+    second.Send("</unfinished></msg>" + Message("next"));
+    EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("again", "next"));
+    EXPECT_TRUE(link_->IsConnected());
+    EXPECT_FALSE(link_->HasDisconnected());
+}
+
+TEST_F(tcp_link_lifetime, SecondOfTwoOpensAtTheSameTimeClosesTheConnectionOfTheFirst) {
+    // Somebody feeds the link and holds its lock, so both opens wait, and come one behind the other.
+    std::thread feeder([&] {
+        const std::string message = Message("fed");
+        link_->Feed(message.data(), message.size());
+    });
+    EXPECT_TRUE(in_handler_.Wait());
+    auto one = std::async(std::launch::async, [&] { return link_->OpenLink(server_.Port()); });
+    auto two = std::async(std::launch::async, [&] { return link_->OpenLink(server_.Port()); });
+    EXPECT_EQ(one.wait_for(milliseconds(200)), std::future_status::timeout);
+    EXPECT_EQ(two.wait_for(milliseconds(0)), std::future_status::timeout);
+    go_on_.Set();
+    feeder.join();
+    EXPECT_TRUE(one.get());
+    EXPECT_TRUE(two.get());
+    server_connection first = server_.Accept();
+    server_connection second = server_.Accept();
+    EXPECT_TRUE(first.WaitForPeerToClose(milliseconds(5000)));
+    EXPECT_TRUE(link_->SendText("hello"));
+    EXPECT_EQ(second.Receive(5), "hello");
+    second.Send(Message("a"));
+    EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("fed", "a"));
+}
+
+TEST_F(tcp_link_lifetime, HandlerMayCloseTheLinkAndWaitsOutTheReadersWaitForItsOwnThread) {
+    milliseconds took{0};
+    signal closed;
+    link_->on_message = [&](const std::string&) {
+        const stopwatch watch;
+        link_->CloseLink(true);
+        took = watch.Elapsed();
+        closed.Set();
+    };
+    server_connection service = Connect();
+    service.Send(Message("a") + Message("b"));
+    EXPECT_TRUE(service.WaitForPeerToClose());
+    ASSERT_TRUE(closed.Wait());
+    EXPECT_GE(took, kReaderWait - milliseconds(500));
+    EXPECT_LE(took, kReaderWait + kSlack);
+    EXPECT_FALSE(link_->IsConnected());
+    EXPECT_THAT(link_->Messages(), ElementsAre("a"));
+}
+
 TEST_F(tcp_link_lifetime, LinkThatIsGivenUpWhileAHandlerRunsIsFreedWhenTheHandlerReturns) {
     signal destroyed;
     std::thread::id destroyer;

@@ -1,6 +1,7 @@
 // Sending: from several threads at once, to a service that does not read, and on a connection that breaks
 // while a message of it is being handled.
 
+#include <atomic>
 #include <chrono>
 #include <map>
 #include <memory>
@@ -138,6 +139,35 @@ TEST_F(tcp_link_send, AnotherThreadMaySendWhileAHandlerRuns) {
     link_->CloseLink(true);
 }
 
+TEST_F(tcp_link_send, TextsSentWhileTheLinkIsClosedAndOpenedAgainArriveWholeOrNotAtAll) {
+    constexpr int kConnections = 25;
+    const std::string text = "<" + std::string(300, 'x') + ">";
+    std::atomic<bool> done = false;
+    std::vector<std::thread> senders;
+    for (int sender = 0; sender < 2; ++sender) {
+        senders.emplace_back([&] {
+            while (!done) {
+                if (!link_->SendText(text.c_str())) {
+                    std::this_thread::yield();
+                }
+            }
+        });
+    }
+    for (int number = 0; number < kConnections; ++number) {
+        server_connection service = Connect();
+        // Bytes of the connection before, or of a torn text, would stand in front.
+        EXPECT_EQ(service.ReceiveThrough(">"), text) << number;
+        link_->CloseLink(true);
+        EXPECT_FALSE(link_->IsConnected()) << number;
+        EXPECT_TRUE(service.WaitForPeerToClose()) << number;
+    }
+    done = true;
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
+    EXPECT_FALSE(link_->SendText(text.c_str()));
+}
+
 TEST_F(tcp_link_send, FailedSendClosesTheLink) {
     server_connection service = Connect();
     service.Reset();
@@ -158,7 +188,7 @@ TEST_F(tcp_link_send, ServiceThatDoesNotReadMakesASendFailInsteadOfWaiting) {
 
 // The link is closed by a failed send while the reader is inside a handler.
 
-TEST_F(tcp_link_send, FailedSendInsideAHandlerReturnsWithinTheReadersWaitAndDropsTheRest) {
+TEST_F(tcp_link_send, FailedSendInsideAHandlerWaitsOutTheReadersWaitForItsOwnThreadAndDropsTheRest) {
     std::shared_ptr<server_connection> service;
     milliseconds took{0};
     signal handled;
@@ -175,6 +205,7 @@ TEST_F(tcp_link_send, FailedSendInsideAHandlerReturnsWithinTheReadersWaitAndDrop
     connected.Set();
     service->Send(Message("a") + Message("b") + "<msg><c/>");
     ASSERT_TRUE(handled.Wait());
+    EXPECT_GE(took, kReaderWait - milliseconds(500));
     EXPECT_LE(took, kReaderWait + kSlack);
     EXPECT_FALSE(link_->IsConnected());
 

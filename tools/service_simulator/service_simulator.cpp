@@ -206,10 +206,7 @@ void service_simulator::AcceptLoop(SOCKET listener, HANDLE accepted) {
 void service_simulator::Adopt(unique_socket socket) {
     connection_list closed;  // released after the lock
     const std::lock_guard lock(mutex_);
-    const auto open_end = std::stable_partition(connections_.begin(), connections_.end(),
-                                                [](const auto& each) { return !each->Closed(); });
-    closed.assign(std::make_move_iterator(open_end), std::make_move_iterator(connections_.end()));
-    connections_.erase(open_end, connections_.end());
+    closed = TakeClosedLocked();
     connection::callbacks handlers;
     handlers.on_message = [this](connection& from, const std::string& text) { OnMessage(from, text); };
     handlers.on_drained = [this] { Notify(); };
@@ -219,6 +216,20 @@ void service_simulator::Adopt(unique_socket socket) {
     connections_.push_back(std::make_shared<connection>(accepted_, std::move(socket), reading_paused_, log_,
                                                         std::move(handlers)));
     changed_.notify_all();
+}
+
+service_simulator::connection_list service_simulator::TakeClosedLocked() {
+    const auto open_end = std::stable_partition(connections_.begin(), connections_.end(),
+                                                [](const auto& each) { return !each->Closed(); });
+    connection_list closed(std::make_move_iterator(open_end), std::make_move_iterator(connections_.end()));
+    connections_.erase(open_end, connections_.end());
+    return closed;
+}
+
+void service_simulator::ForgetClosedConnections() {
+    connection_list closed;  // released after the lock, which their threads may be waiting for
+    const std::lock_guard lock(mutex_);
+    closed = TakeClosedLocked();
 }
 
 void service_simulator::Notify() {

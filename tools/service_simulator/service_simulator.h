@@ -104,6 +104,10 @@ class service_simulator {
     /// Until no connection is open.
     bool WaitForNoConnection(milliseconds timeout);
 
+    /// Gives up what is still held of connections that have ended, which otherwise happens with the next one:
+    /// for whoever counts handles. Must not be called from an observer.
+    void ForgetClosedConnections();
+
     /// Ends every open connection, behind what is queued for it or at once.
     void DropConnections(drop_kind kind);
     void DropConnectionsNow(drop_kind kind);
@@ -207,6 +211,7 @@ class service_simulator {
     void Adopt(unique_socket socket);
     void StopListeningLocked();
     void CloseConnections();
+    connection_list TakeClosedLocked();
     void OnMessage(connection& from, const std::string& text);
     void Notify();
     void Record(std::size_t connection_number, const std::string& text, request parsed,

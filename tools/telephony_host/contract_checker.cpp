@@ -217,6 +217,14 @@ void contract_checker::CallWithdrawn(HTAPICALL call) {
     ForgetCall(found);
 }
 
+void contract_checker::CallClosing(HTAPICALL call) {
+    const std::lock_guard lock(mutex_);
+    const auto found = calls_.find(call);
+    if (found != calls_.end()) {
+        found->second.closing = true;
+    }
+}
+
 void contract_checker::CallClosed(HTAPICALL call) {
     const std::lock_guard lock(mutex_);
     const auto found = calls_.find(call);
@@ -228,7 +236,7 @@ void contract_checker::CallClosed(HTAPICALL call) {
 void contract_checker::JudgeCalls(const std::set<HTAPICALL>& calls, const char* when) {
     for (const HTAPICALL each : calls) {
         const auto found = calls_.find(each);
-        if (found == calls_.end() || found->second.idle) {
+        if (found == calls_.end() || found->second.idle || found->second.closing) {
             continue;
         }
         // A call of the application's whose first state found the line closed was never heard of again.

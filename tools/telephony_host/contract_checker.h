@@ -97,6 +97,9 @@ class contract_checker {
     void CallNumbered(HTAPICALL call, HDRVCALL driver);
     /// The request that the handle was given to was refused: nothing may have been sent for it.
     void CallWithdrawn(HTAPICALL call);
+    /// Before TSPI_lineCloseCall is called. From here on nobody waits for the call to end, although messages
+    /// for it may still come.
+    void CallClosing(HTAPICALL call);
     /// After TSPI_lineCloseCall returned.
     void CallClosed(HTAPICALL call);
 
@@ -135,6 +138,7 @@ class contract_checker {
         DWORD last_state = 0;
         bool by_provider = false;
         bool idle = false;
+        bool closing = false;
         std::size_t messages = 0;
     };
     struct closing_record {

@@ -126,7 +126,7 @@ void telephony_host::UpdateModel(tapi_event& event) {
     if (event.kind == event_kind::kCompletion) {
         const std::lock_guard lock(mutex_);
         completions_[event.request_id] = event.result;
-        if (completions_.size() > kKeptCompletions) {
+        if (completions_.size() > options_.kept_completions) {
             completions_.erase(completions_.begin());
         }
         return;

@@ -110,6 +110,7 @@ std::optional<LONG> telephony_host::WaitForCompletion(DRV_REQUESTID id, millisec
 }
 
 LONG telephony_host::CloseCall(HTAPICALL call) {
+    checker_.CallClosing(call);
     const LONG returned = module_.TSPI_lineCloseCall(Driver(call));
     checker_.CallClosed(call);
     const std::lock_guard lock(mutex_);

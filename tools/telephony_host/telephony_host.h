@@ -69,6 +69,8 @@ struct host_options {
     bool negotiate_every_device = true;
     /// LINE_NEWCALL is answered with no handle, as when no application owns the line.
     bool refuse_new_calls = false;
+    /// How many completions are remembered for WaitForCompletion, the newest.
+    std::size_t kept_completions = 100000;
 };
 
 /// A line device that the host knows.
@@ -231,8 +233,6 @@ class telephony_host {
 
     class callback_guard;
 
-    static constexpr std::size_t kKeptCompletions = 100000;
-
     static void CALLBACK CompletionProcedure(DRV_REQUESTID id, LONG result);
     static void CALLBACK LineEventProcedure(HTAPILINE line, HTAPICALL call, DWORD message, DWORD_PTR param1,
                                             DWORD_PTR param2, DWORD_PTR param3);
@@ -271,7 +271,7 @@ class telephony_host {
     DWORD next_created_device_ = 0;
     std::unordered_map<HTAPILINE, line_entry> lines_;
     std::map<HTAPICALL, call_view> calls_;
-    std::map<DRV_REQUESTID, LONG> completions_;  // the newest kKeptCompletions
+    std::map<DRV_REQUESTID, LONG> completions_;  // the newest, as the options say
     DRV_REQUESTID next_request_ = 1;
     std::shared_ptr<const event_hook> hook_;
     std::deque<DWORD> to_create_;

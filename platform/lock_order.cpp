@@ -1,0 +1,169 @@
+#include "platform/lock_order.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+namespace brivelnox {
+
+namespace lock_order {
+
+namespace {
+
+bool Holds(std::span<const held_lock> held, lock_rank rank) {
+    return std::any_of(held.begin(), held.end(), [&](const held_lock& each) { return each.rank == rank; });
+}
+
+bool IsOfLines(lock_rank rank) {
+    return rank == lock_rank::lines || rank == lock_rank::line;
+}
+
+}  // namespace
+
+const held_lock* FindBreach(std::span<const held_lock> held, lock_rank wanted) {
+    const bool inside_callback = Holds(held, lock_rank::event);
+    for (const held_lock& each : held) {
+        const bool may_follow =
+            wanted == lock_rank::event ? each.rank < lock_rank::lines : each.rank < wanted;
+        const bool is_exempt = inside_callback && IsOfLines(wanted) && each.rank <= lock_rank::event;
+        if (!may_follow && !is_exempt) {
+            return &each;
+        }
+    }
+    return nullptr;
+}
+
+const held_lock* FindCallbackBreach(std::span<const held_lock> held) {
+    const auto found = std::find_if(held.begin(), held.end(),
+                                    [](const held_lock& each) { return each.rank > lock_rank::event; });
+    return found == held.end() ? nullptr : &*found;
+}
+
+const char* Name(lock_rank rank) {
+    static constexpr std::array<const char*, 8> kNames = {
+        "creation lock", "shutdown lock", "link lock", "lines lock",
+        "line's lock",   "event lock",    "leaf lock", "log's lock",
+    };
+    return kNames[static_cast<std::size_t>(rank)];
+}
+
+}  // namespace lock_order
+
+#if !defined(NDEBUG)
+
+namespace {
+
+using lock_order::held_lock;
+
+constexpr std::size_t kMaximumHeld = 16;
+constexpr ULONG kMaximumFrames = 24;
+
+struct stack_trace {
+    std::array<void*, kMaximumFrames> frames;
+    USHORT count;
+
+    void Capture() { count = RtlCaptureStackBackTrace(1, kMaximumFrames, frames.data(), nullptr); }
+
+    void Print(const char* title) const {
+        std::fprintf(stderr, "  %s:\n", title);
+        // Offsets from a function of this module, so that a loaded DLL's addresses can be found in its
+        // symbols.
+        const char* const origin = reinterpret_cast<const char*>(&lock_order::FindBreach);
+        for (USHORT i = 0; i < count; ++i) {
+            std::fprintf(stderr, "    %p (lock_order::FindBreach %+lld)\n", frames[i],
+                         static_cast<long long>(static_cast<const char*>(frames[i]) - origin));
+        }
+    }
+};
+
+/// What one thread holds, in the order in which it took it.
+struct thread_locks {
+    std::array<held_lock, kMaximumHeld> locks;
+    std::array<std::uint32_t, kMaximumHeld> times;  // how often the thread has taken the lock
+    std::array<stack_trace, kMaximumHeld> taken_at;
+    std::size_t count;
+
+    [[nodiscard]] std::span<const held_lock> Held() const { return {locks.data(), count}; }
+    [[nodiscard]] std::size_t Find(const void* lock) const {
+        const auto held = Held();
+        const auto found =
+            std::find_if(held.begin(), held.end(), [&](const held_lock& each) { return each.lock == lock; });
+        return static_cast<std::size_t>(found - held.begin());
+    }
+};
+
+// Without a constructor or destructor: usable while a thread begins and ends.
+thread_local thread_locks own_locks = {};
+
+[[noreturn]] void Stop(const char* what, lock_rank wanted, const held_lock* breached) {
+    std::fprintf(stderr, "==== order of locks: %s %s", what, lock_order::Name(wanted));
+    if (breached != nullptr) {
+        std::fprintf(stderr, " with the %s %p held\n", lock_order::Name(breached->rank), breached->lock);
+        own_locks.taken_at[static_cast<std::size_t>(breached - own_locks.locks.data())].Print(
+            "which was taken here");
+    } else {
+        std::fprintf(stderr, "\n");
+    }
+    stack_trace here;
+    here.Capture();
+    here.Print("and here is the thread now");
+    std::fflush(stderr);
+    std::abort();
+}
+
+}  // namespace
+
+void lock_watch::BeforeWait() const {
+    if (own_locks.Find(this) != own_locks.count) {
+        return;
+    }
+    const held_lock* const breached = lock_order::FindBreach(own_locks.Held(), rank_);
+    if (breached != nullptr) {
+        Stop("a thread waits for a", rank_, breached);
+    }
+}
+
+void lock_watch::Taken() const {
+    thread_locks& own = own_locks;
+    const std::size_t at = own.Find(this);
+    if (at == own.count) {
+        if (at == kMaximumHeld) {
+            Stop("a thread holds too many locks, the last is a", rank_, nullptr);
+        }
+        own.locks[at] = {this, rank_};
+        own.times[at] = 0;
+        own.taken_at[at].Capture();
+        ++own.count;
+    }
+    ++own.times[at];
+}
+
+void lock_watch::Released() const {
+    thread_locks& own = own_locks;
+    const std::size_t at = own.Find(this);
+    if (at == own.count) {
+        Stop("a thread gives up what it does not hold, a", rank_, nullptr);
+    }
+    if (--own.times[at] != 0) {
+        return;
+    }
+    std::move(own.locks.begin() + at + 1, own.locks.begin() + own.count, own.locks.begin() + at);
+    std::move(own.times.begin() + at + 1, own.times.begin() + own.count, own.times.begin() + at);
+    std::move(own.taken_at.begin() + at + 1, own.taken_at.begin() + own.count, own.taken_at.begin() + at);
+    --own.count;
+}
+
+void lock_order::BeforeCallback() {
+    const held_lock* const breached = FindCallbackBreach(own_locks.Held());
+    if (breached != nullptr) {
+        Stop("TAPI is called inside the", lock_rank::event, breached);
+    }
+    if (!Holds(own_locks.Held(), lock_rank::event)) {
+        Stop("TAPI is called without the", lock_rank::event, nullptr);
+    }
+}
+
+#endif
+
+}  // namespace brivelnox

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace brivelnox {
+
+/// Where a lock stands in the order in which locks are taken. docs/architecture.md tells which lock has which
+/// rank and why.
+enum class lock_rank : std::uint8_t {
+    creation,  // the making of the telephony manager
+    shutdown,  // the shutting down of the provider
+    link,      // the TCP link
+    lines,     // the line manager
+    line,      // one line
+    event,     // everything that is told to TAPI
+    leaf,      // few lines of code that call nothing outside their own class, but for the log
+    log,       // the logger: taken last by everybody
+};
+
+/// The rules for the order of locks, checked while the program runs. Only debug builds (without NDEBUG) do
+/// so: there a lock that is waited for in the wrong order, or a callback that is made with a lock that must
+/// not be held, ends the program with the stacks of both places. Waits with a bound are not judged, nor is
+/// trying: neither can lock up.
+namespace lock_order {
+
+/// A lock that a thread holds.
+struct held_lock {
+    const void* lock;
+    lock_rank rank;
+};
+
+/// The first of the `held` locks with which a thread must not wait for a lock of the rank `wanted`, or null.
+/// A thread never waits for a lock of its own, so `held` is without the wanted lock.
+///
+/// The order is that of lock_rank, and of two locks of the same rank none may be waited for with the other
+/// held. There are two exceptions, which belong together: nobody waits for the event lock with the lines lock
+/// or a line's lock held; therefore somebody who has the event lock, inside a callback, may wait for these.
+const held_lock* FindBreach(std::span<const held_lock> held, lock_rank wanted);
+
+/// The first of the `held` locks with which TAPI must not be called, or null.
+const held_lock* FindCallbackBreach(std::span<const held_lock> held);
+
+/// The name of a rank, for the report.
+const char* Name(lock_rank rank);
+
+#if defined(NDEBUG)
+inline constexpr bool kIsChecked = false;
+inline void BeforeCallback() {}
+#else
+inline constexpr bool kIsChecked = true;
+/// The calling thread is about to call a procedure of TAPI. Ends the program when it holds a lock that must
+/// not be held then, or does not hold the event lock.
+void BeforeCallback();
+#endif
+
+}  // namespace lock_order
+
+/// What a lock tells the check about itself. Without the check it is empty and does nothing.
+class lock_watch {
+  public:
+#if defined(NDEBUG)
+    explicit lock_watch(lock_rank) {}
+    void BeforeWait() const {}
+    void Taken() const {}
+    void Released() const {}
+#else
+    explicit lock_watch(lock_rank rank) : rank_(rank) {}
+    /// The calling thread is about to wait for the lock without a bound. Ends the program when it must not.
+    void BeforeWait() const;
+    /// The calling thread has got the lock, however it came by it; once more, if it had it already.
+    void Taken() const;
+    /// The calling thread is about to give the lock up, once.
+    void Released() const;
+
+#endif
+    /// Notes the end of an attempt, and returns whether it was successful.
+    bool TakenIf(bool is_successful) const {
+        if (is_successful) {
+            Taken();
+        }
+        return is_successful;
+    }
+
+#if !defined(NDEBUG)
+  private:
+    lock_rank rank_;
+#endif
+};
+
+}  // namespace brivelnox

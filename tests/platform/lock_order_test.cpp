@@ -1,0 +1,149 @@
+// The rules for the order of locks, and what a debug build does when one is broken.
+
+#include "platform/lock_order.h"
+
+#include <array>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/locks.h"
+
+namespace brivelnox {
+namespace {
+
+using lock_order::held_lock;
+
+constexpr std::array<lock_rank, 8> kRanks = {
+    lock_rank::creation, lock_rank::shutdown, lock_rank::link, lock_rank::lines,
+    lock_rank::line,     lock_rank::event,    lock_rank::leaf, lock_rank::log,
+};
+
+bool IsAllowed(const std::vector<lock_rank>& held, lock_rank wanted) {
+    std::vector<held_lock> locks;
+    for (const lock_rank rank : held) {
+        locks.push_back({nullptr, rank});
+    }
+    return lock_order::FindBreach(locks, wanted) == nullptr;
+}
+
+TEST(lock_order, AThreadWithoutLocksMayWaitForAny) {
+    for (const lock_rank wanted : kRanks) {
+        EXPECT_TRUE(IsAllowed({}, wanted)) << lock_order::Name(wanted);
+    }
+}
+
+TEST(lock_order, LocksAreWaitedForInTheirOrderOnly) {
+    // The event lock has rules of its own.
+    for (const lock_rank held : kRanks) {
+        for (const lock_rank wanted : kRanks) {
+            if (held != lock_rank::event && wanted != lock_rank::event) {
+                EXPECT_EQ(IsAllowed({held}, wanted), held < wanted)
+                    << lock_order::Name(wanted) << " with the " << lock_order::Name(held);
+            }
+        }
+    }
+}
+
+TEST(lock_order, NobodyWaitsForTheEventLockWithALockThatACallbackMayNeed) {
+    EXPECT_FALSE(IsAllowed({lock_rank::lines}, lock_rank::event));
+    EXPECT_FALSE(IsAllowed({lock_rank::line}, lock_rank::event));
+    EXPECT_FALSE(IsAllowed({lock_rank::leaf}, lock_rank::event));
+    EXPECT_TRUE(IsAllowed({lock_rank::link}, lock_rank::event));
+    EXPECT_TRUE(IsAllowed({lock_rank::creation, lock_rank::shutdown, lock_rank::link}, lock_rank::event));
+}
+
+TEST(lock_order, InsideACallbackAnyLineMayBeAskedFor) {
+    EXPECT_TRUE(IsAllowed({lock_rank::event}, lock_rank::lines));
+    EXPECT_TRUE(IsAllowed({lock_rank::event}, lock_rank::line));
+    EXPECT_TRUE(
+        IsAllowed({lock_rank::link, lock_rank::lines, lock_rank::line, lock_rank::event}, lock_rank::lines));
+    EXPECT_TRUE(IsAllowed({lock_rank::line, lock_rank::event}, lock_rank::line));
+}
+
+TEST(lock_order, InsideACallbackTheOtherLocksKeepTheirOrder) {
+    EXPECT_FALSE(IsAllowed({lock_rank::event}, lock_rank::link));
+    EXPECT_FALSE(IsAllowed({lock_rank::event}, lock_rank::creation));
+    EXPECT_FALSE(IsAllowed({lock_rank::event, lock_rank::leaf}, lock_rank::line));
+    EXPECT_FALSE(IsAllowed({lock_rank::event}, lock_rank::event)) << "there is one event lock only";
+    EXPECT_TRUE(IsAllowed({lock_rank::event}, lock_rank::leaf));
+}
+
+TEST(lock_order, TheBreachIsTheFirstLockThatForbidsTheWait) {
+    const std::array<held_lock, 3> held = {
+        held_lock{nullptr, lock_rank::link}, {nullptr, lock_rank::line}, {nullptr, lock_rank::leaf}};
+    EXPECT_EQ(lock_order::FindBreach(held, lock_rank::lines), &held[1]);
+}
+
+TEST(lock_order, TapiIsNotCalledWithALeafOrTheLogsLock) {
+    for (const lock_rank rank : kRanks) {
+        const std::array<held_lock, 2> held = {held_lock{nullptr, lock_rank::link}, {nullptr, rank}};
+        const bool is_allowed = rank != lock_rank::leaf && rank != lock_rank::log;
+        EXPECT_EQ(lock_order::FindCallbackBreach(held), is_allowed ? nullptr : &held[1])
+            << lock_order::Name(rank);
+    }
+}
+
+class checked_locks : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (!lock_order::kIsChecked) {
+            GTEST_SKIP() << "a release build does not check the order of locks while it runs";
+        }
+        testing::FLAGS_gtest_death_test_style = "threadsafe";
+    }
+
+    recursive_mutex lines_{lock_rank::lines};
+    recursive_mutex line_{lock_rank::line};
+    recursive_mutex event_{lock_rank::event};
+    mutex leaf_;
+};
+
+using checked_locks_death_test = checked_locks;
+
+TEST_F(checked_locks_death_test, WrongOrderEndsTheProgramWithBothStacks) {
+    const auto take = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+        const lock_guard first(line_);
+        const lock_guard second(lines_);
+    };
+    EXPECT_DEATH(
+        take(),
+        "a thread waits for a lines lock with the line's lock .* held(.|\n)*which was taken here(.|\n)*and here "
+        "is the thread now");
+}
+
+TEST_F(checked_locks_death_test, CallbackWithALeafEndsTheProgram) {
+    const auto call = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+        const lock_guard event(event_);
+        const lock_guard leaf(leaf_);
+        lock_order::BeforeCallback();
+    };
+    EXPECT_DEATH(call(), "TAPI is called inside the event lock with the leaf lock .* held");
+}
+
+TEST_F(checked_locks_death_test, CallbackWithoutTheEventLockEndsTheProgram) {
+    EXPECT_DEATH(lock_order::BeforeCallback(), "TAPI is called without the event lock");
+}
+
+TEST_F(checked_locks, TheRightOrderAndTakingALockAgainAreNoBreach) {
+    for (int round = 0; round < 3; ++round) {
+        const lock_guard lines(lines_);
+        const lock_pair_guard both(line_, event_);
+        const lock_guard lines_again(lines_);
+        const lock_guard leaf(leaf_);
+    }
+    const lock_guard event(event_);
+    lock_order::BeforeCallback();
+    const lock_guard line(line_);
+    SUCCEED() << "a breach ends the program";
+}
+
+TEST_F(checked_locks, TryingIsNotJudged) {
+    const lock_guard line(line_);
+    ASSERT_TRUE(lines_.try_lock());
+    const lock_guard adopted(lines_, std::adopt_lock);
+}
+
+}  // namespace
+}  // namespace brivelnox
