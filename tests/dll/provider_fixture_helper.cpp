@@ -109,6 +109,14 @@ std::vector<std::string> open_line::RequestsSince(std::size_t since) {
     }
     (void)host_.Drop(closing.call);
     (void)host_.CloseCall(closing.call);
+    if (last) {
+        // What the closing call sends must not be taken for the test's own next request.
+        const auto is_its_end = [&](const simulator::received_message& message) {
+            return message.parsed.kind == simulator::request_kind::kHangupCall &&
+                   message.parsed.client_call_id == last->parsed.client_call_id;
+        };
+        (void)service_.WaitForMessage(is_its_end, kSoon, since);
+    }
     return texts;
 }
 
