@@ -55,9 +55,9 @@ std::shared_ptr<tapi_call> call_manager::FindCall(std::uint64_t driver_call_hand
     return found != calls_.end() ? found->second : nullptr;
 }
 
-void call_manager::RemoveCall(const tapi_call& call) {
+bool call_manager::RemoveCall(const tapi_call& call) {
     const lock_guard guard(lock_);
-    calls_.erase(call.DriverCallHandle());
+    return calls_.erase(call.DriverCallHandle()) != 0;
 }
 
 call_manager::line_of_call call_manager::FindWithLine(std::uint64_t driver_call_handle) const {
@@ -130,7 +130,11 @@ void call_manager::CloseCall(std::uint64_t handle) {
         return;
     }
     call->SetState(LINECALLSTATE_IDLE, 0, false);
-    RemoveCall(*call);
+    if (!RemoveCall(*call)) {
+        // Another thread has closed it meanwhile. The softphone may have the id again, for the line's next
+        // call.
+        return;
+    }
     if (line* const owning_line = call->Line()) {
         owning_line->RemoveCall(*call);
     }

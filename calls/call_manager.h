@@ -43,8 +43,8 @@ class call_manager {
 
     /// The call with this driver call handle, or null.
     [[nodiscard]] std::shared_ptr<tapi_call> FindCall(std::uint64_t driver_call_handle) const;
-    /// Takes the call out of the index.
-    void RemoveCall(const tapi_call& call);
+    /// Takes the call out of the index. Returns false if it is not there any more.
+    bool RemoveCall(const tapi_call& call);
 
     // The call requests of TAPI. An unknown handle, or a call that has no line any more, ends the request
     // silently, except where said.

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <thread>
 
 #include <tspi.h>
 
@@ -28,6 +29,34 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using namespace std::chrono_literals;
+
+using one_line = line_fixture;
+
+TEST_F(one_line, CallClosedByTwoThreadsLeavesTheNextOneOfItsId) {
+    Open();
+    const auto call = CallInState(LINECALLSTATE_CONNECTED, L"id-1");
+    const auto held_before = call.use_count();
+    std::unique_ptr<worker> late;
+    {
+        const lock_guard events(events_);
+        // Has found the call, and waits for the lock in order to end it.
+        late = std::make_unique<worker>([&] { calls_.CloseCall(call->DriverCallHandle()); });
+        const auto deadline = std::chrono::steady_clock::now() + kSoon;
+        while (call.use_count() == held_before && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::yield();
+        }
+        calls_.CloseCall(call->DriverCallHandle());
+        line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    }
+    ASSERT_TRUE(late->FinishesWithin(kSoon));
+    EXPECT_EQ(line_.ActiveCallCount(), 1U);
+    tapi_.Clear();
+    line_.Close();
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(CallState(kTapiLine, tapi_recorder::kFirstCallHandle, LINECALLSTATE_DISCONNECTED,
+                                      LINEDISCONNECTMODE_CANCELLED),
+                            CallState(kTapiLine, tapi_recorder::kFirstCallHandle, LINECALLSTATE_IDLE)));
+}
 
 class two_lines : public line_fixture {
   protected:

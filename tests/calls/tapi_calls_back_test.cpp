@@ -280,6 +280,26 @@ TEST_F(reset_under_changes, ClosingTheLineAgainInsideItEndsEveryCallOnce) {
     EXPECT_FALSE(line_.IsOpen());
 }
 
+TEST_F(reset_under_changes, NoCallIsMadeInsideTheClosingOfItsLine) {
+    (void)CallInState(LINECALLSTATE_CONNECTED);
+    std::uint64_t made = 0;
+    InsideState(LINECALLSTATE_DISCONNECTED, [&] {
+        EXPECT_THROW(line_.MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made), std::runtime_error);
+        EXPECT_THROW(calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC3), made), std::runtime_error);
+    });
+    line_.Close();
+    // Nothing is left that TAPI would wait for to end.
+    EXPECT_THAT(tapi_.Events(), ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED, kCancelled),
+                                            State(0xC1, LINECALLSTATE_IDLE)));
+    EXPECT_THAT(requests_.Requests(), IsEmpty());
+    EXPECT_EQ(made, 0u);
+    // Open again it takes calls again.
+    tapi_.SetReaction({});
+    Open();
+    line_.MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made);
+    EXPECT_NE(made, 0u);
+}
+
 TEST_F(reset_under_changes, ACallThatAppearsInsideItDoesNotDisturbTheOthers) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"a", 0xC1);
     (void)CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);

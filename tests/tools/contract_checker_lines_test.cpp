@@ -61,6 +61,15 @@ TEST_F(ContractChecker, ReportsACallThatNeverGotAState) {
     EXPECT_BREACH("had not ended IDLE");
 }
 
+TEST_F(ContractChecker, AllowsACallThatIsJustBeingClosedWhenItsLineIsClosed) {
+    Announce(kCall);
+    State(kCall, LINECALLSTATE_OFFERING);
+    checker_.CallClosing(kCall);
+    Close(kLine);
+    checker_.CallClosed(kCall);
+    EXPECT_KEPT();
+}
+
 TEST_F(ContractChecker, AllowsAnApplicationsCallThatTheProviderNeverHeardOf) {
     checker_.CallAnnounced(kCall, kLine, false);
     Close(kLine);

@@ -127,6 +127,16 @@ TEST_F(TelephonyHost, OpensAndClosesLines) {
     EXPECT_EQ(host_.DeviceOf(first), 0xFFFFFFFF);
 }
 
+TEST_F(TelephonyHost, ClosingALineAgainLeavesTheDeviceOpenUnderItsNewHandle) {
+    HTAPILINE const before = StartAndOpen();
+    EXPECT_EQ(host_.CloseLine(before), 0);
+    HTAPILINE const now = host_.OpenLine(1);
+    EXPECT_EQ(host_.CloseLine(before), 0);
+    HTAPICALL const call = provider_.SendNewCall(now, 1);
+    provider_.SendState(now, call, LINECALLSTATE_IDLE);
+    EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
+}
+
 TEST_F(TelephonyHost, TellsThatALineCouldNotBeOpened) {
     Start();
     LONG result = 1;

@@ -52,7 +52,9 @@ LONG telephony_host::Start() {
 }
 
 LONG telephony_host::Initialise() {
-    LONG result = NegotiateDevice(static_cast<DWORD>(INITIALIZE_NEGOTIATION), &version_);
+    DWORD version = 0;
+    LONG result = NegotiateDevice(static_cast<DWORD>(INITIALIZE_NEGOTIATION), &version);
+    version_ = version;
     DWORD lines = 0;
     DWORD phones = 0;
     if (result == 0) {
@@ -62,7 +64,7 @@ LONG telephony_host::Initialise() {
     }
     DWORD tspi_options = 0;
     if (result == 0) {
-        result = module_.TSPI_providerInit(version_, options_.permanent_provider_id, options_.device_id_base,
+        result = module_.TSPI_providerInit(version, options_.permanent_provider_id, options_.device_id_base,
                                            0, lines, phones, &CompletionProcedure, &tspi_options);
     }
     for (DWORD i = 0; result == 0 && i < lines; ++i) {
@@ -154,6 +156,10 @@ HTAPILINE telephony_host::OpenLine(DWORD device_id, LONG* result) {
 
 LONG telephony_host::CloseLine(HTAPILINE line) {
     const HDRVLINE driver = Driver(line);
+    if (driver == nullptr) {
+        // Nothing is closed by it, least of all the same device where it is open under another handle.
+        return module_.TSPI_lineClose(driver);
+    }
     checker_.LineClosing(line);
     const LONG returned = module_.TSPI_lineClose(driver);
     checker_.LineClosed(line);

@@ -18,6 +18,7 @@
 #include <windows.h>
 #include <winsock2.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -258,7 +259,7 @@ class telephony_host {
 
     const provider_module& module_;
     host_options options_;
-    DWORD version_ = 0;
+    std::atomic<DWORD> version_{0};  // negotiated at each start, while others may make requests
     contract_checker checker_;
     event_history history_;
 
