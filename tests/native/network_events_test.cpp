@@ -210,5 +210,32 @@ TEST(network_errors, PortWithoutAListenerRefusesTheConnection) {
     EXPECT_EQ(WSACleanup(), 0);
 }
 
+TEST_F(network_events, BrokenConnectionIsReportedWhileBytesAreStillUnread) {
+    Select(FD_READ | FD_CLOSE);
+    PeerSends("abc", 3);
+    ASSERT_TRUE(IsSignalled(kSoon));
+    ASSERT_EQ(Take().lNetworkEvents, FD_READ);
+    PeerResets();
+    ASSERT_TRUE(IsSignalled(kSoon));
+    const WSANETWORKEVENTS events = Take();
+    EXPECT_EQ(events.lNetworkEvents, FD_CLOSE);
+    EXPECT_EQ(events.iErrorCode[FD_CLOSE_BIT], WSAECONNRESET);
+    EXPECT_EQ(Receive(3), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAECONNRESET);
+}
+
+TEST_F(network_events, OrderlyEndIsNotReportedBeforeTheBytesAreReceived) {
+    Select(FD_READ | FD_CLOSE);
+    PeerSends("abc", 3);
+    ASSERT_TRUE(IsSignalled(kSoon));
+    ASSERT_EQ(Take().lNetworkEvents, FD_READ);
+    ASSERT_EQ(shutdown(socket_.get(), SD_SEND), 0);
+    peer_.reset();
+    EXPECT_FALSE(IsSignalled(50));
+    EXPECT_EQ(Receive(3), 3);
+    ASSERT_TRUE(IsSignalled(kSoon));
+    EXPECT_EQ(Take().lNetworkEvents, FD_CLOSE);
+}
+
 }  // namespace
 }  // namespace brivelnox::native

@@ -140,6 +140,9 @@ using LPLINECALLINFO = LINECALLINFO*;
 using LPLINECALLSTATUS = LINECALLSTATUS*;
 using LPLINECALLPARAMS = LINECALLPARAMS*;
 
+// For a version or an extension that is not negotiated yet.
+inline constexpr DWORD INITIALIZE_NEGOTIATION = 0xFFFFFFFF;
+
 // Messages of a line.
 inline constexpr DWORD LINE_ADDRESSSTATE = 0x0;
 inline constexpr DWORD LINE_CALLINFO = 0x1;
@@ -267,10 +270,13 @@ inline constexpr DWORD LINEBEARERMODE_VOICE = 0x1;
 inline constexpr DWORD LINEBEARERMODE_SPEECH = 0x2;
 inline constexpr DWORD LINEBUSYMODE_UNAVAIL = 0x8;
 inline constexpr DWORD LINECALLSELECT_LINE = 0x1;
+inline constexpr DWORD LINECALLSELECT_ADDRESS = 0x2;
+inline constexpr DWORD LINECALLSELECT_CALL = 0x4;
 inline constexpr DWORD LINEDEVSTATE_CAPSCHANGE = 0x100000;
 inline constexpr DWORD LINEDEVSTATUSFLAGS_CONNECTED = 0x1;
 inline constexpr DWORD LINEDEVSTATUSFLAGS_INSERVICE = 0x4;
 inline constexpr DWORD LINEDIALTONEMODE_UNAVAIL = 0x20;
+inline constexpr DWORD LINEDIGITMODE_PULSE = 0x1;
 inline constexpr DWORD LINEDIGITMODE_DTMF = 0x2;
 inline constexpr DWORD LINEFEATURE_MAKECALL = 0x8;
 inline constexpr DWORD LINEMEDIAMODE_INTERACTIVEVOICE = 0x4;

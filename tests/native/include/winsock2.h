@@ -32,6 +32,7 @@ inline constexpr int SD_SEND = 1;
 inline constexpr int SD_BOTH = 2;
 inline constexpr int MSG_PEEK = 2;
 inline constexpr long FIONREAD = 0x4004667F;
+inline constexpr ULONG FIONBIO = 0x8004667E;
 inline constexpr ULONG INADDR_ANY = 0;
 inline constexpr ULONG INADDR_LOOPBACK = 0x7F000001;
 
@@ -106,7 +107,7 @@ int send(SOCKET socket, const char* bytes, int size, int flags);
 int recv(SOCKET socket, char* bytes, int size, int flags);
 int shutdown(SOCKET socket, int how);
 int getsockname(SOCKET socket, sockaddr* address, int* length);
-/// Knows FIONREAD, which tells how many bytes there are to receive.
+/// Knows FIONREAD, which tells how many bytes there are to receive, and FIONBIO, which makes calls not wait.
 int ioctlsocket(SOCKET socket, long command, u_long* argument);
 int setsockopt(SOCKET socket, int level, int name, const char* value, int length);
 

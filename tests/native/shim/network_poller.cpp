@@ -47,7 +47,7 @@ class network_poller {
             const std::lock_guard guard(mutex_);
             sockets = sockets_;
         }
-        std::vector<posix::polled> polled = {{wake_, true, false, false, false}};
+        std::vector<posix::polled> polled = {{wake_, true, false, false, false, false, false}};
         std::erase_if(sockets, [&](const auto& socket) {
             posix::polled wanted = {};
             if (!socket->Interest(wanted)) {
@@ -61,8 +61,9 @@ class network_poller {
             posix::Drain(wake_);
         }
         for (std::size_t i = 0; i < sockets.size(); ++i) {
-            if (polled[i + 1].readable || polled[i + 1].writable) {
-                sockets[i]->Examine(polled[i + 1]);
+            const posix::polled& found = polled[i + 1];
+            if (found.readable || found.writable || found.hung_up || found.broken) {
+                sockets[i]->Examine(found);
             }
         }
     }

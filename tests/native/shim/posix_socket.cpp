@@ -58,8 +58,8 @@ int Bind(int socket, const endpoint& local) {
     return OrError(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)));
 }
 
-int Listen(int socket) {
-    return OrError(::listen(socket, SOMAXCONN));
+int Listen(int socket, int backlog) {
+    return OrError(::listen(socket, backlog));
 }
 
 int Accept(int socket, endpoint& peer) {
@@ -150,6 +150,8 @@ int Poll(std::vector<polled>& descriptors, int milliseconds) {
         const int ready = system[i].revents;
         descriptors[i].readable = (ready & (POLLIN | POLLHUP | POLLERR)) != 0;
         descriptors[i].writable = (ready & POLLOUT) != 0;
+        descriptors[i].hung_up = (ready & POLLHUP) != 0;
+        descriptors[i].broken = (ready & POLLERR) != 0;
     }
     return ready_count;
 }
@@ -173,12 +175,12 @@ int WinsockError(long error) {
         int error;
         int winsock_error;
     } kErrors[] = {
-        {EINTR, 10004},        {EACCES, 10013},     {EFAULT, 10014},        {EINVAL, 10022},
-        {EMFILE, 10024},       {EAGAIN, 10035},     {EBADF, 10038},         {ENOTSOCK, 10038},
-        {EOPNOTSUPP, 10045},   {EADDRINUSE, 10048}, {EADDRNOTAVAIL, 10049}, {ENETUNREACH, 10051},
-        {ECONNABORTED, 10053}, {EPIPE, 10054},      {ECONNRESET, 10054},    {ENOBUFS, 10055},
-        {EISCONN, 10056},      {ENOTCONN, 10057},   {ETIMEDOUT, 10060},     {ECONNREFUSED, 10061},
-        {EHOSTUNREACH, 10065}, {ESHUTDOWN, 10058},
+        {EINTR, 10004},        {EACCES, 10013},       {EFAULT, 10014},      {EINVAL, 10022},
+        {EMFILE, 10024},       {EAGAIN, 10035},       {EINPROGRESS, 10035}, {EBADF, 10038},
+        {ENOTSOCK, 10038},     {EOPNOTSUPP, 10045},   {EADDRINUSE, 10048},  {EADDRNOTAVAIL, 10049},
+        {ENETUNREACH, 10051},  {ECONNABORTED, 10053}, {EPIPE, 10054},       {ECONNRESET, 10054},
+        {ENOBUFS, 10055},      {EISCONN, 10056},      {ENOTCONN, 10057},    {ETIMEDOUT, 10060},
+        {ECONNREFUSED, 10061}, {EHOSTUNREACH, 10065}, {ESHUTDOWN, 10058},
     };
     for (const auto& row : kErrors) {
         if (row.error == error) {

@@ -19,7 +19,7 @@ int OpenTcp();
 int Close(int socket);
 int Connect(int socket, const endpoint& peer);
 int Bind(int socket, const endpoint& local);
-int Listen(int socket);
+int Listen(int socket, int backlog);
 int Accept(int socket, endpoint& peer);
 int Local(int socket, endpoint& local);
 long Send(int socket, const void* bytes, std::size_t size);
@@ -42,8 +42,11 @@ struct polled {
     bool want_write;
     bool readable;
     bool writable;
+    bool hung_up;  // both directions are at their end, orderly or not
+    bool broken;   // the connection is, and what is there to read is lost
 };
-/// Waits until one of them is ready, without a bound if the time is negative. Returns how many are.
+/// Waits until one of them is ready, hung up or broken, which are not asked for, without a bound if the time
+/// is negative. Returns how many are.
 int Poll(std::vector<polled>& descriptors, int milliseconds);
 
 /// A descriptor that becomes readable with Wake and stops being so with Drain.

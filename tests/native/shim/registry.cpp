@@ -206,6 +206,18 @@ LSTATUS RegSetValueExW(HKEY key, const wchar_t* name, DWORD, DWORD type, const B
     return native::Set(key, native::Name(name), type, data, size);
 }
 
+LSTATUS RegSetKeyValueW(HKEY parent, const wchar_t* key_name, const wchar_t* name, DWORD type,
+                        const void* data, DWORD size) {
+    HKEY key = nullptr;
+    const LSTATUS made = native::Create(parent, native::Name(key_name), &key);
+    if (made != ERROR_SUCCESS) {
+        return made;
+    }
+    const LSTATUS set = native::Set(key, native::Name(name), type, static_cast<const BYTE*>(data), size);
+    (void)RegCloseKey(key);
+    return set;
+}
+
 LSTATUS RegDeleteValueA(HKEY key, const char* name) {
     return native::DeleteValue(key, native::Name(name));
 }

@@ -36,10 +36,10 @@ int socket_object::Connect(const posix::endpoint& peer) {
     return use.Finish(posix::Connect(descriptor_, peer));
 }
 
-int socket_object::Listen() {
+int socket_object::Listen(int backlog) {
     const std::lock_guard guard(mutex_);
     listening_ = true;
-    return posix::Listen(descriptor_);
+    return posix::Listen(descriptor_, backlog);
 }
 
 /// Receiving is shut here only, not in the system, which would report the peer's end: on Windows data still
@@ -47,6 +47,7 @@ int socket_object::Listen() {
 int socket_object::ShutDown(bool receiving, bool sending) {
     const std::lock_guard guard(mutex_);
     receiving_shut_ = receiving_shut_ || receiving;
+    sending_shut_ = sending_shut_ || sending;
     return sending ? posix::ShutDown(descriptor_, false, true) : 0;
 }
 
@@ -70,6 +71,8 @@ long socket_object::Send(const char* bytes, int size) {
     const std::lock_guard guard(mutex_);
     if (result == -EAGAIN) {
         Rearm(await_write_);
+    } else if (result == -ECONNRESET || (result == -EPIPE && !sending_shut_)) {
+        RecordEnd(-ECONNRESET);
     }
     return result;
 }
@@ -139,7 +142,9 @@ bool socket_object::Interest(posix::polled& polled) {
     // After FD_CLOSE a socket would be readable for ever.
     polled.want_read = reads && await_read_ && (listening_ || await_close_);
     polled.want_write = !listening_ && await_write_ && await_close_ && (wanted_ & FD_WRITE) != 0;
-    return !closed_ && (polled.want_read || polled.want_write);
+    // A connection that breaks is reported also while what came before is still there to be received.
+    const bool may_break = !listening_ && await_close_ && !hung_up_ && (wanted_ & FD_CLOSE) != 0;
+    return !closed_ && (polled.want_read || polled.want_write || may_break);
 }
 
 void socket_object::Examine(const posix::polled& polled) {
@@ -155,6 +160,11 @@ void socket_object::Examine(const posix::polled& polled) {
         await_read_ = false;
         Record(FD_ACCEPT, FD_ACCEPT_BIT, 0);
     }
+    if (!listening_ && polled.broken) {
+        RecordEnd(-ECONNRESET);
+    }
+    // For the poll this lasts; it is not to be reported for ever.
+    hung_up_ = hung_up_ || polled.hung_up;
     ExamineIncoming();
 }
 
@@ -168,10 +178,18 @@ void socket_object::ExamineIncoming() {
         await_read_ = false;
         Record(FD_READ, FD_READ_BIT, 0);
     } else if (there != -EAGAIN) {
-        await_close_ = false;
-        error_ = there;
-        Record(FD_CLOSE, FD_CLOSE_BIT, there == 0 ? 0 : posix::WinsockError(-there));
+        RecordEnd(there);
     }
+}
+
+/// The connection has ended: orderly, with 0, or by an error, of which it is told again and again.
+void socket_object::RecordEnd(long error) {
+    if (!await_close_) {
+        return;
+    }
+    await_close_ = false;
+    error_ = error;
+    Record(FD_CLOSE, FD_CLOSE_BIT, error == 0 ? 0 : posix::WinsockError(-error));
 }
 
 void socket_object::Record(long event, int bit, int error) {

@@ -24,7 +24,7 @@ class socket_object final : public kernel_object {
     int Accept(posix::endpoint& peer, socket_object*& accepted);
     long Send(const char* bytes, int size);
     long Receive(char* bytes, int size, bool peek);
-    int Listen();
+    int Listen(int backlog);
     int ShutDown(bool receiving, bool sending);
     /// For calls that neither wait nor have to do with network events.
     [[nodiscard]] int Descriptor() const { return descriptor_; }
@@ -47,6 +47,7 @@ class socket_object final : public kernel_object {
     class in_use;
 
     void ExamineIncoming();
+    void RecordEnd(long error);
     void Record(long event, int bit, int error);
     void Rearm(bool& awaited);
 
@@ -57,6 +58,8 @@ class socket_object final : public kernel_object {
     bool closed_ = false;
     bool listening_ = false;
     bool receiving_shut_ = false;
+    bool sending_shut_ = false;
+    bool hung_up_ = false;
     bool selected_ = false;
     // Held, as the system holds it: its handle may be closed first.
     object_ref<event_object> event_;

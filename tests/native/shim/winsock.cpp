@@ -161,9 +161,9 @@ int bind(SOCKET socket, const sockaddr* address, int) {
                   : SOCKET_ERROR;
 }
 
-int listen(SOCKET socket, int) {
+int listen(SOCKET socket, int backlog) {
     const auto object = FromSocket(socket);
-    return object ? Result(object->Listen()) : SOCKET_ERROR;
+    return object ? Result(object->Listen(backlog)) : SOCKET_ERROR;
 }
 
 SOCKET accept(SOCKET socket, sockaddr* address, int* length) {
@@ -207,10 +207,13 @@ int getsockname(SOCKET socket, sockaddr* address, int* length) {
 }
 
 int ioctlsocket(SOCKET socket, long command, u_long* argument) {
+    const auto object = FromSocket(socket);
+    if (object && command == static_cast<long>(FIONBIO) && *argument != 0) {
+        return Result(posix::SetNonBlocking(object->Descriptor()));
+    }
     if (command != FIONREAD) {
         brivelnox::native::Misuse("a socket command that is not known here");
     }
-    const auto object = FromSocket(socket);
     const int count = object ? Result(posix::Available(object->Descriptor())) : SOCKET_ERROR;
     if (count == SOCKET_ERROR) {
         return SOCKET_ERROR;
@@ -274,7 +277,7 @@ int select(int, fd_set* readable, fd_set* writable, fd_set* failed, const timeva
         if (!object) {
             return SOCKET_ERROR;
         }
-        polled.push_back({object->Descriptor(), true, false, false, false});
+        polled.push_back({object->Descriptor(), true, false, false, false, false, false});
     }
     const long bound = timeout != nullptr ? timeout->tv_sec * 1000 + timeout->tv_usec / 1000 : -1;
     const int result = Result(posix::Poll(polled, static_cast<int>(bound)));

@@ -10,9 +10,20 @@ inline constexpr DWORD DLL_THREAD_DETACH = 3;
 inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT = 2;
 inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS = 4;
 
-/// There is one module, the running program. Its references are counted.
+// The provider is part of the program. Where a test loads Brivelnox.tsp, from whichever folder, it gets the
+// provider's entry points by the names of the export list, and the process entry point is called when the
+// first reference is taken and the last given up. There are no other modules.
+
+/// The program, for null; the provider if it is loaded; otherwise null.
+HMODULE GetModuleHandleW(const wchar_t* name);
+HMODULE LoadLibraryW(const wchar_t* path);
+FARPROC GetProcAddress(HMODULE module, const char* name);
+/// References are counted, whether the provider has been loaded or not.
 BOOL GetModuleHandleExW(DWORD flags, const wchar_t* name, HMODULE* module);
 BOOL FreeLibrary(HMODULE module);
+/// The return addresses of the calling thread, innermost first; how many there are. The fourth argument is
+/// not looked at.
+USHORT RtlCaptureStackBackTrace(ULONG skipped, ULONG wanted, void** frames, ULONG* hash);
 /// Ends a thread that CreateThread has started. Unwinds the stack, which Windows does not.
 [[noreturn]] void FreeLibraryAndExitThread(HMODULE module, DWORD exit_code);
 DWORD GetModuleFileNameW(HMODULE module, wchar_t* path, DWORD size);

@@ -36,6 +36,9 @@ LSTATUS RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* 
 LSTATUS RegSetValueExA(HKEY key, const char* name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
 LSTATUS RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const BYTE* data,
                        DWORD size);
+/// Makes the key where it does not exist.
+LSTATUS RegSetKeyValueW(HKEY parent, const wchar_t* key_name, const wchar_t* name, DWORD type,
+                        const void* data, DWORD size);
 LSTATUS RegDeleteValueA(HKEY key, const char* name);
 LSTATUS RegDeleteValueW(HKEY key, const wchar_t* name);
 /// Fails for a key that has subkeys.

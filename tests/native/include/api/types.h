@@ -49,11 +49,12 @@ using HINSTANCE = struct native_instance*;
 using HMODULE = HINSTANCE;
 using HWND = struct native_window*;
 using HKEY = struct native_key*;
-using HLOCAL = void*;
+using FARPROC = LONG_PTR (*)();
 
 #define TRUE 1
 #define FALSE 0
 #define MAX_PATH 260
+#define MAXDWORD 0xFFFFFFFF
 #define INFINITE 0xFFFFFFFF
 #define S_OK  \
     HRESULT { \
@@ -136,6 +137,7 @@ inline constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 inline constexpr DWORD ERROR_FILE_EXISTS = 80;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 inline constexpr DWORD ERROR_DIR_NOT_EMPTY = 145;
 inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 inline constexpr DWORD ERROR_MORE_DATA = 234;
