@@ -1,0 +1,22 @@
+#pragma once
+
+// Where every thread of this process is, for the report of a hang or a crash. The only file, with
+// process_figures, that is made differently for each system.
+
+namespace brivelnox::stress {
+
+/// Prints the stack of every thread but the calling one to the standard output, as modules with offsets. The
+/// threads are stopped for the time of a look.
+void PrintThreadStacks();
+
+/// From now on a crash prints `line`, what happened and where, and the stacks, and ends the process with
+/// kCrashExitCode. The text is kept by its address.
+void ReportCrashes(const char* line);
+
+/// Ends the process at once, without a destructor or a handler.
+[[noreturn]] void EndProcess(int exit_code);
+
+inline constexpr int kHangExitCode = 3;
+inline constexpr int kCrashExitCode = 4;
+
+}  // namespace brivelnox::stress
