@@ -118,6 +118,24 @@ TEST_F(line_manager_stop, RequestsThatTapiMakesInsideTheLastMessagesWork) {
     EXPECT_EQ(tapi_.EventsOf(kNewCall + 1).size(), 2U);
 }
 
+TEST_F(line_manager_stop, LineThatIsClosedIsNotOpenedAgainInsideTheLastMessages) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Connected"));
+    const line* const first = LineOf(101);
+    std::uintptr_t opened = 1;
+    bool open = true;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.param1 == LINECALLSTATE_DISCONNECTED) {
+            // This line has had its turn: nothing would end the calls that TAPI makes on it now.
+            opened = OpenLine(5, 0xA1);
+            open = first->IsOpen();
+        }
+    });
+    manager_->Stop();
+    EXPECT_EQ(opened, 0U);
+    EXPECT_FALSE(open);
+}
+
 TEST_F(line_manager_stop, WhileEventsKeepComingEndsAndTellsNothingMore) {
     (void)OpenLine(5, 0xA1);
     std::string events;
