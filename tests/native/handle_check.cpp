@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include "shim/kernel_object.h"
-#include "shim/lock_order.h"
 
 namespace brivelnox::native {
 
@@ -34,16 +33,8 @@ bool AllClosed() {
                        [](const auto& row) { return OpenHandles(row.kind) == 0; });
 }
 
-class order_listener : public testing::EmptyTestEventListener {
-    void OnTestStart(const testing::TestInfo&) override { lock_order::Forget(); }
-};
-
 class handle_check : public testing::Environment {
   public:
-    void SetUp() override {
-        // The list of listeners owns it.
-        testing::UnitTest::GetInstance()->listeners().Append(new order_listener);
-    }
     void TearDown() override {
         const auto deadline = std::chrono::steady_clock::now() + kLastThreads;
         while (!AllClosed() && std::chrono::steady_clock::now() < deadline) {

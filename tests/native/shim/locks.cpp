@@ -5,12 +5,9 @@
 #include <cerrno>
 #include <ctime>
 
-#include "shim/lock_order.h"
 #include "shim/misuse.h"
 
 namespace {
-
-namespace lock_order = brivelnox::native::lock_order;
 
 void Check(int error, const char* what) {
     if (error != 0) {
@@ -51,22 +48,16 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) {
 }
 
 void EnterCriticalSection(CRITICAL_SECTION* section) {
-    lock_order::BeforeWait(section);
     Check(pthread_mutex_lock(&section->mutex), "a critical section cannot be entered");
-    lock_order::Taken(section);
 }
 
 BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) {
     const int error = pthread_mutex_trylock(&section->mutex);
     Check(error == EBUSY ? 0 : error, "a critical section cannot be entered");
-    if (error == 0) {
-        lock_order::Taken(section);
-    }
     return error == 0;
 }
 
 void LeaveCriticalSection(CRITICAL_SECTION* section) {
-    lock_order::Released(section);
     Check(pthread_mutex_unlock(&section->mutex), "a critical section is left by a thread that is not in it");
 }
 
