@@ -238,8 +238,8 @@ void line_manager::OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle,
                             LINEEVENT event_procedure) {
     const lock_pair_guard guard(lines_lock_, event_lock_);
     line* const found = FindLineByDeviceId(device_id);
-    // A line that a shutdown has closed stays closed, also for a request from inside that shutdown's messages:
-    // nothing would end the calls that are made on it.
+    // A line that a shutdown has closed stays closed, also for a request from inside that shutdown's
+    // messages: nothing would end the calls that are made on it.
     if (found == nullptr || found->IsRetired()) {
         return;
     }

@@ -238,8 +238,9 @@ class lock_pair : public testing::Test {
         return !IsFree(first_) && !IsFree(second_);
     }
 
-    recursive_mutex first_;
-    recursive_mutex second_;
+    // One test takes the second by itself and then the first.
+    recursive_mutex first_{lock_rank::line};
+    recursive_mutex second_{lock_rank::lines};
 };
 
 TEST_F(lock_pair, GuardHoldsBothForTheBlock) {

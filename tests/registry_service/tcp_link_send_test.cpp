@@ -192,9 +192,9 @@ TEST_F(tcp_link_send, FailedSendInsideAHandlerWaitsOutTheReadersWaitForItsOwnThr
     std::shared_ptr<server_connection> service;
     milliseconds took{0};
     signal handled;
-    signal connected;
+    signal sent;
     link_->on_message = [&](const std::string&) {
-        EXPECT_TRUE(connected.Wait());
+        EXPECT_TRUE(sent.Wait());
         service->Reset();
         const stopwatch watch;
         EXPECT_TRUE(SendUntilItFails());
@@ -202,8 +202,8 @@ TEST_F(tcp_link_send, FailedSendInsideAHandlerWaitsOutTheReadersWaitForItsOwnThr
         handled.Set();
     };
     service = std::make_shared<server_connection>(Connect());
-    connected.Set();
     service->Send(Message("a") + Message("b") + "<msg><c/>");
+    sent.Set();
     ASSERT_TRUE(handled.Wait());
     EXPECT_GE(took, kReaderWait - milliseconds(500));
     EXPECT_LE(took, kReaderWait + kSlack);
