@@ -19,7 +19,8 @@ namespace brivelnox::native {
 
 namespace {
 
-// Relaxed throughout: counting must not order the threads that are counted.
+// Counting must not order the threads that are counted, so taking a reference orders nothing. Only the end of
+// the module does, as the loader's lock does there: who sees that it is gone sees all that was done in it.
 std::atomic<long> module_references{0};
 std::atomic<long> message_boxes{0};
 std::atomic<bool> is_attached{false};
@@ -57,7 +58,7 @@ HMODULE GetModuleHandleW(const wchar_t* name) {
     if (name == nullptr) {
         return reinterpret_cast<HMODULE>(&native::program_body);
     }
-    return native::IsProvider(name) && native::is_attached.load(std::memory_order_relaxed)
+    return native::IsProvider(name) && native::is_attached.load(std::memory_order_acquire)
                ? native::Provider()
                : nullptr;
 }
@@ -93,12 +94,13 @@ BOOL GetModuleHandleExW(DWORD flags, const wchar_t* name, HMODULE* module) {
 }
 
 BOOL FreeLibrary(HMODULE module) {
-    const long left = native::module_references.fetch_sub(1, std::memory_order_relaxed) - 1;
+    const long left = native::module_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left < 0 || module != native::Provider()) {
         native::Misuse("a module is freed that nobody has asked for");
     }
-    if (left == 0 && native::is_attached.exchange(false, std::memory_order_relaxed)) {
+    if (left == 0 && native::is_attached.load(std::memory_order_relaxed)) {
         (void)DllMain(module, DLL_PROCESS_DETACH, nullptr);
+        native::is_attached.store(false, std::memory_order_release);
     }
     return TRUE;
 }
