@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <thread>
+#include <vector>
 
 #include "tests/stress/application_driver.h"
 #include "tools/telephony_host/names.h"
@@ -41,6 +42,7 @@ void callback_reactions::OnCallState(const host::tapi_event& event) const {
         {LINECALLSTATE_RINGBACK, 4, "Drop in RINGBACK", &callback_reactions::Drop},
         {LINECALLSTATE_DISCONNECTED, 5, "CloseCall in DISCONNECTED", &callback_reactions::Close},
         {LINECALLSTATE_DISCONNECTED, 3, "MakeCall in DISCONNECTED", &callback_reactions::MakeCall},
+        {LINECALLSTATE_DISCONNECTED, 3, "OpenLine in DISCONNECTED", &callback_reactions::OpenLine},
         {LINECALLSTATE_IDLE, 60, "CloseCall in IDLE", &callback_reactions::Close},
         {LINECALLSTATE_ACCEPTED, 1, "CloseLine in ACCEPTED", &callback_reactions::CloseLine},
         {0, 1, "(stays a while)", &callback_reactions::Linger},
@@ -110,6 +112,17 @@ void callback_reactions::MakeCall(HTAPICALL, random_source& random) const {
     if (result.call != nullptr) {
         context_.report.calls.Add("placed by applications");
         context_.board.AddCall(result.call);
+    }
+}
+
+void callback_reactions::OpenLine(HTAPICALL, random_source& random) const {
+    const std::vector<host::line_device> devices = context_.host.Devices();
+    if (devices.empty()) {
+        return;
+    }
+    if (HTAPILINE const line = context_.host.OpenLine(devices[random.Below(devices.size())].device_id);
+        line != nullptr) {
+        context_.board.AddLine(line);
     }
 }
 

@@ -35,6 +35,7 @@ class callback_reactions {
     void Dial(HTAPICALL call, random_source& random) const;
     void Hold(HTAPICALL call, random_source& random) const;
     void MakeCall(HTAPICALL call, random_source& random) const;
+    void OpenLine(HTAPICALL call, random_source& random) const;
     void CloseLine(HTAPICALL call, random_source& random) const;
     void Linger(HTAPICALL call, random_source& random) const;
 
