@@ -108,8 +108,9 @@ class call_sequence {
     std::int64_t clock_ = 0;
     std::uintptr_t last_line_handle_ = 0xA000;
     std::size_t calls_without_handle_ = 0;
-    std::size_t closing_ = 0;    // how many closes of the line are under way
-    std::size_t reactions_ = 0;  // how many have been carried out
+    std::size_t closing_ = 0;     // how many closes of the line are under way
+    std::size_t announcing_ = 0;  // LINE_NEWCALLs from inside which TAPI is calling back
+    std::size_t reactions_ = 0;   // how many have been carried out
     std::size_t depth_ = 0;
     bool client_connected_ = false;
     bool service_is_up_ = true;

@@ -221,6 +221,7 @@ void call_sequence::React(std::uintptr_t call, DWORD message, DWORD state) {
     planned_.erase(found);
     ++reactions_;
     ++depth_;
+    announcing_ += message == LINE_NEWCALL;
     const auto told = ledger_.Calls().find(call);
     // While a request that makes a call has not returned, nobody knows the call's handle.
     const std::uint64_t this_call = told != ledger_.Calls().end() ? told->second.driver_handle : 0;
@@ -228,9 +229,11 @@ void call_sequence::React(std::uintptr_t call, DWORD message, DWORD state) {
         MakeCall();
     } else if (reaction.letter != 'C') {
         Request(reaction.letter, reaction.slot == kThisCall ? this_call : HandleInSlot(reaction.slot));
-    } else if (message != LINE_NEWCALL) {
+    } else if (announcing_ == 0) {
+        // Not while a call is being announced: nobody has its handle yet, so nobody could be told of its end.
         CloseLine();
     }
+    announcing_ -= message == LINE_NEWCALL;
     --depth_;
 }
 

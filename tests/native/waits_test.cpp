@@ -98,6 +98,8 @@ TEST(native_critical_sections, HolderMayEnterAgain) {
     DeleteCriticalSection(&section);
 }
 
+constexpr DWORD kPeriod = 10;
+
 /// What the callbacks of a timer see and are told.
 struct tick_context {
     std::atomic<int> entered{0};
@@ -134,13 +136,13 @@ class native_timers : public testing::Test {
 };
 
 TEST_F(native_timers, CallbackThatTakesLongMeetsTheNextOne) {
-    StartTimer(1, 1);
+    StartTimer(1, kPeriod);
     EXPECT_EQ(WaitForSingleObject(context_.second_entered.get(), kSoon), WAIT_OBJECT_0);
     EXPECT_EQ(context_.left.load(), 0);
 }
 
 TEST_F(native_timers, DeletingAnIdleTimerSignalsAtOnceAndNothingComesLater) {
-    StartTimer(50, 1);
+    StartTimer(50, kPeriod);
     const unique_event done = ManualReset();
     EXPECT_TRUE(DeleteTimerQueueTimer(queue_, timer_, done.get()));
     EXPECT_EQ(WaitForSingleObject(done.get(), 0), WAIT_OBJECT_0);
@@ -149,7 +151,7 @@ TEST_F(native_timers, DeletingAnIdleTimerSignalsAtOnceAndNothingComesLater) {
 }
 
 TEST_F(native_timers, DeletingABusyTimerSignalsWhenItsCallbacksHaveReturned) {
-    StartTimer(1, 1);
+    StartTimer(1, kPeriod);
     ASSERT_EQ(WaitForSingleObject(context_.second_entered.get(), kSoon), WAIT_OBJECT_0);
     const unique_event done = ManualReset();
     EXPECT_FALSE(DeleteTimerQueueTimer(queue_, timer_, done.get()));
@@ -164,8 +166,8 @@ TEST(native_timer_queues, DeletingABusyQueueSignalsWhenItsCallbacksHaveReturned)
     tick_context context;
     HANDLE const queue = CreateTimerQueue();
     HANDLE timer = nullptr;
-    ASSERT_TRUE(
-        CreateTimerQueueTimer(&timer, queue, &tick_context::OnTimer, &context, 1, 1, WT_EXECUTEDEFAULT));
+    ASSERT_TRUE(CreateTimerQueueTimer(&timer, queue, &tick_context::OnTimer, &context, 1, kPeriod,
+                                      WT_EXECUTEDEFAULT));
     ASSERT_EQ(WaitForSingleObject(context.second_entered.get(), kSoon), WAIT_OBJECT_0);
     const unique_event done = ManualReset();
     EXPECT_FALSE(DeleteTimerQueueEx(queue, done.get()));

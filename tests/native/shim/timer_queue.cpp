@@ -116,14 +116,16 @@ class timer_queue final : public kernel_object {
     }
 
     void Fire(const std::shared_ptr<timer>& fired) {
-        fired->due =
-            fired->period.count() != 0 ? fired->due + fired->period : steady_clock::time_point::max();
         ++fired->running;
         ++running_;
         StartDetached([queue = object_ref<timer_queue>(this), fired] {
             fired->callback(fired->context, TRUE);
             queue->Ended(*fired);
         });
+        // From now on, not from when it was due: where starting a thread takes longer than the period, what
+        // has been missed is not made up for, and between two callbacks somebody else has the lock.
+        fired->due = fired->period.count() != 0 ? steady_clock::now() + fired->period
+                                                : steady_clock::time_point::max();
     }
 
     void Ended(timer& ended) {
