@@ -19,15 +19,19 @@ bool IsOfLines(lock_rank rank) {
     return rank == lock_rank::lines || rank == lock_rank::line;
 }
 
+/// Whether somebody who is inside no callback may wait for a lock with another held.
+bool MayFollow(lock_rank wanted, lock_rank held) {
+    const bool is_wanted_by_callbacks = wanted == lock_rank::line || wanted == lock_rank::event;
+    return held < (is_wanted_by_callbacks ? lock_rank::lines : wanted);
+}
+
 }  // namespace
 
 const held_lock* FindBreach(std::span<const held_lock> held, lock_rank wanted) {
     const bool inside_callback = Holds(held, lock_rank::event);
     for (const held_lock& each : held) {
-        const bool may_follow =
-            wanted == lock_rank::event ? each.rank < lock_rank::lines : each.rank < wanted;
         const bool is_exempt = inside_callback && IsOfLines(wanted) && each.rank <= lock_rank::event;
-        if (!may_follow && !is_exempt) {
+        if (!MayFollow(wanted, each.rank) && !is_exempt) {
             return &each;
         }
     }
@@ -120,7 +124,7 @@ void lock_watch::BeforeWait() const {
     }
     const held_lock* const breached = lock_order::FindBreach(own_locks.Held(), rank_);
     if (breached != nullptr) {
-        Stop("a thread waits for a", rank_, breached);
+        Stop("a thread waits for the", rank_, breached);
     }
 }
 

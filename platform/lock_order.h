@@ -38,7 +38,8 @@ struct held_lock {
 ///
 /// The order is that of lock_rank, and of two locks of the same rank none may be waited for with the other
 /// held. There are two exceptions, which belong together: nobody waits for the event lock with the lines lock
-/// or a line's lock held; therefore somebody who has the event lock, inside a callback, may wait for these.
+/// or a line's lock held, nor for a line's lock with the lines lock held and the event lock not; therefore
+/// somebody who has the event lock, inside a callback, may wait for any of these.
 const held_lock* FindBreach(std::span<const held_lock> held, lock_rank wanted);
 
 /// The first of the `held` locks with which TAPI must not be called, or null.

@@ -61,6 +61,9 @@ class BRIVELNOX_CAPABILITY("mutex") recursive_mutex {
     /// Waits until the deadline at the latest. Returns whether the lock is held.
     bool try_lock_until(lock_clock::time_point deadline) BRIVELNOX_TRY_ACQUIRE(true);
     void unlock() BRIVELNOX_RELEASE();
+    /// In debug builds ends the program when the calling thread must not wait for the lock now, whether or
+    /// not it would have to.
+    void CheckWait() const { watch_.BeforeWait(); }
 
   private:
     /// Takes the lock, waiting once where another thread has it. Another thread may be quicker when it is
@@ -128,6 +131,9 @@ class BRIVELNOX_SCOPED_CAPABILITY lock_pair_guard {
   public:
     lock_pair_guard(First& first, Second& second) BRIVELNOX_ACQUIRE(first, second)
         : first_(first), second_(second) {
+        // Both, although only one of them is waited for, and which one is chance.
+        first_.CheckWait();
+        second_.CheckWait();
         std::lock(first_, second_);
     }
     /// Takes charge of two locks that a successful TryLockPairUntil has left held.

@@ -35,10 +35,10 @@ TEST(lock_order, AThreadWithoutLocksMayWaitForAny) {
 }
 
 TEST(lock_order, LocksAreWaitedForInTheirOrderOnly) {
-    // The event lock has rules of its own.
+    // The event lock and a line's lock have rules of their own.
     for (const lock_rank held : kRanks) {
         for (const lock_rank wanted : kRanks) {
-            if (held != lock_rank::event && wanted != lock_rank::event) {
+            if (held != lock_rank::event && wanted != lock_rank::event && wanted != lock_rank::line) {
                 EXPECT_EQ(IsAllowed({held}, wanted), held < wanted)
                     << lock_order::Name(wanted) << " with the " << lock_order::Name(held);
             }
@@ -52,6 +52,14 @@ TEST(lock_order, NobodyWaitsForTheEventLockWithALockThatACallbackMayNeed) {
     EXPECT_FALSE(IsAllowed({lock_rank::leaf}, lock_rank::event));
     EXPECT_TRUE(IsAllowed({lock_rank::link}, lock_rank::event));
     EXPECT_TRUE(IsAllowed({lock_rank::creation, lock_rank::shutdown, lock_rank::link}, lock_rank::event));
+}
+
+TEST(lock_order, NobodyWaitsForALinesLockWithALockThatItsHolderMayNeedInsideACallback) {
+    EXPECT_FALSE(IsAllowed({lock_rank::lines}, lock_rank::line));
+    EXPECT_FALSE(IsAllowed({lock_rank::line}, lock_rank::line));
+    EXPECT_FALSE(IsAllowed({lock_rank::leaf}, lock_rank::line));
+    EXPECT_TRUE(IsAllowed({lock_rank::lines, lock_rank::event}, lock_rank::line));
+    EXPECT_TRUE(IsAllowed({lock_rank::creation, lock_rank::shutdown, lock_rank::link}, lock_rank::line));
 }
 
 TEST(lock_order, InsideACallbackAnyLineMayBeAskedFor) {
@@ -107,10 +115,24 @@ TEST_F(checked_locks_death_test, WrongOrderEndsTheProgramWithBothStacks) {
         const lock_guard first(line_);
         const lock_guard second(lines_);
     };
-    EXPECT_DEATH(
-        take(),
-        "a thread waits for a lines lock with the line's lock .* held(.|\n)*which was taken here(.|\n)*and here "
-        "is the thread now");
+    EXPECT_DEATH(take(),
+                 testing::AllOf(testing::HasSubstr("a thread waits for the lines lock with the line's lock"),
+                                testing::HasSubstr("which was taken here"),
+                                testing::HasSubstr("and here is the thread now")));
+}
+
+TEST_F(checked_locks_death_test, PairThatMustNotBeWaitedForEndsTheProgramAlsoWhenNobodyHoldsIt) {
+    const auto take = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+        const lock_guard lines(lines_);
+        const lock_pair_guard both(line_, event_);
+    };
+    EXPECT_DEATH(take(), "a thread waits for the line's lock with the lines lock .* held");
+    const auto take_the_other_way_round = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+        const lock_guard line(line_);
+        const lock_pair_guard both(line_, event_);
+    };
+    EXPECT_DEATH(take_the_other_way_round(),
+                 "a thread waits for the event lock with the line's lock .* held");
 }
 
 TEST_F(checked_locks_death_test, CallbackWithALeafEndsTheProgram) {
@@ -128,7 +150,7 @@ TEST_F(checked_locks_death_test, CallbackWithoutTheEventLockEndsTheProgram) {
 
 TEST_F(checked_locks, TheRightOrderAndTakingALockAgainAreNoBreach) {
     for (int round = 0; round < 3; ++round) {
-        const lock_guard lines(lines_);
+        const lock_pair_guard lines(lines_, event_);
         const lock_pair_guard both(line_, event_);
         const lock_guard lines_again(lines_);
         const lock_guard leaf(leaf_);

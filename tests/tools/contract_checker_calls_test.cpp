@@ -115,6 +115,39 @@ TEST_F(ContractChecker, ReportsMessagesForACallWhoseRequestWasRefused) {
     EXPECT_EQ(checker_.BreachCount(), 1U);
 }
 
+TEST_F(ContractChecker, ReportsACallThatWasMadeOnAnOpenLineWithoutAState) {
+    checker_.CallAnnounced(kCall, kLine, false);
+    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    EXPECT_BREACH("no state of it was told");
+}
+
+TEST_F(ContractChecker, AllowsACallWithoutAStateWhoseLineWasNotOpenAllTheTime) {
+    checker_.CallAnnounced(kCall, kLine, false);
+    checker_.LineClosing(kLine);
+    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    checker_.CallAnnounced(kOtherCall, kLine, false);
+    checker_.LineClosed(kLine);
+    checker_.CallNumbered(kOtherCall, HandleOf<HDRVCALL>(2));
+    EXPECT_KEPT();
+}
+
+TEST_F(ContractChecker, AllowsACallWithoutAStateOnALineWhoseOpeningMetAClose) {
+    checker_.LineClosing(kLine);
+    checker_.LineOpening(kOtherLine, kDevice);
+    checker_.LineClosed(kLine);
+    checker_.LineOpened(kOtherLine, true);
+    checker_.CallAnnounced(kCall, kOtherLine, false);
+    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    EXPECT_KEPT();
+}
+
+TEST_F(ContractChecker, AllowsACallWithoutAStateThatAShutdownHasOvertaken) {
+    checker_.CallAnnounced(kCall, kLine, false);
+    checker_.ShuttingDown();
+    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    EXPECT_KEPT();
+}
+
 TEST_F(ContractChecker, ReportsADriverHandleThatTwoCallsHave) {
     Announce(kCall);
     Announce(kOtherCall);

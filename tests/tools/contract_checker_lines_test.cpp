@@ -87,6 +87,9 @@ TEST_F(ContractChecker, DoesNotJudgeCallsOfALineThatWasOpenedWhileItWasClosed) {
     // The new handle is not taken for closed.
     Take(Message(static_cast<DWORD>(LINE_NEWCALL), kOtherLine, nullptr, 2, 1, 0));
     EXPECT_KEPT();
+    // At the latest now it has to have ended.
+    checker_.ShutDown();
+    EXPECT_BREACH("had not ended IDLE when the provider was shut down (last state OFFERING)");
 }
 
 TEST_F(ContractChecker, DoesNotTakeAHandleForClosedWhoseOpeningWasUnderWay) {

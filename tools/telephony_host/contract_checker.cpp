@@ -11,14 +11,21 @@ namespace brivelnox::host {
 void contract_checker::Starting(HPROVIDER provider) {
     const std::lock_guard lock(mutex_);
     running_ = true;
+    shutting_down_ = false;
     provider_ = provider;
     lines_.clear();
     calls_.clear();
     closing_.clear();
+    closes_.clear();
     created_.clear();
     driver_calls_.clear();
     // A request that has not returned yet is still to be judged.
     std::erase_if(requests_, [](const auto& each) { return each.second.returned; });
+}
+
+void contract_checker::ShuttingDown() {
+    const std::lock_guard lock(mutex_);
+    shutting_down_ = true;
 }
 
 void contract_checker::ShutDown() {
@@ -32,10 +39,7 @@ void contract_checker::ShutDown() {
     std::erase_if(requests_, [](const auto& each) { return each.second.returned; });
     std::set<HTAPICALL> calls;
     for (const auto& [call, record] : calls_) {
-        const auto line = lines_.find(record.line);
-        if (line == lines_.end() || !line->second.closed) {
-            calls.insert(call);
-        }
+        calls.insert(call);
     }
     JudgeCalls(calls, "the provider was shut down");
 }
@@ -104,8 +108,8 @@ bool contract_checker::RequestReturned(DRV_REQUESTID id, LONG returned) {
 
 void contract_checker::LineOpening(HTAPILINE line, DWORD device) {
     const std::lock_guard lock(mutex_);
-    lines_[line] = {device, false, false};
     const auto closing = closing_.find(device);
+    lines_[line] = {device, false, false, closing != closing_.end()};
     if (closing != closing_.end()) {
         closing->second.opened_meanwhile = true;
     }
@@ -137,6 +141,7 @@ void contract_checker::LineClosing(HTAPILINE line) {
         return;
     }
     const DWORD device = found->second.device;
+    ++closes_[device];
     closing_record& closing = closing_[device];
     ++closing.closers;
     closing.lines.merge(OpenLines(device));
@@ -146,10 +151,12 @@ void contract_checker::LineClosing(HTAPILINE line) {
         }
     }
     // An opening that is under way may win or lose against this close.
-    closing.opened_meanwhile =
-        closing.opened_meanwhile || std::any_of(lines_.begin(), lines_.end(), [device](const auto& each) {
-            return each.second.device == device && !each.second.opened && !each.second.closed;
-        });
+    for (auto& [opening, record] : lines_) {
+        if (record.device == device && !record.opened && !record.closed) {
+            record.met_a_close = true;
+            closing.opened_meanwhile = true;
+        }
+    }
 }
 
 void contract_checker::LineClosed(HTAPILINE line) {
@@ -175,6 +182,9 @@ void contract_checker::CallAnnounced(HTAPICALL call, HTAPILINE line, bool by_pro
     const auto found = lines_.find(line);
     record.device = found == lines_.end() ? 0 : found->second.device;
     record.by_provider = by_provider;
+    record.line_was_open = found != lines_.end() && found->second.opened && !found->second.closed &&
+                           !found->second.met_a_close && !closing_.contains(record.device);
+    record.closes_before = closes_[record.device];
     calls_[call] = record;
     highest_call_ = std::max(highest_call_, reinterpret_cast<std::uintptr_t>(call));
 }
@@ -195,6 +205,16 @@ void contract_checker::CallNumbered(HTAPICALL call, HDRVCALL driver) {
                " have the same driver call handle " + HandleText(driver));
     }
     found->second.driver = driver;
+    if (IsUntold(found->second)) {
+        Report("call " + HandleText(call) + " has been made, and no state of it was told");
+    }
+}
+
+bool contract_checker::IsUntold(const call_record& call) const {
+    const auto closes = closes_.find(call.device);
+    const bool is_open_still =
+        call.line_was_open && (closes == closes_.end() || closes->second == call.closes_before);
+    return !call.by_provider && call.messages == 0 && is_open_still && running_ && !shutting_down_;
 }
 
 void contract_checker::ForgetCall(std::unordered_map<HTAPICALL, call_record>::iterator position) {
@@ -236,9 +256,10 @@ void contract_checker::CallClosed(HTAPICALL call) {
 void contract_checker::JudgeCalls(const std::set<HTAPICALL>& calls, const char* when) {
     for (const HTAPICALL each : calls) {
         const auto found = calls_.find(each);
-        if (found == calls_.end() || found->second.idle || found->second.closing) {
+        if (found == calls_.end() || found->second.idle || found->second.closing || found->second.judged) {
             continue;
         }
+        found->second.judged = true;
         // A call of the application's whose first state found the line closed was never heard of again.
         if (found->second.by_provider || found->second.messages != 0) {
             Report("call " + HandleText(each) + " had not ended IDLE when " + when + " (last state " +

@@ -59,7 +59,9 @@ class contract_checker {
     /// The provider is about to be enumerated: everything known of lines, calls and requests is forgotten,
     /// breaches are kept. `provider` is the handle that every LINE_CREATE must carry.
     void Starting(HPROVIDER provider);
-    /// TSPI_providerShutdown has returned.
+    /// TSPI_providerShutdown is about to be called. From here on the provider closes lines by itself.
+    void ShuttingDown();
+    /// It has returned: every call of which anything was ever told has to be IDLE.
     void ShutDown();
 
     // --- Callbacks: between Enter and Leave the provider is inside one of the service's procedures, on the
@@ -93,7 +95,8 @@ class contract_checker {
     /// A handle is given to the provider, in LINE_NEWCALL or before a request that makes a call.
     void CallAnnounced(HTAPICALL call, HTAPILINE line, bool by_provider);
     /// The provider's own handle of the call has become known; no two live calls may have the same, and none
-    /// 0.
+    /// 0. A request that made the call has returned: the call has to have a state, if its line was open all
+    /// the time.
     void CallNumbered(HTAPICALL call, HDRVCALL driver);
     /// The request that the handle was given to was refused: nothing may have been sent for it.
     void CallWithdrawn(HTAPICALL call);
@@ -130,6 +133,7 @@ class contract_checker {
         DWORD device = 0;
         bool opened = false;
         bool closed = false;
+        bool met_a_close = false;  // it was opened while another thread closed the line; either may have won
     };
     struct call_record {
         HTAPILINE line = nullptr;
@@ -139,6 +143,9 @@ class contract_checker {
         bool by_provider = false;
         bool idle = false;
         bool closing = false;
+        bool judged = false;
+        bool line_was_open = false;     // and nobody was closing it, when the call was announced
+        std::size_t closes_before = 0;  // of its device, then
         std::size_t messages = 0;
     };
     struct closing_record {
@@ -163,11 +170,13 @@ class contract_checker {
     bool CheckLine(const tapi_event& event, const std::string& text);
     call_record* CheckCall(const tapi_event& event, const std::string& text);
     [[nodiscard]] std::set<HTAPILINE> OpenLines(DWORD device) const;
+    [[nodiscard]] bool IsUntold(const call_record& call) const;
     void ForgetCall(std::unordered_map<HTAPICALL, call_record>::iterator position);
     void JudgeCalls(const std::set<HTAPICALL>& calls, const char* when);
 
     mutable std::mutex mutex_;
     bool running_ = false;
+    bool shutting_down_ = false;
     HPROVIDER provider_ = nullptr;
     null_call_rule null_call_rule_ = null_call_rule::kReport;
     std::size_t null_call_messages_ = 0;
@@ -178,6 +187,7 @@ class contract_checker {
     std::unordered_map<HTAPICALL, call_record> calls_;
     std::uintptr_t highest_call_ = 0;
     std::map<DWORD, closing_record> closing_;               // by device
+    std::map<DWORD, std::size_t> closes_;                   // how many have begun, by device
     std::set<DWORD_PTR> created_;                           // temporary identifiers
     std::unordered_map<HDRVCALL, HTAPICALL> driver_calls_;  // of the calls in calls_
     std::vector<std::string> breaches_;

@@ -84,6 +84,7 @@ LONG telephony_host::NegotiateDevice(DWORD device_id, DWORD* version) const {
 }
 
 LONG telephony_host::Shutdown() {
+    checker_.ShuttingDown();
     const LONG result = module_.TSPI_providerShutdown(version_, options_.permanent_provider_id);
     checker_.ShutDown();
     StopWorker();
