@@ -57,6 +57,7 @@ std::span<const application_driver::action> application_driver::Anything() {
         {"device information", 4, &application_driver::DeviceInformation},
         {"line information", 5, &application_driver::LineInformation},
         {"call information", 8, &application_driver::CallInformation},
+        {"information in a row", 3, &application_driver::InformationInARow},
         {"unknown device", 1, &application_driver::WildDevice},
         {"unknown line", 2, &application_driver::WildLine},
         {"unknown call", 2, &application_driver::WildCall},
@@ -289,6 +290,27 @@ void application_driver::CallInformation(random_source& random) {
         Count(host_.GetCallInfo(call));
     } else {
         Count(host_.GetCallStatus(call));
+    }
+}
+
+/// Past the host, whose locks would put the requests of all threads in an order.
+void application_driver::InformationInARow(random_source& random) {
+    constexpr int kRounds = 20;
+    const auto& provider = host_.Module();
+    HDRVLINE const line = host_.Driver(context_.board.AnyLine(random));
+    HDRVCALL const call = host_.Driver(context_.board.AnyCall(random));
+    const DWORD version = host_.Version();
+    std::array<DWORD, 512> room{};
+    for (int i = 0; i < kRounds; ++i) {
+        room[0] = sizeof room;
+        (void)provider.TSPI_lineGetCallInfo(call, reinterpret_cast<LINECALLINFO*>(room.data()));
+        (void)provider.TSPI_lineGetCallStatus(call, reinterpret_cast<LINECALLSTATUS*>(room.data()));
+        room[0] = sizeof room;
+        (void)provider.TSPI_lineGetLineDevStatus(line, reinterpret_cast<LINEDEVSTATUS*>(room.data()));
+        room[0] = sizeof room;
+        (void)provider.TSPI_lineGetAddressStatus(line, 0, reinterpret_cast<LINEADDRESSSTATUS*>(room.data()));
+        room[0] = sizeof room;
+        (void)provider.TSPI_lineGetDevCaps(1, version, 0, reinterpret_cast<LINEDEVCAPS*>(room.data()));
     }
 }
 

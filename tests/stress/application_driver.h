@@ -74,6 +74,7 @@ class application_driver {
     void DeviceInformation(random_source& random);
     void LineInformation(random_source& random);
     void CallInformation(random_source& random);
+    void InformationInARow(random_source& random);
     // Wrong in themselves; application_mistakes.cpp.
     void WildDevice(random_source& random);
     void WildLine(random_source& random);

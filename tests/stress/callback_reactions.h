@@ -6,8 +6,9 @@
 namespace brivelnox::stress {
 
 /// What applications do from inside the provider's callbacks: ask for the call, close it in IDLE, drop it in
-/// OFFERING, and so on. What is done for a message follows from the seed, the call and the state alone,
-/// whichever thread brings it. Called on the provider's threads, with its event lock held.
+/// OFFERING, and so on. What is done for a message follows from the seed, the call's handle and the state,
+/// whichever thread brings it; with which other call or line depends on which there are. Called on the
+/// provider's threads, with its event lock held.
 class callback_reactions {
   public:
     explicit callback_reactions(stress_context& context) : context_(context) {}

@@ -75,7 +75,8 @@ void fault_injector::Run() {
     for (phase now = context_.gate.Pass(); now != phase::kDone; now = context_.gate.Pass()) {
         random_source order = random_.Fork();
         // While the provider waits for its first list a lost connection costs it the whole wait.
-        const bool connections = now == phase::kRunning && !context_.steady && order.Chance(9);
+        const bool wanted = order.Chance(9);
+        const bool connections = wanted && now == phase::kRunning && !context_.steady;
         Inject(connections ? OnConnections() : OnMessages(), order);
         context_.gate.Pause(milliseconds(random_.Between(kShortestPause, kLongestPause)));
     }

@@ -93,7 +93,8 @@ int Run(const stress_options& options) {
     crew(context).Run();
 
     report.kept.Add("reader threads' handles", service.AcceptedCount());
-    report.kept.Add("messages for calls without a handle", host.Checker().NullCallMessages());
+    report.kept.Add("receive buffers", report.starts.Count());
+    report.events.Add("(for calls without a handle)", host.Checker().NullCallMessages());
     report.Close(service.AcceptedCount(), host.Checker().BreachCount());
     return report.Failed() ? 1 : 0;
 }

@@ -17,9 +17,8 @@ using clock = std::chrono::steady_clock;
 /// The receive buffer of a link, which is never freed, has at least this size.
 constexpr std::uint64_t kKeptBuffer = 2048;
 constexpr seconds kFirstTimerLife{5};
-constexpr seconds kBetweenTimerLives{100};
-/// A life that waits for the timer takes this long.
-constexpr seconds kTimerLife{45};
+/// From one life that waits for the timer to the next, in the length of such a life.
+constexpr int kTimerLifeShare = 2;
 constexpr std::size_t kMostBreachesPrinted = 10;
 
 }  // namespace
@@ -28,8 +27,10 @@ provider_restarter::provider_restarter(stress_context& context, watched_thread& 
     : context_(context),
       watched_(watched),
       random_(context.options.seed, stream),
+      life_random_(random_.Fork()),
       end_(clock::now() + context.options.duration),
-      next_timer_life_(clock::now() + kFirstTimerLife) {}
+      next_timer_life_(clock::now() + std::min(kFirstTimerLife, context.options.timer_life)),
+      timer_lives_(random_.Below(kTimerLives.size())) {}
 
 bool provider_restarter::Over() const {
     return clock::now() >= end_ || context_.report.Failed();
@@ -46,19 +47,17 @@ void provider_restarter::Run() {
 }
 
 provider_restarter::life provider_restarter::NextKind() {
-    static constexpr std::array kTimerLives = {life::kServiceAway, life::kNotPublished, life::kNotRunningYet,
-                                               life::kSilent, life::kConnectionLost};
-    const life timer_life = random_.Pick(kTimerLives);
     const auto now = clock::now();
-    if (now < next_timer_life_ || now + kTimerLife > end_) {
+    if (now < next_timer_life_ || now + context_.options.timer_life > end_) {
         return life::kUsual;
     }
-    next_timer_life_ = now + kBetweenTimerLives;
-    return timer_life;
+    next_timer_life_ = now + kTimerLifeShare * context_.options.timer_life;
+    return kTimerLives[timer_lives_++ % kTimerLives.size()];
 }
 
 void provider_restarter::Live(life kind) {
     ++lives_;
+    life_random_ = random_.Fork();
     Prepare(kind);
     context_.gate.Open(phase::kStarting);
     const bool started = Start(kind);
@@ -71,20 +70,23 @@ void provider_restarter::Live(life kind) {
             WaitForTimer(kind);
             UsualLife();
         }
-        if (random_.Chance(30)) {
+        if (life_random_.Chance(30)) {
             CloseInGoodOrder();
         }
         ShutDown();
     }
     {
-        const watched_step step(watched_, "(waiting for the other threads)",
-                                context_.Patiently(kRequestBound + kSimulatorBound + kMargin));
-        (void)context_.gate.Park(context_.Patiently(kRequestBound + kSimulatorBound));
+        const milliseconds bound = context_.Patiently(kRequestBound + kSimulatorBound);
+        const watched_step step(watched_, "(waiting for the other threads)", bound + kMargin);
+        if (!context_.gate.Park(bound)) {
+            context_.report.Fail("a thread does not come to the end of what it is doing");
+        }
     }
     LookAtWhatIsLeft();
 }
 
 void provider_restarter::Prepare(life kind) {
+    const watched_step step(watched_, "(preparing the service)", context_.Patiently(kSimulatorBound));
     auto& service = context_.service;
     service.SetListAnswer(kind == life::kSilent ? simulator::answer_policy::kNever
                                                 : simulator::answer_policy::kAtOnce);
@@ -130,7 +132,7 @@ bool provider_restarter::Start(life kind) {
 
 void provider_restarter::OpenLines() {
     for (const host::line_device& device : context_.host.Devices()) {
-        if (!random_.Chance(75)) {
+        if (!life_random_.Chance(75)) {
             continue;
         }
         const watched_step step(watched_, "TSPI_lineOpen", context_.Patiently(kRequestBound + kMargin));
@@ -141,10 +143,12 @@ void provider_restarter::OpenLines() {
 }
 
 void provider_restarter::UsualLife() {
+    const watched_step step(watched_, "(letting it live)", context_.Patiently(kSimulatorBound));
     context_.steady = false;
     // Some end as soon as they have begun.
-    const milliseconds length(random_.Chance(15) ? random_.Between(0, 20) : random_.Between(300, 3000));
-    const milliseconds alone(random_.Between(50, 700));
+    const milliseconds length(life_random_.Chance(15) ? life_random_.Between(0, 20)
+                                                      : life_random_.Between(300, 3000));
+    const milliseconds alone(life_random_.Between(50, 700));
     const auto begun = clock::now();
     auto lost = clock::time_point::max();
     for (auto now = begun; now < begun + length; now = clock::now()) {
@@ -157,18 +161,27 @@ void provider_restarter::UsualLife() {
     }
 }
 
-void provider_restarter::WaitForTimer(life kind) {
+/// What the provider cannot know before its timer tells it.
+void provider_restarter::ChangeService(life kind) {
     auto& service = context_.service;
-    context_.gate.Pause(milliseconds(random_.Between(100, 2000)));
-    const std::size_t accepted = service.AcceptedCount();
+    const watched_step step(watched_, "(changing the service)", context_.Patiently(kSimulatorBound));
+    context_.gate.Pause(milliseconds(life_random_.Between(100, 2000)));
     service.SetListAnswer(simulator::answer_policy::kAtOnce);
     if (kind == life::kServiceAway) {
         service.Start();
+    } else if (kind == life::kServiceMoved) {
+        service.Restart();
     } else if (kind == life::kConnectionLost) {
-        service.DropConnectionsNow(random_.Chance(50) ? simulator::drop_kind::kGraceful
-                                                      : simulator::drop_kind::kReset);
+        service.DropConnectionsNow(life_random_.Chance(50) ? simulator::drop_kind::kGraceful
+                                                           : simulator::drop_kind::kReset);
     }
     service.Publish();
+}
+
+void provider_restarter::WaitForTimer(life kind) {
+    auto& service = context_.service;
+    const std::size_t accepted = service.AcceptedCount();
+    ChangeService(kind);
     const milliseconds bound = context_.Patiently(kReconnectBound + kMargin);
     const watched_step step(watched_, "(waiting for the timer)", bound + kMargin);
     bool came = false;
@@ -221,6 +234,7 @@ void provider_restarter::ShutDown() {
 }
 
 void provider_restarter::LookAtWhatIsLeft() {
+    const watched_step step(watched_, "(looking at what is left)", context_.Patiently(kSimulatorBound));
     auto& checker = context_.host.Checker();
     auto& report = context_.report;
     context_.board.Clear();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +23,7 @@ class provider_restarter {
 
   private:
     /// How a life meets the service. All but the first wait for the provider's own timer, which takes half a
-    /// minute.
+    /// minute; they have their turns.
     enum class life {
         kUsual,
         kServiceAway,     ///< not listening when the provider starts, on another port later
@@ -30,13 +31,19 @@ class provider_restarter {
         kNotRunningYet,   ///< the registry says so when the provider starts
         kSilent,          ///< the first list is not answered
         kConnectionLost,  ///< connected, then lost
+        kServiceMoved,    ///< connected, then restarted on another port
     };
+
+    static constexpr std::array kTimerLives = {life::kServiceAway,    life::kNotPublished,
+                                               life::kNotRunningYet,  life::kSilent,
+                                               life::kConnectionLost, life::kServiceMoved};
 
     void Live(life kind);
     void Prepare(life kind);
     bool Start(life kind);
     void OpenLines();
     void UsualLife();
+    void ChangeService(life kind);
     void WaitForTimer(life kind);
     void CloseInGoodOrder();
     void ShutDown();
@@ -47,9 +54,11 @@ class provider_restarter {
     stress_context& context_;
     watched_thread& watched_;
     random_source random_;
+    random_source life_random_;  ///< of the present life alone, which may take any number of numbers
     std::chrono::steady_clock::time_point end_;
     std::chrono::steady_clock::time_point next_timer_life_;
     std::size_t lives_ = 0;
+    std::size_t timer_lives_ = 0;
     std::size_t refused_connects_ = 0;
     std::size_t known_breaches_ = 0;
 };

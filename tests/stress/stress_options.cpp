@@ -19,7 +19,8 @@ struct option_row {
 
 constexpr option_row kOptions[] = {
     {"--seed", 0, UINT64_MAX, [](stress_options& o, std::uint64_t v) { o.seed = v; },
-     "reproduces the orders of a run (default: from the clock)"},
+     "gives each thread the same orders again; what they meet depends on the others (default: from the "
+     "clock)"},
     {"--seconds", 1, 1000000,
      [](stress_options& o, std::uint64_t v) { o.duration = std::chrono::seconds(v); },
      "how long to run (default 60)"},
@@ -32,6 +33,9 @@ constexpr option_row kOptions[] = {
     {"--patience", 1, 100,
      [](stress_options& o, std::uint64_t v) { o.patience = static_cast<std::int32_t>(v); },
      "multiplies every bound, for slow builds (default 1)"},
+    {"--timer-life-seconds", 1, 1000,
+     [](stress_options& o, std::uint64_t v) { o.timer_life = std::chrono::seconds(v); },
+     "how long a life takes that waits for the provider's timer (default 45)"},
     {"--check-growth", 0, 1, [](stress_options& o, std::uint64_t v) { o.check_growth = v != 0; },
      "1: growing handles or memory are a failure (default 1)"},
 };
@@ -77,7 +81,7 @@ std::optional<stress_options> ParseOptions(const std::vector<std::string>& words
 std::string Usage() {
     std::string text = "usage: stress [option number]...\n";
     for (const option_row& row : kOptions) {
-        text.append("  ").append(row.word).append(16 - row.word.size(), ' ').append(row.help).append("\n");
+        text.append("  ").append(row.word).append(22 - row.word.size(), ' ').append(row.help).append("\n");
     }
     return text;
 }

@@ -15,6 +15,8 @@ struct stress_options {
     std::int32_t lines = 8;   ///< softphones that are there most of the time, at least 1
     /// Multiplies every bound, for builds that run many times slower.
     std::int32_t patience = 1;
+    /// How long a life may take that waits for the provider's timer: shorter only where the timer is quicker.
+    std::chrono::seconds timer_life{45};
     /// Whether growing handles and memory are a failure. Not where the tools of a build keep both themselves.
     bool check_growth = true;
 };

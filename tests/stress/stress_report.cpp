@@ -10,6 +10,8 @@ namespace brivelnox::stress {
 namespace {
 
 constexpr std::size_t kLineSize = 512;
+/// A run of this length has enough lives of the provider to tell whether something grows.
+constexpr std::chrono::seconds kJudgedFrom{60};
 
 /// Guards all figures. One for all of them: some runtimes give each mutex a handle when it is first waited
 /// for, and this one has its own soon.
@@ -37,9 +39,11 @@ std::string Row(const char* name, const counter_table& table) {
 }
 
 std::string UsageRow(const char* when, const usage_sample& sample) {
-    return Text("%-10s%8.1f s%10zu%10zu%10lld%14llu\n", when, sample.seconds, sample.handles,
+    return Text("%-10s%8.1f s%10zu%8zu%8lld%14llu%8llu%8lld\n", when, sample.seconds, sample.handles,
                 sample.kept_handles, static_cast<long long>(sample.NetHandles()),
-                static_cast<unsigned long long>(sample.private_bytes / 1024));
+                static_cast<unsigned long long>(sample.private_bytes / 1024),
+                static_cast<unsigned long long>(sample.kept_bytes / 1024),
+                static_cast<long long>(sample.NetBytes() / 1024));
 }
 
 }  // namespace
@@ -80,6 +84,11 @@ std::string duration_figures::Text() const {
 std::chrono::milliseconds duration_figures::Longest() const {
     const std::lock_guard lock(figures_mutex);
     return longest_;
+}
+
+std::uint64_t duration_figures::Count() const {
+    const std::lock_guard lock(figures_mutex);
+    return count_;
 }
 
 void stress_report::Print(const std::string& what) {
@@ -124,7 +133,7 @@ void stress_report::PrintUsage(const std::vector<usage_sample>& samples) {
         return;
     }
     const std::size_t last = samples.size() - 1;
-    std::string text = "at quiet points       handles      kept       net   private KB\n";
+    std::string text = "at quiet points       handles    kept     net    private KB    kept     net\n";
     text += UsageRow("start", samples.front());
     text += UsageRow("quarter", samples[last / 4]);
     text += UsageRow("half", samples[last / 2]);
@@ -135,6 +144,9 @@ void stress_report::PrintUsage(const std::vector<usage_sample>& samples) {
 void stress_report::Close(std::size_t connections, std::size_t breaches) {
     const std::vector<usage_sample> samples = Samples();
     const growth_verdict growth = JudgeGrowth(samples);
+    if (options_.check_growth && !growth.judged && !Failed() && options_.duration >= kJudgedFrom) {
+        Fail("growth was " + growth.text);
+    }
     if (options_.check_growth && growth.judged && (growth.handles_grow || growth.bytes_grow)) {
         Fail("handles or private memory grow: " + growth.text);
     }

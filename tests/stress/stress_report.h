@@ -32,6 +32,7 @@ class duration_figures {
     /// "12, mean 3 ms, longest 20 ms"
     [[nodiscard]] std::string Text() const;
     [[nodiscard]] milliseconds Longest() const;
+    [[nodiscard]] std::uint64_t Count() const;
 
   private:
     std::uint64_t count_ = 0;

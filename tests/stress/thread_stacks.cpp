@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -163,6 +164,17 @@ LONG WINAPI OnCrash(EXCEPTION_POINTERS* pointers) {
     EndProcess(kCrashExitCode);
 }
 
+/// The stack of this thread, too, of which the others' list is without.
+void OnAbort(int) {
+    CONTEXT context = {};
+    RtlCaptureContext(&context);
+    const std::vector<module_view> modules = Modules();
+    std::printf("ABORT (%s)\n", crash_line);
+    Print(GetCurrentThreadId(), Walk(context, modules), modules);
+    PrintThreadStacks();
+    EndProcess(kCrashExitCode);
+}
+
 }  // namespace
 
 void PrintThreadStacks() {
@@ -188,6 +200,7 @@ void PrintThreadStacks() {
 void ReportCrashes(const char* line) {
     crash_line = line;
     (void)SetUnhandledExceptionFilter(&OnCrash);
+    (void)std::signal(SIGABRT, &OnAbort);
 }
 
 void EndProcess(int exit_code) {
