@@ -53,9 +53,10 @@ void line::Close() {
     const lock_pair_guard guard(lock_, events_);
     Log(L"LineClose %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X", name_.c_str(), Low32(TapiLineHandle()),
         DeviceId());
-    is_closing_.store(true);
+    // From inside the messages TAPI may close the line again; this one is then still at it.
+    const bool is_outermost = !is_closing_.exchange(true);
     ResetCallsLocked();
-    is_closing_.store(false);
+    is_closing_.store(!is_outermost);
     is_open_.store(false);
     event_procedure_.store(nullptr);
 }

@@ -300,6 +300,20 @@ TEST_F(reset_under_changes, NoCallIsMadeInsideTheClosingOfItsLine) {
     EXPECT_NE(made, 0u);
 }
 
+TEST_F(reset_under_changes, NoCallIsMadeInsideAClosingThatWasDoneAgainInsideItself) {
+    (void)CallInState(LINECALLSTATE_CONNECTED);
+    std::uint64_t made = 0;
+    InsideState(LINECALLSTATE_DISCONNECTED, [&] {
+        line_.Close();
+        Open();
+        EXPECT_THROW(line_.MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made), std::runtime_error);
+    });
+    line_.Close();
+    EXPECT_THAT(requests_.Requests(), IsEmpty());
+    EXPECT_EQ(made, 0u);
+    EXPECT_FALSE(line_.IsOpen());
+}
+
 TEST_F(reset_under_changes, ACallThatAppearsInsideItDoesNotDisturbTheOthers) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"a", 0xC1);
     (void)CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);
