@@ -2,7 +2,8 @@
 # new configuration and the tests of a suite share one start of the program.
 #
 # brivelnox_add_test_suites(name program [KEY=VALUE of the environment...]). The caller sets `launcher`, which runs the
-# program, and `cmake_command`, which ctest does not know.
+# program, `cmake_command`, which ctest does not know, and the lists of suites `waiting` and `alone` (see
+# tests/CMakeLists.txt). A waiting suite counts as one for ctest's -j, any other as three.
 function(brivelnox_add_test_suites name program)
     execute_process(
         COMMAND "${cmake_command}" -E env ${ARGN} ${launcher} "${program}" --gtest_list_tests
@@ -21,6 +22,15 @@ function(brivelnox_add_test_suites name program)
         string(REGEX REPLACE "^\n|\\.$" "" suite "${suite}")
         set(test "${name}.${suite}")
         add_test("${test}" ${launcher} "${program}" "--gtest_filter=${suite}.*" --gtest_color=no)
-        set_tests_properties("${test}" PROPERTIES ENVIRONMENT "${ARGN}" TIMEOUT 300 LABELS "${name}")
+        set_tests_properties("${test}" PROPERTIES
+            ENVIRONMENT "${ARGN}" TIMEOUT 300 LABELS "${name}" PROCESSORS 3)
+        list(FIND waiting "${suite}" is_waiting)
+        list(FIND alone "${suite}" is_alone)
+        if(is_waiting GREATER -1)
+            # They are the longest, so they are started first.
+            set_tests_properties("${test}" PROPERTIES PROCESSORS 1 COST 100)
+        elseif(is_alone GREATER -1)
+            set_tests_properties("${test}" PROPERTIES RUN_SERIAL ON)
+        endif()
     endforeach()
 endfunction()

@@ -62,7 +62,9 @@ TEST_F(late_service, is_waited_for_20_seconds_and_connected_by_the_timer_after_3
     ASSERT_NE(line, nullptr);
     EXPECT_EQ(host_.GetDevCaps(host_.Devices()[0].device_id)->line_name, L"Desk 1001");
     EXPECT_TRUE(host_.MakeCall(line, L"4711").Accepted());
-    std::printf("started after %lld ms, connected after %lld ms\n", static_cast<long long>(started.count()),
+    std::printf("fault: service not running: started without lines after %lld ms\n",
+                static_cast<long long>(started.count()));
+    std::printf("fault: service not running: lines announced since the start after %lld ms\n",
                 static_cast<long long>(connected.count()));
 }
 

@@ -194,7 +194,7 @@ TEST_F(shutdown_and_callbacks, of_an_application_that_blocks_is_over_within_its_
     const auto begun = steady_clock::now();
     EXPECT_EQ(Shutdown(), 0);
     const milliseconds took = Since(begun);
-    std::printf("shut down after %lld ms with an application that blocks\n",
+    std::printf("fault: event procedure that blocks: shut down after %lld ms\n",
                 static_cast<long long>(took.count()));
     // 5 s for the lock that the callback keeps and 5 s for the reader that is inside it.
     EXPECT_LT(took, milliseconds(12000));

@@ -5,6 +5,7 @@
 #include <winsock2.h>
 
 #include <chrono>
+#include <cstdio>
 
 #include <tapi.h>
 #include <tspi.h>
@@ -47,7 +48,9 @@ TEST_F(silent_service, is_waited_for_20_seconds_and_kept_alive_after_30) {
     EXPECT_EQ(lists[0].text, "<msg><request id='0'><GetClientRegistrations/></request></msg>");
     EXPECT_EQ(lists[1].text, "<msg><request id='1'><GetClientRegistrations/></request></msg>");
     service_.Send(simulator::RegistrationListResponse(1, service_.Registrations()));
+    const auto answering = steady_clock::now();
     ASSERT_TRUE(host_.WaitForDevices(1, kSoon));
+    const auto announced = steady_clock::now() - answering;
 
     log_.Skip();
     const auto alive = service_.WaitForRequest(request_kind::kKeepAlive, milliseconds(20000));
@@ -60,6 +63,13 @@ TEST_F(silent_service, is_waited_for_20_seconds_and_kept_alive_after_30) {
     EXPECT_EQ(service_.ReceivedCount(), 3u) << "no further list is asked for while the connection lives";
     EXPECT_EQ(log_.Count("RsTspClient", "ReConnect"), 0u);
     EXPECT_EQ(service_.AcceptedCount(), 1u);
+    const auto print = [](const char* what, steady_clock::duration figure) {
+        std::printf("fault: list that never comes: %s %lld ms\n", what,
+                    static_cast<long long>(std::chrono::duration_cast<milliseconds>(figure).count()));
+    };
+    print("started without lines after", started);
+    print("line of a list that comes after all announced after", announced);
+    print("kept alive since the start after", kept_alive);
 }
 
 }  // namespace
