@@ -157,9 +157,10 @@ TEST_F(sending, that_fails_while_the_line_s_events_are_handled_stalls_nobody) {
     done = true;
     events.join();
     other_line.join();
-    std::printf("%d requests until the socket was full; slowest on that line %.1f ms, on another %.1f ms\n",
-                requests, std::chrono::duration<double, std::milli>(slowest).count(),
-                std::chrono::duration<double, std::milli>(steady_clock::duration(slowest_other)).count());
+    std::printf(
+        "%d requests until the service knew of the end; slowest on that line %.1f ms, on another %.1f ms\n",
+        requests, std::chrono::duration<double, std::milli>(slowest).count(),
+        std::chrono::duration<double, std::milli>(steady_clock::duration(slowest_other)).count());
     EXPECT_TRUE(ended) << "the send that failed has not closed the connection";
     // Waiting for the reader would take 5 s.
     EXPECT_LT(slowest, milliseconds(3000));

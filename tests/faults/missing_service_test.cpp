@@ -117,6 +117,39 @@ TEST_F(another_program_that_answers, in_its_own_language_is_not_understood_and_l
     EXPECT_EQ(log_.Count("TcpLink", "No start tag"), 1u);
 }
 
+using another_program_that_stays = foreign_port;
+
+TEST_F(another_program_that_stays, is_kept_alive_and_left_when_it_hangs_up) {
+    test::signal kept_alive;
+    other_program patient([&](SOCKET connection) {
+        std::string asked;
+        do {
+            asked = ReceiveSome(connection);
+        } while (!asked.empty() && asked.find("<KeepAlive/>") == std::string::npos);
+        kept_alive.Set();
+    });
+    AddPhone(kPhone, "Desk 1001");
+    service_.Publication().Write(1, patient.Port());
+    (void)StartWithoutList();
+    // The registry names the service again, but the provider has a connection.
+    StartService();
+    ASSERT_TRUE(kept_alive.Wait(kTickAtMost));
+    const milliseconds alive = SinceStart();
+    EXPECT_GE(alive, kTickAtLeast);
+    EXPECT_EQ(service_.AcceptedCount(), 0u);
+    EXPECT_THAT(host_.Devices(), testing::IsEmpty());
+
+    ASSERT_TRUE(host_.WaitForDevices(1, kTickAtMost));
+    const milliseconds came = SinceStart();
+    EXPECT_GE(came, 2 * kTickAtLeast);
+    EXPECT_LT(came, 2 * kTickAtMost);
+    EXPECT_EQ(patient.Accepted(), 1);
+    EXPECT_EQ(log_.Count(kClient, "ReConnect"), 1u);
+    ExpectWorkingLine(host_.Devices().front().device_id, kPhone);
+    PrintFigure("another program stays", "kept alive since the start after", alive);
+    PrintFigure("another program stays", "line announced since the start after", came);
+}
+
 using another_program_that_hangs_up = foreign_port;
 
 TEST_F(another_program_that_hangs_up, at_once_is_a_connection_lost_like_any_other) {
