@@ -69,6 +69,7 @@ void CALLBACK call_ledger::OnEvent(HTAPILINE line, HTAPICALL call, DWORD message
                                    DWORD_PTR param2, DWORD_PTR param3) {
     call_ledger& ledger = *current;
     const auto call_handle = reinterpret_cast<std::uintptr_t>(call);
+    ++ledger.message_count_;
     Require(ledger.open_line_ != 0, "nothing is told of a closed line");
     Require(reinterpret_cast<std::uintptr_t>(line) == ledger.open_line_, "messages carry the line's handle");
     switch (message) {

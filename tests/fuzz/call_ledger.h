@@ -71,6 +71,8 @@ class call_ledger {
     /// Forgets the states and the information told so far.
     void StartOperation();
     [[nodiscard]] const std::vector<told_state>& States() const { return states_; }
+    /// How much has been told since the beginning.
+    [[nodiscard]] std::size_t MessageCount() const { return message_count_; }
     /// The driver call handle of the last LINE_NEWCALL since StartOperation, 0: none.
     [[nodiscard]] std::uint64_t NewDriverHandle() const { return new_driver_handle_; }
     /// How many calls without a handle have been told to be idle, since the beginning. They cannot be told
@@ -92,6 +94,7 @@ class call_ledger {
     std::uint64_t last_new_driver_handle_ = 0;
     std::uint64_t new_driver_handle_ = 0;
     std::size_t ended_without_handle_ = 0;
+    std::size_t message_count_ = 0;
     std::map<std::uintptr_t, told_call> calls_;
     std::vector<told_state> states_;
 };

@@ -116,15 +116,14 @@ void call_sequence::CheckCounts() const {
     Require(line_.OnHoldCallCount() == on_hold, "calls on hold are counted");
 }
 
+/// As the line manager does it, for a TAPI that opens no line that is open.
 void call_sequence::OpenLine() {
-    if (ledger_.OpenLine() != 0) {
+    if (ledger_.OpenLine() != 0 || line_.IsRetired()) {
         return;
     }
     const std::uintptr_t handle = ++last_line_handle_;
     line_.Open(reinterpret_cast<HTAPILINE>(handle), call_ledger::Procedure());
-    if (!is_shut_) {
-        ledger_.LineOpened(handle);
-    }
+    ledger_.LineOpened(handle);
 }
 
 void call_sequence::CloseLine() {
@@ -133,6 +132,7 @@ void call_sequence::CloseLine() {
     line_.Close();
     --closing_;
     CheckReset(reactions == reactions_ && ledger_.OpenLine() != 0);
+    Require(!line_.IsOpen(), "a closed line is closed, whatever happens while it is being closed");
     ledger_.LineClosed();
 }
 

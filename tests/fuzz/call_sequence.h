@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -77,6 +78,7 @@ class call_sequence {
     void MakeRequest(char letter);
     void PlanReaction();
     void React(std::uintptr_t call, DWORD message, DWORD state);
+    void ReactWith(const planned_reaction& reaction, std::uintptr_t call);
     void Request(char letter, std::uint64_t driver_handle);
     void RequestOfRow(const request_row& row, std::uint64_t driver_handle);
     [[nodiscard]] std::string ExpectedRequest(const request_row& row, const call_ptr& call) const;
@@ -86,6 +88,7 @@ class call_sequence {
     void MakeCall();
     void PrepareConsultation(std::uint64_t driver_handle);
     [[nodiscard]] bool MayMakeCalls() const;
+    [[nodiscard]] bool MakeOwnCall(std::uintptr_t handle, const std::function<void()>& make);
 
     /// One of the calls there have been, or a handle that never was.
     [[nodiscard]] std::uint64_t HandleInSlot(std::size_t slot) const;

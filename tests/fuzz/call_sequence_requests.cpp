@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 
 #include "call_sequence.h"
 #include "platform/ansi_text.h"
@@ -38,8 +39,32 @@ struct call_sequence::request_row {
 };
 
 bool call_sequence::MayMakeCalls() const {
-    // TAPI makes none on a line that it is closing.
-    return ledger_.OpenLine() != 0 && closing_ == 0 && handles_.size() < kMostCalls;
+    return ledger_.OpenLine() != 0 && handles_.size() < kMostCalls;
+}
+
+/// Makes a call of TAPI's own with `make`, which throws when it fails, and requires that it does so on a line
+/// that is being closed and on no other: nothing would end the call. Whether it was made.
+bool call_sequence::MakeOwnCall(std::uintptr_t handle, const std::function<void()>& make) {
+    const bool must_fail = closing_ != 0;
+    if (must_fail) {
+        KnowNewCalls();
+    }
+    const std::size_t calls = handles_.size();
+    const std::size_t sent = requests_.Requests().size();
+    const std::size_t told = ledger_.MessageCount();
+    try {
+        make();
+    } catch (const std::runtime_error&) {
+        Require(must_fail, "a call is made on a line that is not being closed");
+        Require(ledger_.MessageCount() == told, "a request that fails tells nothing");
+        Require(requests_.Requests().size() == sent, "a request that fails sends nothing");
+        KnowNewCalls();
+        Require(handles_.size() == calls, "a request that fails leaves no record");
+        ledger_.ForgetCall(handle);
+        return false;
+    }
+    Require(!must_fail, "no call is made on a line that is being closed");
+    return true;
 }
 
 /// Letters that are none of a step are passed over.
@@ -147,7 +172,10 @@ void call_sequence::MakeCall() {
     }
     const std::uintptr_t handle = ledger_.AddOwnCall(call_source::placed);
     std::uint64_t driver_handle = 0;
-    line_.MakeCall(reinterpret_cast<HTAPICALL>(handle), 0, text_, driver_handle);
+    const auto make = [&] { line_.MakeCall(reinterpret_cast<HTAPICALL>(handle), 0, text_, driver_handle); };
+    if (!MakeOwnCall(handle, make)) {
+        return;
+    }
     Require(driver_handle != 0, "a placed call has a driver call handle");
     ledger_.CallOf(handle).driver_handle = driver_handle;
     Know(driver_handle);
@@ -158,15 +186,22 @@ void call_sequence::PrepareConsultation(std::uint64_t driver_handle) {
     if (!MayMakeCalls()) {
         return;
     }
-    const bool is_known = calls_.FindCall(driver_handle) != nullptr;
     const std::uintptr_t handle = ledger_.AddOwnCall(call_source::consultation);
     std::uint64_t consultation_handle = 0;
-    calls_.PrepareConsultationCall(driver_handle, reinterpret_cast<HTAPICALL>(handle), consultation_handle);
-    Require((consultation_handle != 0) == is_known, "only a known call is consulted on");
-    if (consultation_handle == 0) {
+    const auto prepare = [&] {
+        calls_.PrepareConsultationCall(driver_handle, reinterpret_cast<HTAPICALL>(handle),
+                                       consultation_handle);
+    };
+    if (calls_.FindCall(driver_handle) == nullptr) {
+        prepare();
+        Require(consultation_handle == 0, "only a known call is consulted on");
         ledger_.ForgetCall(handle);
         return;
     }
+    if (!MakeOwnCall(handle, prepare)) {
+        return;
+    }
+    Require(consultation_handle != 0, "a consultation call has a driver call handle");
     ledger_.CallOf(handle).driver_handle = consultation_handle;
     Know(consultation_handle);
     calls_.FindCall(consultation_handle)->SetState(LINECALLSTATE_DIALTONE, 0, true);
@@ -208,33 +243,61 @@ void call_sequence::PlanReaction() {
     }
 }
 
+/// One reaction to each message. After one that closes or opens the line the next follows at once: when the
+/// line is closed there may be no other message to do it from.
 void call_sequence::React(std::uintptr_t call, DWORD message, DWORD state) {
+    constexpr std::string_view kGoOn = "COE";
+    bool goes_on = depth_ < kDeepest;
+    while (goes_on) {
+        const auto found =
+            std::find_if(planned_.begin(), planned_.end(), [&](const planned_reaction& planned) {
+                return planned.message == message &&
+                       (message != LINE_CALLSTATE || planned.state == 0 || planned.state == state);
+            });
+        if (found == planned_.end()) {
+            return;
+        }
+        const planned_reaction reaction = *found;
+        planned_.erase(found);
+        ++reactions_;
+        ++depth_;
+        announcing_ += message == LINE_NEWCALL;
+        ReactWith(reaction, call);
+        announcing_ -= message == LINE_NEWCALL;
+        --depth_;
+        goes_on = kGoOn.find(reaction.letter) != std::string_view::npos;
+    }
+}
+
+void call_sequence::ReactWith(const planned_reaction& reaction, std::uintptr_t call) {
     constexpr std::size_t kThisCall = kSlots - 1;
-    const auto found = std::find_if(planned_.begin(), planned_.end(), [&](const planned_reaction& planned) {
-        return planned.message == message &&
-               (message != LINE_CALLSTATE || planned.state == 0 || planned.state == state);
-    });
-    if (found == planned_.end() || depth_ == kDeepest) {
-        return;
+    // A call that is being announced has no record yet that could be told to end.
+    const bool may_close = announcing_ == 0;
+    switch (reaction.letter) {
+        case 'M':
+            MakeCall();
+            break;
+        case 'O':
+            OpenLine();
+            break;
+        case 'C':
+            if (may_close) {
+                CloseLine();
+            }
+            break;
+        case 'E':
+            if (may_close) {
+                ShutDown();
+            }
+            break;
+        default: {
+            const auto told = ledger_.Calls().find(call);
+            // While a request that makes a call has not returned, nobody knows the call's handle.
+            const std::uint64_t this_call = told != ledger_.Calls().end() ? told->second.driver_handle : 0;
+            Request(reaction.letter, reaction.slot == kThisCall ? this_call : HandleInSlot(reaction.slot));
+            break;
+        }
     }
-    const planned_reaction reaction = *found;
-    planned_.erase(found);
-    ++reactions_;
-    ++depth_;
-    announcing_ += message == LINE_NEWCALL;
-    const auto told = ledger_.Calls().find(call);
-    // While a request that makes a call has not returned, nobody knows the call's handle.
-    const std::uint64_t this_call = told != ledger_.Calls().end() ? told->second.driver_handle : 0;
-    if (reaction.letter == 'M') {
-        MakeCall();
-    } else if (reaction.letter != 'C') {
-        Request(reaction.letter, reaction.slot == kThisCall ? this_call : HandleInSlot(reaction.slot));
-    } else if (announcing_ == 0) {
-        // Not while a call is being announced: nobody has its handle yet, so nobody could be told of its end.
-        CloseLine();
-    }
-    announcing_ -= message == LINE_NEWCALL;
-    --depth_;
 }
 
 }  // namespace brivelnox::fuzz

@@ -1,11 +1,9 @@
 #include "tests/logging/log_folder_helper.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
+#include <cstddef>
+#include <functional>
 #include <mutex>
-#include <sstream>
-#include <system_error>
 
 #include <gtest/gtest.h>
 
@@ -26,6 +24,18 @@ void SetFileDates(const std::wstring& path, const SYSTEMTIME& local) {
     ASSERT_TRUE(file);
     const FILETIME time = FileTimeOf(local);
     ASSERT_TRUE(SetFileTime(file.get(), &time, nullptr, &time));
+}
+
+/// Without the two entries that every folder has. `folder` ends with a backslash.
+void ForEachIn(const std::wstring& folder, const std::function<void(const WIN32_FIND_DATAW&)>& act) {
+    WIN32_FIND_DATAW entry = {};
+    const unique_find search(FindFirstFileW((folder + L"*").c_str(), &entry));
+    for (BOOL found = search ? TRUE : FALSE; found; found = FindNextFileW(search.get(), &entry)) {
+        const std::wstring name = entry.cFileName;
+        if (name != L"." && name != L"..") {
+            act(entry);
+        }
+    }
 }
 
 std::wstring TemporaryFolder() {
@@ -66,15 +76,14 @@ log_folder::log_folder() : old_temporary_folder_(TemporaryFolder()) {
     static int number = 0;
     root_ = old_temporary_folder_ + L"brivelnox-logging-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
             std::to_wstring(++number);
-    std::filesystem::create_directory(root_);
+    EXPECT_TRUE(CreateDirectoryW(root_.c_str(), nullptr));
     SetEnvironmentVariableW(L"TMP", root_.c_str());
     test_clock::Set(kToday);
 }
 
 log_folder::~log_folder() {
     SetEnvironmentVariableW(L"TMP", old_temporary_folder_.c_str());
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
+    Remove(root_);
 }
 
 std::wstring log_folder::LogPath() const {
@@ -99,10 +108,7 @@ std::vector<std::string> log_folder::LogLines() const {
 
 std::vector<std::wstring> log_folder::Backups() const {
     std::vector<std::wstring> names;
-    std::error_code none;
-    for (const auto& entry : std::filesystem::directory_iterator(BackupPath(L""), none)) {
-        names.push_back(entry.path().filename().wstring());
-    }
+    ForEachIn(BackupPath(L""), [&](const WIN32_FIND_DATAW& entry) { names.emplace_back(entry.cFileName); });
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -121,17 +127,41 @@ bool log_folder::Exists(const std::wstring& path) {
 }
 
 std::string log_folder::BytesOf(const std::wstring& path) {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
+    const unique_file file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size = {};
+    if (!file || !GetFileSizeEx(file.get(), &size)) {
+        return {};
+    }
+    std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
+    DWORD read = 0;
+    EXPECT_TRUE(ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr));
+    bytes.resize(read);
+    return bytes;
 }
 
 void log_folder::WriteBytes(const std::wstring& path, const std::string& bytes) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream file(std::filesystem::path(path), std::ios::binary | std::ios::trunc);
-    file << bytes;
-    ASSERT_TRUE(file.good());
+    for (std::size_t end = path.find(L'\\', 3); end != std::wstring::npos; end = path.find(L'\\', end + 1)) {
+        (void)CreateDirectoryW(path.substr(0, end).c_str(), nullptr);
+    }
+    const unique_file file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                       nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    ASSERT_TRUE(file);
+    DWORD written = 0;
+    ASSERT_TRUE(WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+    ASSERT_EQ(written, bytes.size());
+}
+
+void log_folder::Remove(const std::wstring& folder) {
+    ForEachIn(folder + L"\\", [&](const WIN32_FIND_DATAW& entry) {
+        const std::wstring path = folder + L"\\" + entry.cFileName;
+        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+            Remove(path);
+        } else {
+            (void)DeleteFileW(path.c_str());
+        }
+    });
+    (void)RemoveDirectoryW(folder.c_str());
 }
 
 }  // namespace brivelnox::test

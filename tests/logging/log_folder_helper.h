@@ -57,7 +57,10 @@ class log_folder {
 
     static bool Exists(const std::wstring& path);
     static std::string BytesOf(const std::wstring& path);
+    /// With the folders that are not there yet.
     static void WriteBytes(const std::wstring& path, const std::string& bytes);
+    /// A folder and all that is in it, as far as there is such a folder.
+    static void Remove(const std::wstring& folder);
 
   private:
     std::wstring root_;

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <chrono>
-#include <filesystem>
 
 #include <shlobj.h>
 
@@ -67,7 +66,7 @@ TEST_F(logger_start, CommonApplicationDataFolderIsTheOtherPlace) {
     wchar_t common[MAX_PATH] = {};
     ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common), S_OK);
     const std::wstring own = std::wstring(common) + L"\\Brivelnox\\" + kName;
-    std::filesystem::remove_all(own);
+    log_folder::Remove(own);
 
     logger_.Start(true, kName);
     EXPECT_TRUE(logger_.IsStarted());
@@ -75,7 +74,7 @@ TEST_F(logger_start, CommonApplicationDataFolderIsTheOtherPlace) {
     EXPECT_EQ(log_folder::BytesOf(own + L"\\logs\\" + kName + L".log"),
               "11-16 09:05:03 Line                 text\r\n");
     EXPECT_FALSE(MakerFolderExists());
-    std::filesystem::remove_all(own);
+    log_folder::Remove(own);
 }
 
 TEST_F(logger_start, ExistingFoldersAreUsed) {
@@ -145,7 +144,7 @@ TEST_F(logger_start, MissingApplicationDataFolderLeavesItUnstartedAndALaterStart
     EXPECT_TRUE(logger_.IsStarted());
     wchar_t common[MAX_PATH] = {};
     ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common), S_OK);
-    std::filesystem::remove_all(std::wstring(common) + L"\\Brivelnox\\" + kName);
+    log_folder::Remove(std::wstring(common) + L"\\Brivelnox\\" + kName);
 }
 
 // The DLL entry runs under the loader lock, so it must never wait for a thread that may need that lock

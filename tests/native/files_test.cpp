@@ -98,6 +98,18 @@ TEST(native_folders, ApplicationDataAndTemporaryFolderAreThere) {
     EXPECT_STREQ(folder, L"C:\\Temp\\");
 }
 
+TEST(native_folders, FolderIsOpenedOnlyByThoseWhoAskForOne) {
+    wchar_t temporary[MAX_PATH] = {};
+    ASSERT_NE(GetTempPathW(MAX_PATH, temporary), 0u);
+    const auto open = [&](DWORD flags) {
+        return unique_file(CreateFileW(temporary, FILE_READ_ATTRIBUTES, FILE_SHARE_READ, nullptr,
+                                       OPEN_EXISTING, flags, nullptr));
+    };
+    EXPECT_FALSE(open(FILE_ATTRIBUTE_NORMAL));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(open(FILE_FLAG_BACKUP_SEMANTICS));
+}
+
 TEST(native_registry, ValuesAreFoundWithoutRegardToCaseUntilTheirKeyIsDeleted) {
     const DWORD written = 4711;
     {

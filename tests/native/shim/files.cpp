@@ -40,6 +40,12 @@ class file_object final : public kernel_object {
     const DWORD share_;
 };
 
+/// From those who write to a file to those who read one.
+const order_token& Written() {
+    static const order_token& token = *new order_token;
+    return token;
+}
+
 /// The system's flags for an access and a disposition.
 int OpenFlags(DWORD access, DWORD disposition) {
     constexpr struct {
@@ -62,9 +68,13 @@ int OpenFlags(DWORD access, DWORD disposition) {
     Misuse("a way of opening files that is not known here");
 }
 
-HANDLE Open(const std::string& path, DWORD access, DWORD share, DWORD disposition) {
+HANDLE Open(const std::string& path, DWORD access, DWORD share, DWORD disposition, bool folders_too) {
     struct stat status = {};
     const bool existed = stat(path.c_str(), &status) == 0;
+    if (existed && S_ISDIR(status.st_mode) && !folders_too) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return INVALID_HANDLE_VALUE;
+    }
     if (!file_records::TryOpen(path, access, share)) {
         SetLastError(ERROR_SHARING_VIOLATION);
         return INVALID_HANDLE_VALUE;
@@ -104,17 +114,21 @@ using native::file_object;
 using native::FromHandle;
 
 HANDLE CreateFileW(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*, DWORD disposition,
-                   DWORD, HANDLE) {
-    return native::Open(native::ToSystemPath(path), access, share, disposition);
+                   DWORD flags, HANDLE) {
+    return native::Open(native::ToSystemPath(path), access, share, disposition,
+                        (flags & FILE_FLAG_BACKUP_SEMANTICS) != 0);
 }
 
 BOOL ReadFile(HANDLE file, void* bytes, DWORD size, DWORD* read, void*) {
     const auto object = FromHandle<file_object>(file);
-    return object ? native::Result(::read(object->Descriptor(), bytes, size), read) : FALSE;
+    const BOOL result = object ? native::Result(::read(object->Descriptor(), bytes, size), read) : FALSE;
+    native::Written().Take();
+    return result;
 }
 
 BOOL WriteFile(HANDLE file, const void* bytes, DWORD size, DWORD* written, void*) {
     const auto object = FromHandle<file_object>(file);
+    native::Written().Give();
     return object ? native::Result(::write(object->Descriptor(), bytes, size), written) : FALSE;
 }
 

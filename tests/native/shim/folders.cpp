@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 
 #include <shlobj.h>
 #include <shlwapi.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <dirent.h>
@@ -16,6 +18,7 @@
 
 #include "shim/drive.h"
 #include "shim/kernel_object.h"
+#include "shim/misuse.h"
 #include "shim/text_conversion.h"
 
 namespace brivelnox::native {
@@ -24,7 +27,17 @@ namespace {
 
 constexpr mode_t kFolderMode = 0755;
 constexpr wchar_t kCommonApplicationData[] = L"C:\\ProgramData";
-constexpr wchar_t kTemporary[] = L"C:\\Temp\\";
+constexpr std::wstring_view kTemporaryVariable = L"TMP";
+
+struct temporary_folder {
+    std::mutex mutex;
+    std::wstring path = L"C:\\Temp";
+};
+
+temporary_folder& Temporary() {
+    static temporary_folder& instance = *new temporary_folder;
+    return instance;
+}
 
 /// The entries that a search has found, and how far it has handed them out.
 class file_search final : public kernel_object {
@@ -126,8 +139,28 @@ BOOL FindClose(HANDLE search) {
 }
 
 DWORD GetTempPathW(DWORD size, wchar_t* path) {
-    constexpr DWORD kLength = std::size(native::kTemporary) - 1;
-    return wcscpy_s(path, size, native::kTemporary) == 0 ? kLength : kLength + 1;
+    const native::hidden_from_order hidden;
+    const std::lock_guard guard(native::Temporary().mutex);
+    std::wstring whole = native::Temporary().path;
+    if (!whole.ends_with(L'\\')) {
+        whole += L'\\';
+    }
+    const auto length = static_cast<DWORD>(whole.size());
+    if (size <= length) {
+        return length + 1;
+    }
+    (void)wcscpy_s(path, size, whole.c_str());
+    return length;
+}
+
+BOOL SetEnvironmentVariableW(const wchar_t* name, const wchar_t* value) {
+    if (name != native::kTemporaryVariable) {
+        native::Misuse("the only environment variable that is known here is TMP");
+    }
+    const native::hidden_from_order hidden;
+    const std::lock_guard guard(native::Temporary().mutex);
+    native::Temporary().path = value;
+    return TRUE;
 }
 
 HRESULT SHGetFolderPathW(HWND, int folder, HANDLE, DWORD, wchar_t* path) {

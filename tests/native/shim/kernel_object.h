@@ -11,10 +11,21 @@
 #include <utility>
 
 #include "shim/misuse.h"
+#include "shim/thread_order.h"
 
 namespace brivelnox::native {
 
-enum class object_kind { event, thread, file, file_search, timer_queue, registry_key, socket, count };
+enum class object_kind {
+    event,
+    thread,
+    file,
+    file_search,
+    timer_queue,
+    registry_key,
+    socket,
+    unconnected_socket,  // neither connected nor listening, so far
+    count
+};
 
 class kernel_object {
   public:
@@ -22,10 +33,9 @@ class kernel_object {
     kernel_object(const kernel_object&) = delete;
     kernel_object& operator=(const kernel_object&) = delete;
 
-    [[nodiscard]] object_kind Kind() const { return kind_; }
-    [[nodiscard]] bool IsClosed() const { return closed_.load(); }
+    [[nodiscard]] bool IsClosed() const { return closed_.load(std::memory_order_relaxed); }
 
-    void AddReference() { references_.fetch_add(1); }
+    void AddReference() { references_.fetch_add(1, std::memory_order_relaxed); }
     void Release();
 
     /// What CloseHandle does: marks it closed and gives up the handle's reference.
@@ -35,10 +45,12 @@ class kernel_object {
     virtual void OnClose() {}
 
   protected:
+    /// Counts the open handle as one of another kind from now on.
+    void CountAs(object_kind kind);
     virtual ~kernel_object();
 
   private:
-    const object_kind kind_;
+    std::atomic<object_kind> counted_as_;
     std::atomic<int> references_{1};
     std::atomic<bool> closed_{false};
 };
@@ -84,6 +96,7 @@ object_ref<T> FromHandle(HANDLE handle) {
         SetLastError(ERROR_INVALID_HANDLE);
         return {};
     }
+    const hidden_from_order hidden;
     auto* const object = static_cast<kernel_object*>(handle);
     if (object->IsClosed()) {
         Misuse("a handle is used after it has been closed");

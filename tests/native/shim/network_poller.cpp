@@ -36,6 +36,9 @@ class network_poller {
 
   private:
     [[noreturn]] void Run() {
+        // It meets every socket in turn and would hand on what it has met of each. What it records is an
+        // event that it signals.
+        const hidden_from_order hidden;
         for (;;) {
             Turn();
         }

@@ -76,6 +76,7 @@ HKEY ToKey(const std::wstring& path) {
 
 LSTATUS Open(HKEY parent, const std::wstring& name, HKEY* key) {
     const std::wstring path = PathOf(parent, name);
+    const hidden_from_order hidden;
     const std::lock_guard guard(Registry().mutex);
     if (!Registry().keys.contains(path)) {
         return ERROR_FILE_NOT_FOUND;
@@ -86,6 +87,7 @@ LSTATUS Open(HKEY parent, const std::wstring& name, HKEY* key) {
 
 LSTATUS Create(HKEY parent, const std::wstring& name, HKEY* key) {
     const std::wstring path = PathOf(parent, name);
+    const hidden_from_order hidden;
     const std::lock_guard guard(Registry().mutex);
     for (std::size_t end = path.find(L'\\'); end != std::wstring::npos; end = path.find(L'\\', end + 1)) {
         (void)Registry().keys[path.substr(0, end)];
@@ -97,6 +99,7 @@ LSTATUS Create(HKEY parent, const std::wstring& name, HKEY* key) {
 
 LSTATUS Query(HKEY key, const std::wstring& name, DWORD* type, BYTE* data, DWORD* size) {
     const std::wstring path = PathOf(key);
+    const hidden_from_order hidden;
     const std::lock_guard guard(Registry().mutex);
     const auto found_key = Registry().keys.find(path);
     if (found_key == Registry().keys.end()) {
@@ -126,6 +129,7 @@ LSTATUS Query(HKEY key, const std::wstring& name, DWORD* type, BYTE* data, DWORD
 
 LSTATUS Set(HKEY key, const std::wstring& name, DWORD type, const BYTE* data, DWORD size) {
     const std::wstring path = PathOf(key);
+    const hidden_from_order hidden;
     const std::lock_guard guard(Registry().mutex);
     Registry().keys[path][name] = {type, {data, data + size}};
     return ERROR_SUCCESS;
@@ -133,6 +137,7 @@ LSTATUS Set(HKEY key, const std::wstring& name, DWORD type, const BYTE* data, DW
 
 LSTATUS DeleteValue(HKEY key, const std::wstring& name) {
     const std::wstring path = PathOf(key);
+    const hidden_from_order hidden;
     const std::lock_guard guard(Registry().mutex);
     const auto found = Registry().keys.find(path);
     const bool deleted = found != Registry().keys.end() && found->second.erase(name) != 0;
@@ -146,6 +151,7 @@ bool IsBelow(const std::wstring& path, const std::wstring& parent) {
 
 LSTATUS DeleteKey(HKEY parent, const std::wstring& name, bool with_subkeys) {
     const std::wstring path = PathOf(parent, name);
+    const hidden_from_order hidden;
     const std::lock_guard guard(Registry().mutex);
     auto& keys = Registry().keys;
     const auto is_below = [&](const auto& entry) { return IsBelow(entry.first, path); };

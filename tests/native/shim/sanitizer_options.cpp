@@ -23,7 +23,8 @@ const char* __tsan_default_options() {
     // io_sync=0: bytes that go through a socket order nothing. The service is another process; were its
     // connection taken as an order between threads, it would hide the races of the threads that send and
     // receive here.
-    return "io_sync=0:second_deadlock_stack=1:history_size=4:halt_on_error=0:exitcode=66";
+    return "io_sync=0:second_deadlock_stack=1:history_size=4:halt_on_error=0:exitcode=66:"
+           "handle_abort=1";
 }
 
 }  // extern "C"

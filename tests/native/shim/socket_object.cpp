@@ -33,12 +33,17 @@ class socket_object::in_use {
 
 int socket_object::Connect(const posix::endpoint& peer) {
     in_use use(*this);
-    return use.Finish(posix::Connect(descriptor_, peer));
+    const int result = use.Finish(posix::Connect(descriptor_, peer));
+    if (result == 0) {
+        CountAs(object_kind::socket);
+    }
+    return result;
 }
 
 int socket_object::Listen(int backlog) {
     const std::lock_guard guard(mutex_);
     listening_ = true;
+    CountAs(object_kind::socket);
     return posix::Listen(descriptor_, backlog);
 }
 
@@ -56,7 +61,7 @@ int socket_object::Accept(posix::endpoint& peer, socket_object*& accepted) {
     const int result = use.Finish(posix::Accept(descriptor_, peer));
     const std::lock_guard guard(mutex_);
     if (result >= 0) {
-        accepted = new socket_object(result);
+        accepted = new socket_object(result, true);
         if (selected_) {
             (void)posix::SetNonBlocking(result);
         }

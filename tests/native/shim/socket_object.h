@@ -17,7 +17,9 @@ namespace brivelnox::native {
 class socket_object final : public kernel_object {
   public:
     /// Takes over the descriptor.
-    explicit socket_object(int descriptor) : kernel_object(object_kind::socket), descriptor_(descriptor) {}
+    socket_object(int descriptor, bool connected)
+        : kernel_object(connected ? object_kind::socket : object_kind::unconnected_socket),
+          descriptor_(descriptor) {}
 
     int Connect(const posix::endpoint& peer);
     /// An accepted socket, as a new object in `accepted`. It is non-blocking if this one is.

@@ -7,14 +7,8 @@
 
 #include <unistd.h>
 
+#include "shim/leak_check.h"
 #include "shim/waitable.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#include <sanitizer/lsan_interface.h>
-#define BRIVELNOX_NATIVE_LEAKS_CHECKED
-#endif
-#endif
 
 namespace brivelnox::native {
 
@@ -30,19 +24,21 @@ class thread_object final : public waitable {
     void Run() noexcept {
         DWORD code = 0;
         try {
-            code = start_(argument_);
+            // Not kept: what it points to is the thread's own from here on, and no longer anybody's at its
+            // end.
+            code = start_(std::exchange(argument_, nullptr));
         } catch (const thread_exit& exit) {
             code = exit.code;
         }
-        exit_code_.store(code);
+        exit_code_.store(code, std::memory_order_relaxed);
         Set();
     }
 
-    [[nodiscard]] DWORD ExitCode() const { return exit_code_.load(); }
+    [[nodiscard]] DWORD ExitCode() const { return exit_code_.load(std::memory_order_relaxed); }
 
   private:
     const LPTHREAD_START_ROUTINE start_;
-    void* const argument_;
+    void* argument_;
     std::atomic<DWORD> exit_code_{kStillActive};
 };
 
@@ -66,11 +62,9 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE start, 
         brivelnox::native::Misuse("threads that start suspended, and their ids, are not known here");
     }
     auto* const thread = new thread_object(start, argument);
-#ifdef BRIVELNOX_NATIVE_LEAKS_CHECKED
     // The provider deliberately never closes the handle of a reader thread, one per connection that it has
     // made. Only these few bytes are left out of the leak check; how many such handles there are is counted.
-    __lsan_ignore_object(thread);
-#endif
+    brivelnox::native::LeaveOutOfLeakCheck(thread);
     brivelnox::native::StartDetached([running = object_ref<thread_object>(thread)] { running->Run(); });
     return ToHandle(thread);
 }
@@ -85,7 +79,8 @@ BOOL GetExitCodeThread(HANDLE thread, DWORD* exit_code) {
 }
 
 DWORD GetCurrentThreadId() {
-    thread_local const DWORD id = ++brivelnox::native::last_thread_id;
+    thread_local const DWORD id =
+        brivelnox::native::last_thread_id.fetch_add(1, std::memory_order_relaxed) + 1;
     return id;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -43,6 +44,8 @@ struct timer {
     int running = 0;
     bool deleted = false;
     completion done;
+    order_token made;   // before its callbacks
+    order_token ended;  // its callbacks, before who has waited for their end
 };
 
 class timer_queue final : public kernel_object {
@@ -50,7 +53,9 @@ class timer_queue final : public kernel_object {
     timer_queue() : kernel_object(object_kind::timer_queue) {}
 
     timer* Add(std::shared_ptr<timer> added) {
+        const hidden_from_order hidden;
         const std::lock_guard guard(mutex_);
+        added->made.Give();
         timers_.push_back(added);
         if (!std::exchange(scheduler_started_, true)) {
             StartDetached([queue = object_ref<timer_queue>(this)] { queue->Schedule(); });
@@ -61,6 +66,7 @@ class timer_queue final : public kernel_object {
 
     /// Returns whether no callback of the timer runs.
     bool Delete(const timer* handle, HANDLE completion_event) {
+        const hidden_from_order hidden;
         std::unique_lock lock(mutex_);
         const auto found = std::find_if(timers_.begin(), timers_.end(),
                                         [&](const auto& candidate) { return candidate.get() == handle; });
@@ -71,10 +77,12 @@ class timer_queue final : public kernel_object {
         timers_.erase(found);
         deleted->deleted = true;
         deleted->done.Store(completion_event);
-        return Finish(lock, completion_event, deleted->done, [&] { return deleted->running == 0; });
+        return Finish(lock, completion_event, deleted->done, deleted->ended,
+                      [&] { return deleted->running == 0; });
     }
 
     bool DeleteAll(HANDLE completion_event) {
+        const hidden_from_order hidden;
         std::unique_lock lock(mutex_);
         for (const auto& deleted : timers_) {
             deleted->deleted = true;
@@ -83,23 +91,26 @@ class timer_queue final : public kernel_object {
         deleted_ = true;
         changed_.notify_all();
         done_.Store(completion_event);
-        return Finish(lock, completion_event, done_, [&] { return running_ == 0; });
+        return Finish(lock, completion_event, done_, ended_, [&] { return running_ == 0; });
     }
 
   private:
     template <class Idle>
-    bool Finish(std::unique_lock<std::mutex>& lock, HANDLE completion_event, completion& done, Idle is_idle) {
+    bool Finish(std::unique_lock<std::mutex>& lock, HANDLE completion_event, completion& done,
+                const order_token& ended, Idle is_idle) {
         if (completion_event == INVALID_HANDLE_VALUE) {
             changed_.wait(lock, is_idle);
         }
         if (!is_idle()) {
             return false;
         }
+        ended.Take();
         done.Tell();
         return true;
     }
 
     void Schedule() {
+        const hidden_from_order hidden;
         std::unique_lock lock(mutex_);
         while (!deleted_) {
             const auto next =
@@ -119,6 +130,7 @@ class timer_queue final : public kernel_object {
         ++fired->running;
         ++running_;
         StartDetached([queue = object_ref<timer_queue>(this), fired] {
+            TakeMade(*fired);
             fired->callback(fired->context, TRUE);
             queue->Ended(*fired);
         });
@@ -128,12 +140,22 @@ class timer_queue final : public kernel_object {
                                                 : steady_clock::time_point::max();
     }
 
+    static void TakeMade(const timer& fired) {
+        const hidden_from_order hidden;
+        fired.made.Take();
+    }
+
     void Ended(timer& ended) {
+        const hidden_from_order hidden;
         const std::lock_guard guard(mutex_);
+        ended.ended.Give();
+        ended_.Give();
         if (--ended.running == 0 && ended.deleted) {
+            ended.ended.Take();
             ended.done.Tell();
         }
         if (--running_ == 0 && deleted_) {
+            ended_.Take();
             done_.Tell();
         }
         changed_.notify_all();
@@ -146,7 +168,20 @@ class timer_queue final : public kernel_object {
     bool deleted_ = false;
     bool scheduler_started_ = false;
     completion done_;
+    order_token ended_;  // all callbacks
 };
+
+/// Times of more than a second are divided by this number, if the environment has it, for a program that does
+/// not live long enough for them.
+constexpr char kDivisorVariable[] = "BRIVELNOX_TIMER_DIVISOR";
+constexpr std::chrono::milliseconds kLongestUndivided{1000};
+
+std::chrono::milliseconds TimerTime(DWORD milliseconds) {
+    static const char* const text = std::getenv(kDivisorVariable);
+    static const long divisor = text != nullptr ? std::max(1L, std::strtol(text, nullptr, 10)) : 1;
+    const std::chrono::milliseconds time(milliseconds);
+    return time > kLongestUndivided ? time / divisor : time;
+}
 
 BOOL Result(bool ended) {
     if (!ended) {
@@ -179,8 +214,8 @@ BOOL CreateTimerQueueTimer(HANDLE* handle, HANDLE queue, WAITORTIMERCALLBACK cal
     auto added = std::make_shared<timer>();
     added->callback = callback;
     added->context = context;
-    added->period = std::chrono::milliseconds(period_milliseconds);
-    added->due = std::chrono::steady_clock::now() + std::chrono::milliseconds(due_milliseconds);
+    added->period = brivelnox::native::TimerTime(period_milliseconds);
+    added->due = std::chrono::steady_clock::now() + brivelnox::native::TimerTime(due_milliseconds);
     *handle = owner->Add(std::move(added));
     return TRUE;
 }

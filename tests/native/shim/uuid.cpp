@@ -1,5 +1,8 @@
 #include <windows.h>
 
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include <rpc.h>
@@ -8,8 +11,33 @@
 
 #include "shim/misuse.h"
 
+namespace {
+
+/// With this variable in the environment the same ids are made each time, in the same order: what is kept in
+/// the order of ids is then met in the same order again.
+constexpr char kSeedVariable[] = "BRIVELNOX_UUID_SEED";
+
+std::uint64_t Scramble(std::uint64_t number) {
+    number = (number ^ (number >> 31)) * 0xD6E8FEB86659FD93;
+    number = (number ^ (number >> 32)) * 0xD6E8FEB86659FD93;
+    return number ^ (number >> 32);
+}
+
+void MakeFromSeed(UUID* uuid, std::uint64_t seed) {
+    static std::atomic<std::uint64_t> made{0};
+    const std::uint64_t number = made.fetch_add(1, std::memory_order_relaxed);
+    const std::uint64_t halves[] = {Scramble(seed + 2 * number + 1), Scramble(~seed - 2 * number)};
+    static_assert(sizeof(halves) == sizeof(*uuid));
+    std::memcpy(uuid, halves, sizeof(*uuid));
+}
+
+}  // namespace
+
 RPC_STATUS UuidCreate(UUID* uuid) {
-    if (getrandom(uuid, sizeof(*uuid), 0) != static_cast<ssize_t>(sizeof(*uuid))) {
+    static const char* const seed = std::getenv(kSeedVariable);
+    if (seed != nullptr) {
+        MakeFromSeed(uuid, std::strtoull(seed, nullptr, 10));
+    } else if (getrandom(uuid, sizeof(*uuid), 0) != static_cast<ssize_t>(sizeof(*uuid))) {
         brivelnox::native::Misuse("the system has no random numbers");
     }
     // A random one says so, in the two places that are made for it.

@@ -26,30 +26,33 @@ waitable::waitable(object_kind kind, bool resets_itself, bool signalled)
     : kernel_object(kind), resets_itself_(resets_itself), signalled_(signalled) {}
 
 void waitable::Set() {
+    const hidden_from_order hidden;
     const std::lock_guard guard(mutex_);
     signalled_ = true;
+    order_.Give();
     for (waiter* const waiting : waiters_) {
         waiting->Notify();
     }
 }
 
 void waitable::Reset() {
+    const hidden_from_order hidden;
     const std::lock_guard guard(mutex_);
     signalled_ = false;
+    order_.Renew();
 }
 
 bool waitable::TryTake() {
     const std::lock_guard guard(mutex_);
-    const bool was_signalled = signalled_;
+    if (!signalled_) {
+        return false;
+    }
+    order_.Take();
     if (resets_itself_) {
         signalled_ = false;
+        order_.Renew();
     }
-    return was_signalled;
-}
-
-bool waitable::IsSignalled() {
-    const std::lock_guard guard(mutex_);
-    return signalled_;
+    return true;
 }
 
 void waitable::AddWaiter(waiter& waiting) {
@@ -133,6 +136,7 @@ using brivelnox::native::object_ref;
 using brivelnox::native::waitable;
 
 HANDLE CreateEventW(SECURITY_ATTRIBUTES*, BOOL manual_reset, BOOL initially_set, const wchar_t* name) {
+    const brivelnox::native::hidden_from_order hidden;
     if (name != nullptr) {
         brivelnox::native::Misuse("named events are not known here");
     }
@@ -162,6 +166,7 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 }
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_for_all, DWORD milliseconds) {
+    const brivelnox::native::hidden_from_order hidden;
     std::vector<object_ref<waitable>> objects;
     for (DWORD i = 0; i < count; ++i) {
         objects.push_back(FromHandle<waitable>(handles[i]));

@@ -34,7 +34,6 @@ class waitable : public kernel_object {
     void Reset();
     /// Ends a wait if the object is signalled. Returns whether it was.
     bool TryTake();
-    [[nodiscard]] bool IsSignalled();
 
     void AddWaiter(waiter& waiting);
     void RemoveWaiter(waiter& waiting);
@@ -45,6 +44,7 @@ class waitable : public kernel_object {
     const bool resets_itself_;
     std::mutex mutex_;
     bool signalled_;
+    order_token order_;  // from those who have signalled it to those whose wait it ends
     std::vector<waiter*> waiters_;
 };
 

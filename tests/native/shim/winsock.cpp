@@ -7,14 +7,8 @@
 
 #include <ws2tcpip.h>
 
+#include "shim/leak_check.h"
 #include "shim/socket_object.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#include <sanitizer/lsan_interface.h>
-#define BRIVELNOX_NATIVE_LEAKS_CHECKED
-#endif
-#endif
 
 namespace brivelnox::native {
 
@@ -90,6 +84,9 @@ int SetSocketOption(int descriptor, int name, const char* value) {
 }  // namespace brivelnox::native
 
 using brivelnox::native::FromSocket;
+using brivelnox::native::hidden_from_order;
+using brivelnox::native::NoteRead;
+using brivelnox::native::NoteWritten;
 using brivelnox::native::Result;
 using brivelnox::native::socket_object;
 using brivelnox::native::ToSocket;
@@ -97,7 +94,7 @@ using brivelnox::native::winsock_starts;
 namespace posix = brivelnox::native::posix;
 
 int WSAStartup(WORD version, WSADATA* data) {
-    ++winsock_starts;
+    winsock_starts.fetch_add(1, std::memory_order_relaxed);
     *data = {};
     data->wVersion = version;
     data->wHighVersion = MAKEWORD(2, 2);
@@ -105,7 +102,7 @@ int WSAStartup(WORD version, WSADATA* data) {
 }
 
 int WSACleanup() {
-    if (winsock_starts.fetch_sub(1) <= 0) {
+    if (winsock_starts.fetch_sub(1, std::memory_order_relaxed) <= 0) {
         brivelnox::native::Misuse("a Winsock cleanup without a start");
     }
     return 0;
@@ -120,7 +117,8 @@ void WSASetLastError(int error) {
 }
 
 SOCKET socket(int family, int type, int protocol) {
-    if (winsock_starts.load() <= 0) {
+    const hidden_from_order hidden;
+    if (winsock_starts.load(std::memory_order_relaxed) <= 0) {
         WSASetLastError(WSANOTINITIALISED);
         return INVALID_SOCKET;
     }
@@ -128,10 +126,11 @@ SOCKET socket(int family, int type, int protocol) {
         brivelnox::native::Misuse("a kind of socket that is not known here");
     }
     const int descriptor = Result(posix::OpenTcp());
-    return descriptor == SOCKET_ERROR ? INVALID_SOCKET : ToSocket(new socket_object(descriptor));
+    return descriptor == SOCKET_ERROR ? INVALID_SOCKET : ToSocket(new socket_object(descriptor, false));
 }
 
 int closesocket(SOCKET socket) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     if (!object) {
         return SOCKET_ERROR;
@@ -141,32 +140,34 @@ int closesocket(SOCKET socket) {
 }
 
 int connect(SOCKET socket, const sockaddr* address, int) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     if (!object) {
         return SOCKET_ERROR;
     }
-    const int result = Result(object->Connect(brivelnox::native::FromAddress(address)));
-#ifdef BRIVELNOX_NATIVE_LEAKS_CHECKED
+    const int result = object->Connect(brivelnox::native::FromAddress(address));
     if (result != 0) {
         // The provider deliberately does not close a socket whose connect has failed.
-        __lsan_ignore_object(object.get());
+        brivelnox::native::LeaveOutOfLeakCheck(object.get());
     }
-#endif
-    return result;
+    return Result(result);
 }
 
 int bind(SOCKET socket, const sockaddr* address, int) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     return object ? Result(posix::Bind(object->Descriptor(), brivelnox::native::FromAddress(address)))
                   : SOCKET_ERROR;
 }
 
 int listen(SOCKET socket, int backlog) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     return object ? Result(object->Listen(backlog)) : SOCKET_ERROR;
 }
 
 SOCKET accept(SOCKET socket, sockaddr* address, int* length) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     if (!object) {
         return INVALID_SOCKET;
@@ -181,21 +182,36 @@ SOCKET accept(SOCKET socket, sockaddr* address, int* length) {
 }
 
 int send(SOCKET socket, const char* bytes, int size, int) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
-    return object ? Result(object->Send(bytes, size)) : SOCKET_ERROR;
+    if (!object) {
+        return SOCKET_ERROR;
+    }
+    NoteRead(bytes, static_cast<std::size_t>(size));
+    return Result(object->Send(bytes, size));
 }
 
 int recv(SOCKET socket, char* bytes, int size, int flags) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
-    return object ? Result(object->Receive(bytes, size, (flags & MSG_PEEK) != 0)) : SOCKET_ERROR;
+    if (!object) {
+        return SOCKET_ERROR;
+    }
+    const long received = object->Receive(bytes, size, (flags & MSG_PEEK) != 0);
+    if (received > 0) {
+        NoteWritten(bytes, static_cast<std::size_t>(received));
+    }
+    return Result(received);
 }
 
 int shutdown(SOCKET socket, int how) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     return object ? Result(object->ShutDown(how != SD_SEND, how != SD_RECEIVE)) : SOCKET_ERROR;
 }
 
 int getsockname(SOCKET socket, sockaddr* address, int* length) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     if (!object) {
         return SOCKET_ERROR;
@@ -207,6 +223,7 @@ int getsockname(SOCKET socket, sockaddr* address, int* length) {
 }
 
 int ioctlsocket(SOCKET socket, long command, u_long* argument) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     if (object && command == static_cast<long>(FIONBIO) && *argument != 0) {
         return Result(posix::SetNonBlocking(object->Descriptor()));
@@ -223,6 +240,7 @@ int ioctlsocket(SOCKET socket, long command, u_long* argument) {
 }
 
 int setsockopt(SOCKET socket, int level, int name, const char* value, int) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     if (!object) {
         return SOCKET_ERROR;
@@ -237,6 +255,7 @@ int setsockopt(SOCKET socket, int level, int name, const char* value, int) {
 }
 
 int WSAEventSelect(SOCKET socket, HANDLE event, long events) {
+    const hidden_from_order hidden;
     if ((events & ~(FD_READ | FD_WRITE | FD_ACCEPT | FD_CLOSE)) != 0) {
         brivelnox::native::Misuse("a network event that is not known here");
     }
@@ -245,6 +264,7 @@ int WSAEventSelect(SOCKET socket, HANDLE event, long events) {
 }
 
 int WSAEnumNetworkEvents(SOCKET socket, HANDLE event, WSANETWORKEVENTS* events) {
+    const hidden_from_order hidden;
     const auto object = FromSocket(socket);
     if (!object) {
         return SOCKET_ERROR;
@@ -268,6 +288,7 @@ bool FD_ISSET(SOCKET socket, const fd_set* set) {
 }
 
 int select(int, fd_set* readable, fd_set* writable, fd_set* failed, const timeval* timeout) {
+    const hidden_from_order hidden;
     if (writable != nullptr || failed != nullptr || readable == nullptr) {
         brivelnox::native::Misuse("select is known here for reading only");
     }

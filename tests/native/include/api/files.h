@@ -68,3 +68,5 @@ BOOL FindClose(HANDLE search);
 
 /// Ends with a backslash.
 DWORD GetTempPathW(DWORD size, wchar_t* path);
+/// Knows "TMP" only, and for GetTempPathW only.
+BOOL SetEnvironmentVariableW(const wchar_t* name, const wchar_t* value);
