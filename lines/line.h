@@ -51,6 +51,8 @@ class line {
     /// Throws std::runtime_error while the line is being closed: a call that TAPI makes from inside the
     /// messages of that would never be ended. With the event lock held.
     void RequireNotClosing() const;
+    /// The same as a question.
+    [[nodiscard]] bool IsClosing() const { return is_closing_.load(); }
     /// Marks the line as taken away: shutdown has closed it for good. Its calls no longer have a line.
     void Retire() { is_retired_.store(true); }
     /// Gives the line its first device identifier; a line that has one keeps it. Own lock.

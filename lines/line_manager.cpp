@@ -239,8 +239,9 @@ void line_manager::OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle,
     const lock_pair_guard guard(lines_lock_, event_lock_);
     line* const found = FindLineByDeviceId(device_id);
     // A line that a shutdown has closed stays closed, also for a request from inside that shutdown's
-    // messages: nothing would end the calls that are made on it.
-    if (found == nullptr || found->IsRetired()) {
+    // messages: nothing would end the calls that are made on it. Nor is a line opened from inside its own
+    // closing, whose end would close it again behind TAPI's back.
+    if (found == nullptr || found->IsRetired() || found->IsClosing()) {
         return;
     }
     Log(L"Open line with deviceId 0x%08X and assign tapiLineHandle: 0x%08X. Event procedure address: 0x%08X. Return driverLineHandle: 0x%08X. %s",

@@ -63,7 +63,7 @@ class line_manager final : private registry_service_event_handler,
     [[nodiscard]] line* FindLineByPermanentLineId(std::int32_t permanent_line_id) const;
 
     /// Opens the line and writes its driver line handle. An unknown device identifier changes nothing, and so
-    /// does one whose line a shutdown has closed.
+    /// does one whose line a shutdown has closed, or is being closed by the calling thread.
     void OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle, HDRVLINE& driver_line_handle,
                   LINEEVENT event_procedure);
     /// Closes the line. An unknown handle is ignored.

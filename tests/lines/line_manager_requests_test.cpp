@@ -69,6 +69,24 @@ TEST_F(requests_to_a_running_manager, ClosingAnUnknownLineIsIgnored) {
     EXPECT_TRUE(LineOf(102)->IsOpen());
 }
 
+TEST_F(requests_to_a_running_manager, OpeningALineInsideItsOwnClosingWritesNothing) {
+    (void)OpenLine(6, 0xA2);
+    SendAndWait(CallStateEvent(102, "id-1", "Connected"));
+    std::uintptr_t opened = 1;
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.param1 == LINECALLSTATE_DISCONNECTED) {
+            // The end of the closing would close it behind TAPI's back.
+            opened = OpenLine(6, 0xA3);
+        }
+    });
+    manager_->CloseLine(2);
+    EXPECT_EQ(opened, 0U);
+    EXPECT_FALSE(LineOf(102)->IsOpen());
+    tapi_.SetReaction({});
+    EXPECT_EQ(OpenLine(6, 0xA3), 2U);
+    EXPECT_TRUE(LineOf(102)->IsOpen());
+}
+
 TEST_F(requests_to_a_running_manager, UnknownKeysFindNoLine) {
     EXPECT_EQ(manager_->FindLineByDriverLineHandle(0), nullptr);
     EXPECT_EQ(manager_->FindLineByDriverLineHandle(4), nullptr);

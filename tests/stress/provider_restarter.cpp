@@ -16,7 +16,6 @@ using clock = std::chrono::steady_clock;
 
 /// The receive buffer of a link, which is never freed, has at least this size.
 constexpr std::uint64_t kKeptBuffer = 2048;
-constexpr seconds kFirstTimerLife{5};
 /// From one life that waits for the timer to the next, in the length of such a life.
 constexpr int kTimerLifeShare = 2;
 constexpr std::size_t kMostBreachesPrinted = 10;
@@ -29,7 +28,8 @@ provider_restarter::provider_restarter(stress_context& context, watched_thread& 
       random_(context.options.seed, stream),
       life_random_(random_.Fork()),
       end_(clock::now() + context.options.duration),
-      next_timer_life_(clock::now() + std::min(kFirstTimerLife, context.options.timer_life)),
+      // At once: what the runtimes take when threads first meet is there before growth is looked for.
+      next_timer_life_(clock::now()),
       timer_lives_(random_.Below(kTimerLives.size())) {}
 
 bool provider_restarter::Over() const {
