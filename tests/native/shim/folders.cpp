@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <mutex>
 
 #include <shlobj.h>
@@ -164,7 +165,8 @@ BOOL SetEnvironmentVariableW(const wchar_t* name, const wchar_t* value) {
 }
 
 HRESULT SHGetFolderPathW(HWND, int folder, HANDLE, DWORD, wchar_t* path) {
-    if (folder != CSIDL_COMMON_APPDATA) {
+    // Without this folder the provider's log does not start, and its lock orders no threads.
+    if (folder != CSIDL_COMMON_APPDATA || std::getenv("BRIVELNOX_WITHOUT_LOG") != nullptr) {
         return E_FAIL;
     }
     return wcscpy_s(path, MAX_PATH, native::kCommonApplicationData) == 0 ? S_OK : E_FAIL;
