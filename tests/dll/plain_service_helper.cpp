@@ -6,20 +6,14 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/loopback_address.h"
+
 namespace brivelnox::dll_test {
 
 namespace {
 
 constexpr wchar_t kServiceKey[] = L"SOFTWARE\\Brivelnox\\TspRegistryService";
 constexpr char kEndTag[] = "</msg>";
-
-sockaddr_in Loopback(std::uint16_t port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
 
 void PublishNumber(const wchar_t* name, DWORD value) {
     (void)RegSetKeyValueW(HKEY_LOCAL_MACHINE, kServiceKey, name, REG_DWORD, &value, sizeof value);
@@ -31,7 +25,7 @@ plain_service::plain_service(answer answer_to) : answer_to_(std::move(answer_to)
     WSADATA data = {};
     (void)WSAStartup(MAKEWORD(2, 2), &data);
     listener_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address = Loopback(0);
+    sockaddr_in address = test::LoopbackAddress(0);
     int size = sizeof address;
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     if (bind(listener_, generic, size) != 0 || listen(listener_, SOMAXCONN) != 0 ||
@@ -50,7 +44,7 @@ plain_service::~plain_service() {
     (void)shutdown(connection_.load(), SD_BOTH);
     // A connection of its own wakes the thread that accepts.
     const SOCKET waker = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    const sockaddr_in address = Loopback(port_);
+    const sockaddr_in address = test::LoopbackAddress(port_);
     (void)connect(waker, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     thread_.join();
     (void)closesocket(waker);

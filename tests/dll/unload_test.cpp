@@ -17,6 +17,7 @@
 #include "platform/unique_handle.h"
 #include "tests/dll/pe_image_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/loopback_address.h"
 #include "tests/support/signal.h"
 #include "tests/support/tapi_recorder.h"
 
@@ -42,19 +43,11 @@ bool IsUnloadedWithin(milliseconds timeout) {
     return true;
 }
 
-sockaddr_in Loopback(std::uint16_t port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 /// A port whose queue of waiting connections is full: connecting to it neither succeeds nor fails.
 class stuck_port {
   public:
     stuck_port() : listener_(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
-        sockaddr_in address = Loopback(0);
+        sockaddr_in address = test::LoopbackAddress(0);
         int size = sizeof address;
         auto* const generic = reinterpret_cast<sockaddr*>(&address);
         (void)bind(listener_.get(), generic, size);

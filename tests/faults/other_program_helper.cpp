@@ -4,22 +4,16 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/loopback_address.h"
+
 namespace brivelnox::faults {
 
 namespace {
 
-sockaddr_in Loopback(std::uint16_t port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 /// A socket with a port of its own.
 unique_socket BoundSocket(std::uint16_t& port) {
     unique_socket bound(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-    sockaddr_in address = Loopback(0);
+    sockaddr_in address = test::LoopbackAddress(0);
     int size = sizeof address;
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     if (bind(bound.get(), generic, size) != 0 || getsockname(bound.get(), generic, &size) != 0) {
@@ -42,7 +36,7 @@ other_program::~other_program() {
     stopping_ = true;
     // A connection of its own wakes the thread that accepts.
     const unique_socket waker(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-    const sockaddr_in address = Loopback(port_);
+    const sockaddr_in address = test::LoopbackAddress(port_);
     (void)connect(waker.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     thread_.join();
 }

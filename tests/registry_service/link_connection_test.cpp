@@ -15,6 +15,7 @@
 
 #include "tests/registry_service/link_internals_helper.h"
 #include "tests/registry_service/loopback_server_helper.h"
+#include "tests/support/loopback_address.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
@@ -26,10 +27,7 @@ class link_connection_test : public testing::Test {
   protected:
     link_connection_test() {
         unique_socket socket(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(server_.Port());
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const sockaddr_in address = LoopbackAddress(server_.Port());
         EXPECT_EQ(connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
         connection_ = std::make_unique<link_connection>(
             std::move(socket), unique_event(CreateEventW(nullptr, FALSE, FALSE, nullptr)));

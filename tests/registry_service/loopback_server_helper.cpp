@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "registry_service/winsock_start.h"
+#include "tests/support/loopback_address.h"
 
 namespace brivelnox::test {
 
@@ -27,14 +28,6 @@ bool WaitUntilReadable(SOCKET socket, milliseconds timeout) {
     const long long time = std::max<long long>(0, timeout.count());
     timeval wait = {static_cast<long>(time / 1000), static_cast<long>(time % 1000) * 1000};
     return select(0, &sockets, nullptr, nullptr, &wait) == 1;
-}
-
-sockaddr_in LoopbackAddress(std::uint16_t port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
 }
 
 bool Bind(SOCKET socket, std::uint16_t port) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "tests/support/loopback_address.h"
+
 namespace brivelnox::tests {
 
 namespace {
@@ -21,10 +23,7 @@ bool WaitFor(SOCKET socket, bool to_write, std::chrono::steady_clock::time_point
 }  // namespace
 
 socket_client::socket_client(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const sockaddr_in address = test::LoopbackAddress(port);
     connected_ = connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
     const BOOL no_delay = TRUE;
     (void)setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay),

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <winsock2.h>
+
+#include <cstdint>
+
+namespace brivelnox::test {
+
+/// The port on 127.0.0.1.
+inline sockaddr_in LoopbackAddress(std::uint16_t port) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+}  // namespace brivelnox::test
