@@ -156,23 +156,25 @@ std::vector<DWORD> OtherThreads() {
     return ids;
 }
 
-LONG WINAPI OnCrash(EXCEPTION_POINTERS* pointers) {
+/// Prints the rest of the line that the caller has begun, the stack of this thread and those of the others.
+[[noreturn]] void EndWithStacks(const CONTEXT& context) {
+    std::printf(" (%s)\n", crash_line);
     const std::vector<module_view> modules = Modules();
-    std::printf("CRASH: exception 0x%08lx (%s)\n", pointers->ExceptionRecord->ExceptionCode, crash_line);
-    Print(GetCurrentThreadId(), Walk(*pointers->ContextRecord, modules), modules);
+    Print(GetCurrentThreadId(), Walk(context, modules), modules);
     PrintThreadStacks();
     EndProcess(kCrashExitCode);
 }
 
-/// The stack of this thread, too, of which the others' list is without.
+LONG WINAPI OnCrash(EXCEPTION_POINTERS* pointers) {
+    std::printf("CRASH: exception 0x%08lx", pointers->ExceptionRecord->ExceptionCode);
+    EndWithStacks(*pointers->ContextRecord);
+}
+
 void OnAbort(int) {
     CONTEXT context = {};
     RtlCaptureContext(&context);
-    const std::vector<module_view> modules = Modules();
-    std::printf("ABORT (%s)\n", crash_line);
-    Print(GetCurrentThreadId(), Walk(context, modules), modules);
-    PrintThreadStacks();
-    EndProcess(kCrashExitCode);
+    std::printf("ABORT");
+    EndWithStacks(context);
 }
 
 }  // namespace
