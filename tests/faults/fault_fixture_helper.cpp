@@ -8,6 +8,11 @@ void PrintFigure(const std::string& row, const std::string& what, milliseconds f
     std::printf("fault: %s: %s %lld ms\n", row.c_str(), what.c_str(), static_cast<long long>(figure.count()));
 }
 
+void PrintStart(const std::string& row, milliseconds started, milliseconds came) {
+    PrintFigure(row, "started without lines after", started);
+    PrintFigure(row, "line announced since the start after", came);
+}
+
 void PrintCount(const std::string& row, const std::string& what, std::size_t count) {
     std::printf("fault: %s: %s %zu\n", row.c_str(), what.c_str(), count);
 }

@@ -33,6 +33,8 @@ inline constexpr milliseconds kAtOnce{3000};
 
 /// Prints one figure of a fault: "fault: <row>: <what> N ms".
 void PrintFigure(const std::string& row, const std::string& what, milliseconds figure);
+/// Prints how long a start without lines took, and when after it the line was there.
+void PrintStart(const std::string& row, milliseconds started, milliseconds came);
 /// Prints one number of something.
 void PrintCount(const std::string& row, const std::string& what, std::size_t count);
 

@@ -50,8 +50,7 @@ TEST_F(service_key_that_appears_later, is_found_by_the_timer) {
     StartService();
     const test::stopwatch since_there;
     const milliseconds came = LineComesWithTheTick(kPhone);
-    PrintFigure("registry key that appears later", "started without lines after", started);
-    PrintFigure("registry key that appears later", "line announced since the start after", came);
+    PrintStart("registry key that appears later", started, came);
     PrintFigure("registry key that appears later", "since the key was there", since_there.Elapsed());
 }
 
@@ -66,8 +65,7 @@ TEST_F(service_without_a_port, is_connected_by_the_timer_once_it_has_one) {
     EXPECT_EQ(service_.AcceptedCount(), 0u);
     service_.Publish();
     const milliseconds came = LineComesWithTheTick(kPhone);
-    PrintFigure("port 0", "started without lines after", started);
-    PrintFigure("port 0", "line announced since the start after", came);
+    PrintStart("port 0", started, came);
 }
 
 using service_port_refused = missing_service;
@@ -81,8 +79,7 @@ TEST_F(service_port_refused, is_tried_again_by_the_timer) {
     StartService();
     const milliseconds came = LineComesWithTheTick(kPhone);
     EXPECT_EQ(service_.AcceptedCount(), 1u);
-    PrintFigure("port refused", "started without lines after", started);
-    PrintFigure("port refused", "line announced since the start after", came);
+    PrintStart("port refused", started, came);
 }
 
 /// Fixture: the port that the registry names belongs to another program.
@@ -98,8 +95,7 @@ class foreign_port : public missing_service {
         StartService();
         const milliseconds came = LineComesWithTheTick(kPhone);
         EXPECT_EQ(stranger.Accepted(), 1);
-        PrintFigure(row, "started without lines after", started);
-        PrintFigure(row, "line announced since the start after", came);
+        PrintStart(row, started, came);
     }
 };
 
