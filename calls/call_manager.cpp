@@ -3,9 +3,10 @@
 #include <utility>
 
 #include "calls/client_call_id.h"
-#include "lines/line.h"
+#include "calls/line_calls.h"
 #include "logging/category_log.h"
 #include "platform/low32.h"
+#include "platform/scope_exit.h"
 
 namespace brivelnox {
 
@@ -15,37 +16,47 @@ constexpr category_log Log{L"CallManager"};
 
 }  // namespace
 
-std::shared_ptr<tapi_call> call_manager::GetNewTapiCallHandle(line& owning_line,
-                                                              const client_call_state& state,
+std::shared_ptr<tapi_call> call_manager::GetNewTapiCallHandle(call_line& line, const client_call_state& state,
                                                               std::uint32_t call_origin) {
     const std::uint64_t driver_call_handle = NextDriverCallHandle();
     HTAPICALL tapi_call_handle = nullptr;
-    owning_line.SendEvent(nullptr, LINE_NEWCALL, static_cast<DWORD_PTR>(driver_call_handle),
-                          reinterpret_cast<DWORD_PTR>(&tapi_call_handle), 0);
+    line.SendEvent(nullptr, LINE_NEWCALL, static_cast<DWORD_PTR>(driver_call_handle),
+                   reinterpret_cast<DWORD_PTR>(&tapi_call_handle), 0);
     if (tapi_call_handle == nullptr) {
         Log(L"GetNewTapiCallHandle: Line not open");
     }
-    return CreateCall(driver_call_handle, state.clientCallId, call_origin, tapi_call_handle, owning_line);
+    scope_exit end([&] {
+        if (tapi_call_handle != nullptr) {
+            line.SendEvent(tapi_call_handle, LINE_CALLSTATE, LINECALLSTATE_IDLE, 0,
+                           LINEMEDIAMODE_INTERACTIVEVOICE);
+        }
+    });
+    call_ptr call = CreateCall(driver_call_handle, state.clientCallId, call_origin, tapi_call_handle, line);
+    end.Dismiss();
+    return call;
 }
 
-std::shared_ptr<tapi_call> call_manager::CreateOutboundCall(line& owning_line,
+std::shared_ptr<tapi_call> call_manager::CreateOutboundCall(call_line& line,
                                                             const std::wstring& client_call_id,
                                                             HTAPICALL tapi_call_handle) {
     return CreateCall(NextDriverCallHandle(), client_call_id, LINECALLORIGIN_OUTBOUND, tapi_call_handle,
-                      owning_line);
+                      line);
 }
 
 std::shared_ptr<tapi_call> call_manager::CreateCall(std::uint64_t driver_call_handle,
                                                     const std::wstring& client_call_id,
                                                     std::uint32_t call_origin, HTAPICALL tapi_call_handle,
-                                                    line& owning_line) {
+                                                    call_line& line) {
     auto call = std::make_shared<tapi_call>(driver_call_handle, tapi_call_handle, call_origin, client_call_id,
-                                            owning_line, Now());
+                                            line, Now());
     {
         const lock_guard guard(lock_);
         calls_[driver_call_handle] = call;
     }
-    owning_line.AddCall(call);
+    // In both indexes or in none.
+    scope_exit remove([&] { RemoveCall(*call); });
+    line.Calls().AddCall(call);
+    remove.Dismiss();
     return call;
 }
 
@@ -60,48 +71,51 @@ bool call_manager::RemoveCall(const tapi_call& call) {
     return calls_.erase(call.DriverCallHandle()) != 0;
 }
 
-call_manager::line_of_call call_manager::FindWithLine(std::uint64_t driver_call_handle) const {
-    auto call = FindCall(driver_call_handle);
-    line* const owning_line = call != nullptr ? call->Line() : nullptr;
-    return {std::move(call), owning_line};
+/// The call that a request can work on: one whose line no shutdown has closed for good.
+call_manager::call_ptr call_manager::FindUsableCall(std::uint64_t driver_call_handle) const {
+    call_ptr call = FindCall(driver_call_handle);
+    return call != nullptr && !call->Line().IsRetired() ? std::move(call) : nullptr;
+}
+
+void call_manager::Request(log_format<std::uint32_t> text, std::uint64_t handle,
+                           simple_request request) const {
+    Log(text, Low32(handle));
+    if (const call_ptr call = FindUsableCall(handle)) {
+        (call->Line().Calls().*request)(*call);
+    }
 }
 
 void call_manager::AnswerCall(std::uint64_t handle) {
-    Log(L"AnswerCall: LineAnswer (driverCallHandle: 0x%08X)", Low32(handle));
-    if (const line_of_call found = FindWithLine(handle)) {
-        found.owning_line->AnswerCall(*found.call);
-    }
+    Request(L"AnswerCall: LineAnswer (driverCallHandle: 0x%08X)", handle, &line_calls::AnswerCall);
 }
 
 void call_manager::HoldCall(std::uint64_t handle) {
-    Log(L"HoldCall: LineHold (driverCallHandle: 0x%08X)", Low32(handle));
-    if (const line_of_call found = FindWithLine(handle)) {
-        found.owning_line->HoldCall(*found.call);
-    }
+    Request(L"HoldCall: LineHold (driverCallHandle: 0x%08X)", handle, &line_calls::HoldCall);
 }
 
 void call_manager::ResumeCall(std::uint64_t handle) {
-    Log(L"ResumeCall: LineUnHold (driverCallHandle: 0x%08X)", Low32(handle));
-    if (const line_of_call found = FindWithLine(handle)) {
-        found.owning_line->ResumeCall(*found.call);
-    }
+    Request(L"ResumeCall: LineUnHold (driverCallHandle: 0x%08X)", handle, &line_calls::ResumeCall);
+}
+
+void call_manager::DropCall(std::uint64_t handle) {
+    Request(L"DropCall: LineDropCallAsync (driverCallHandle: 0x%08X)", handle, &line_calls::DropCall);
 }
 
 void call_manager::TransferCall(std::uint64_t handle, std::uint64_t handle_on_hold) {
     Log(L"TransferCall: LineCompleteTransfer (driverCallHandle: 0x%08X, driverCallHandleOnHold: 0x%08X)",
         Low32(handle), Low32(handle_on_hold));
-    const line_of_call active = FindWithLine(handle);
-    const auto call_on_hold = FindCall(handle_on_hold);
-    if (active && call_on_hold != nullptr) {
-        active.owning_line->TransferCall(*active.call, *call_on_hold);
+    const call_ptr active_call = FindUsableCall(handle);
+    const call_ptr call_on_hold = FindCall(handle_on_hold);
+    if (active_call != nullptr && call_on_hold != nullptr) {
+        active_call->Line().Calls().TransferCall(*active_call, *call_on_hold);
     }
 }
 
 void call_manager::ForwardCall(std::uint64_t handle, const std::wstring& destination) {
     Log(L"ForwardCall: LineBlindTransfer / LineRedirect (driverCallHandle: 0x%08X, destination: %s)",
         Low32(handle), destination.c_str());
-    if (const line_of_call found = FindWithLine(handle)) {
-        found.owning_line->ForwardCall(*found.call, destination);
+    if (const call_ptr call = FindUsableCall(handle)) {
+        call->Line().Calls().ForwardCall(*call, destination);
     }
 }
 
@@ -109,23 +123,14 @@ LONG call_manager::GenerateDigits(std::uint64_t handle, std::uint32_t digit_mode
                                   const std::wstring& digits) {
     Log(L"GenerateDigits: LineGenerateDigits (driverCallHandle: 0x%08X, digits: %s)", Low32(handle),
         digits.c_str());
-    const line_of_call found = FindWithLine(handle);
-    if (!found) {
-        return LINEERR_OPERATIONFAILED;
-    }
-    return found.owning_line->GenerateDigits(*found.call, digit_mode, digits);
-}
-
-void call_manager::DropCall(std::uint64_t handle) {
-    Log(L"DropCall: LineDropCallAsync (driverCallHandle: 0x%08X)", Low32(handle));
-    if (const line_of_call found = FindWithLine(handle)) {
-        found.owning_line->DropCall(*found.call);
-    }
+    const call_ptr call = FindUsableCall(handle);
+    return call != nullptr ? call->Line().Calls().GenerateDigits(*call, digit_mode, digits)
+                           : LINEERR_OPERATIONFAILED;
 }
 
 void call_manager::CloseCall(std::uint64_t handle) {
     Log(L"CloseCall: LineCloseCall (driverCallHandle: 0x%08X)", Low32(handle));
-    const auto call = FindCall(handle);
+    const call_ptr call = FindCall(handle);
     if (call == nullptr) {
         return;
     }
@@ -135,22 +140,20 @@ void call_manager::CloseCall(std::uint64_t handle) {
         // call.
         return;
     }
-    if (line* const owning_line = call->Line()) {
-        owning_line->RemoveCall(*call);
+    if (!call->Line().IsRetired()) {
+        call->Line().Calls().RemoveCall(*call);
     }
 }
 
 void call_manager::PrepareConsultationCall(std::uint64_t handle, HTAPICALL consultation_call,
                                            std::uint64_t& consultation_handle) {
     Log(L"PrepareConsultationCall: LineSetupTransfer (driverCallHandle: 0x%08X)", Low32(handle));
-    const line_of_call found = FindWithLine(handle);
-    if (!found) {
-        consultation_handle = 0;
-        return;
+    consultation_handle = 0;
+    if (const call_ptr call = FindUsableCall(handle)) {
+        call->Line().Calls().RequireNotClosing();
+        consultation_handle =
+            CreateOutboundCall(call->Line(), NewClientCallId(), consultation_call)->DriverCallHandle();
     }
-    found.owning_line->RequireNotClosing();
-    consultation_handle =
-        CreateOutboundCall(*found.owning_line, NewClientCallId(), consultation_call)->DriverCallHandle();
 }
 
 }  // namespace brivelnox

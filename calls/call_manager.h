@@ -10,14 +10,16 @@
 
 #include <tspi.h>
 
+#include "calls/call_line.h"
 #include "calls/tapi_call.h"
 #include "calls/utc_clock.h"
+#include "logging/log_format.h"
 #include "platform/locks.h"
 #include "registry_service/client_records.h"
 
 namespace brivelnox {
 
-class line;
+class line_calls;
 
 /// The provider-wide owner of call identities: hands out driver call handles (1, 2, 3, …, never reused),
 /// obtains TAPI's handles for calls that a softphone starts, creates and finds calls, and passes each call
@@ -32,13 +34,14 @@ class call_manager {
     call_manager& operator=(const call_manager&) = delete;
 
     /// Announces a call that a softphone has started (LINE_NEWCALL) and creates its record with the handle
-    /// that TAPI writes back. Without one, because the line is not open, the call exists with handle 0. The
-    /// caller holds the line's lock together with the event lock.
-    std::shared_ptr<tapi_call> GetNewTapiCallHandle(line& owning_line, const client_call_state& state,
+    /// that TAPI writes back. Without one, because the line is not open, the call exists with handle 0. A
+    /// call that TAPI knows and whose record cannot be made is told to be idle before the failure goes on.
+    /// The caller holds the event lock.
+    std::shared_ptr<tapi_call> GetNewTapiCallHandle(call_line& line, const client_call_state& state,
                                                     std::uint32_t call_origin);
 
     /// Creates the record of an outgoing call that TAPI has started.
-    std::shared_ptr<tapi_call> CreateOutboundCall(line& owning_line, const std::wstring& client_call_id,
+    std::shared_ptr<tapi_call> CreateOutboundCall(call_line& line, const std::wstring& client_call_id,
                                                   HTAPICALL tapi_call_handle);
 
     /// The call with this driver call handle, or null.
@@ -71,22 +74,18 @@ class call_manager {
     [[nodiscard]] SYSTEMTIME Now() const { return clock_(); }
 
   private:
-    /// A call that a request can work on, or nothing.
-    struct line_of_call {
-        std::shared_ptr<tapi_call> call;
-        line* owning_line = nullptr;
-        explicit operator bool() const { return owning_line != nullptr; }
-    };
+    using call_ptr = std::shared_ptr<tapi_call>;
+    using simple_request = void (line_calls::*)(tapi_call& call);
 
-    [[nodiscard]] line_of_call FindWithLine(std::uint64_t driver_call_handle) const;
+    [[nodiscard]] call_ptr FindUsableCall(std::uint64_t driver_call_handle) const;
+    void Request(log_format<std::uint32_t> text, std::uint64_t handle, simple_request request) const;
     [[nodiscard]] std::uint64_t NextDriverCallHandle() { return ++last_driver_call_handle_; }
-    std::shared_ptr<tapi_call> CreateCall(std::uint64_t driver_call_handle,
-                                          const std::wstring& client_call_id, std::uint32_t call_origin,
-                                          HTAPICALL tapi_call_handle, line& owning_line);
+    call_ptr CreateCall(std::uint64_t driver_call_handle, const std::wstring& client_call_id,
+                        std::uint32_t call_origin, HTAPICALL tapi_call_handle, call_line& line);
 
     const utc_clock clock_;
-    mutable recursive_mutex lock_{lock_rank::leaf};
-    std::map<std::uint64_t, std::shared_ptr<tapi_call>> calls_ BRIVELNOX_GUARDED_BY(lock_);
+    mutable mutex lock_;
+    std::map<std::uint64_t, call_ptr> calls_ BRIVELNOX_GUARDED_BY(lock_);
     std::atomic<std::uint32_t> last_driver_call_handle_{0};
 };
 

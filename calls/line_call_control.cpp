@@ -1,160 +1,177 @@
 // The call requests of a line: each checks the call's state and, where the state allows it, sends one request
-// to the softphone. Apart from MakeCall, Dial and DropCall none changes the call's state: the softphone's
+// to the softphone. Apart from MakeCall, dialling and DropCall none changes the call's state: the softphone's
 // next event does.
 
-#include <algorithm>
+#include <stdexcept>
+#include <utility>
 
 #include "calls/call_manager.h"
 #include "calls/client_call_id.h"
+#include "calls/line_calls.h"
+#include "calls/line_log.h"
 #include "calls/tapi_call.h"
-#include "lines/line.h"
 #include "logging/category_log.h"
 #include "platform/ansi_text.h"
 #include "platform/low32.h"
+#include "platform/scope_exit.h"
 #include "registry_service/call_requests.h"
 
 namespace brivelnox {
 
+/// What is logged of a request, the LINECALLSTATE values that allow it, and what is logged in any other.
+struct request_rule {
+    log_format<> title;
+    std::uint32_t states;
+    log_format<> refusal;
+};
+
 namespace {
 
-constexpr category_log Log{L"Line"};
+constexpr category_log Log{kLineCategory};
 
-/// The client call id as the service's protocol carries it.
-std::string ProtocolId(const tapi_call& call) {
-    return ToAnsi(call.ClientCallId());
+// All but IDLE, DISCONNECTED and UNKNOWN.
+constexpr std::uint32_t kLiveStates = 0x3FFE;
+static_assert((kLiveStates & (LINECALLSTATE_IDLE | LINECALLSTATE_DISCONNECTED | LINECALLSTATE_UNKNOWN)) == 0);
+
+constexpr request_rule kAnswer = {L"Answer call", LINECALLSTATE_OFFERING | LINECALLSTATE_ACCEPTED,
+                                  L"Call cannot be answered due to current call/line state."};
+constexpr request_rule kHold = {L"Hold call", LINECALLSTATE_CONNECTED,
+                                L"Call cannot be put on hold due to current call/line state."};
+constexpr request_rule kResume = {L"Resume call", LINECALLSTATE_ONHOLD,
+                                  L"Call cannot be resumed due to current call/line state."};
+// The same words as for hold. That is intended.
+constexpr request_rule kDrop = {L"Drop call", kLiveStates,
+                                L"Call cannot be put on hold due to current call/line state."};
+// Of the active call; the other one has to be on hold.
+constexpr request_rule kTransfer = {L"Transfer call", LINECALLSTATE_CONNECTED,
+                                    L"Calls cannot be transferred due to current call/line state."};
+constexpr request_rule kForward = {L"Forward call",
+                                   LINECALLSTATE_OFFERING | LINECALLSTATE_ACCEPTED | LINECALLSTATE_CONNECTED,
+                                   L"Call cannot be forwarded due to current call/line state."};
+constexpr request_rule kDigits = {L"Generate digits", LINECALLSTATE_CONNECTED,
+                                  L"Call cannot dial digits due to current call/line state."};
+
+bool IsInState(const tapi_call& call, std::uint32_t states) {
+    return (call.State() & states) != 0;
 }
 
-bool IsInState(const tapi_call& call, std::initializer_list<std::uint32_t> states) {
-    return std::find(states.begin(), states.end(), call.State()) != states.end();
+/// Whether the call's state allows the request; if not, that is logged.
+bool IsAllowed(const request_rule& rule, const tapi_call& call) {
+    const bool is_allowed = IsInState(call, rule.states);
+    if (!is_allowed) {
+        Log(rule.refusal);
+    }
+    return is_allowed;
 }
 
 }  // namespace
 
-void line::AnswerCall(tapi_call& call) {
-    const lock_guard guard(lock_);
-    Log(L"Answer call %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s", name_.c_str(),
-        Low32(TapiLineHandle()), DeviceId(), call.ClientCallId().c_str());
-    if (!IsInState(call, {LINECALLSTATE_OFFERING, LINECALLSTATE_ACCEPTED})) {
-        Log(L"Call cannot be answered due to current call/line state.");
-        return;
+void line_calls::SendIfAllowed(const request_rule& rule, const tapi_call& call, simple_request request) {
+    const lock_guard events(events_);
+    const std::wstring id = call.ClientCallId();
+    LogLine(line_, rule.title, L", client_call_id: %s", id.c_str());
+    if (IsAllowed(rule, call)) {
+        (requests_.*request)(line_.PermanentLineId(), ToAnsi(id));
     }
-    requests_.AcceptCall(permanent_line_id_, ProtocolId(call));
 }
 
-void line::HoldCall(tapi_call& call) {
-    const lock_guard guard(lock_);
-    Log(L"Hold call %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s", name_.c_str(),
-        Low32(TapiLineHandle()), DeviceId(), call.ClientCallId().c_str());
-    if (!IsInState(call, {LINECALLSTATE_CONNECTED})) {
-        Log(L"Call cannot be put on hold due to current call/line state.");
-        return;
-    }
-    requests_.HoldCall(permanent_line_id_, ProtocolId(call));
+void line_calls::AnswerCall(tapi_call& call) {
+    SendIfAllowed(kAnswer, call, &call_requests::AcceptCall);
 }
 
-void line::ResumeCall(tapi_call& call) {
-    const lock_guard guard(lock_);
-    Log(L"Resume call %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s", name_.c_str(),
-        Low32(TapiLineHandle()), DeviceId(), call.ClientCallId().c_str());
-    if (!IsInState(call, {LINECALLSTATE_ONHOLD})) {
-        Log(L"Call cannot be resumed due to current call/line state.");
-        return;
-    }
-    requests_.ResumeCall(permanent_line_id_, ProtocolId(call));
+void line_calls::HoldCall(tapi_call& call) {
+    SendIfAllowed(kHold, call, &call_requests::HoldCall);
 }
 
-void line::TransferCall(tapi_call& active_call, tapi_call& call_on_hold) {
-    const lock_guard guard(lock_);
-    Log(L"Transfer call %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s -> %s",
-        name_.c_str(), Low32(TapiLineHandle()), DeviceId(), active_call.ClientCallId().c_str(),
-        call_on_hold.ClientCallId().c_str());
-    if (!IsInState(active_call, {LINECALLSTATE_CONNECTED}) ||
-        !IsInState(call_on_hold, {LINECALLSTATE_ONHOLD})) {
-        Log(L"Calls cannot be transferred due to current call/line state.");
-        return;
-    }
-    (void)requests_.TransferCall(permanent_line_id_, ProtocolId(active_call), ProtocolId(call_on_hold));
+void line_calls::ResumeCall(tapi_call& call) {
+    SendIfAllowed(kResume, call, &call_requests::ResumeCall);
 }
 
-void line::ForwardCall(tapi_call& call, const std::wstring& destination) {
-    const lock_guard guard(lock_);
-    Log(L"Forward call %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s -> number %s",
-        name_.c_str(), Low32(TapiLineHandle()), DeviceId(), call.ClientCallId().c_str(), destination.c_str());
-    if (!IsInState(call, {LINECALLSTATE_OFFERING, LINECALLSTATE_ACCEPTED, LINECALLSTATE_CONNECTED})) {
-        Log(L"Call cannot be forwarded due to current call/line state.");
+void line_calls::TransferCall(tapi_call& active_call, tapi_call& call_on_hold) {
+    const lock_guard events(events_);
+    const std::wstring active_id = active_call.ClientCallId();
+    const std::wstring id_on_hold = call_on_hold.ClientCallId();
+    LogLine(line_, kTransfer.title, L", client_call_id: %s -> %s", active_id.c_str(), id_on_hold.c_str());
+    if (!IsInState(active_call, kTransfer.states) || !IsInState(call_on_hold, LINECALLSTATE_ONHOLD)) {
+        Log(kTransfer.refusal);
         return;
     }
-    requests_.ForwardCall(permanent_line_id_, ProtocolId(call), ToAnsi(destination));
+    (void)requests_.TransferCall(line_.PermanentLineId(), ToAnsi(active_id), ToAnsi(id_on_hold));
 }
 
-LONG line::GenerateDigits(tapi_call& call, std::uint32_t, const std::wstring& digits) {
-    const lock_guard guard(lock_);
-    Log(L"Generate digits %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s digits %s",
-        name_.c_str(), Low32(TapiLineHandle()), DeviceId(), call.ClientCallId().c_str(), digits.c_str());
-    if (!IsInState(call, {LINECALLSTATE_CONNECTED})) {
-        Log(L"Call cannot dial digits due to current call/line state.");
+void line_calls::ForwardCall(tapi_call& call, const std::wstring& destination) {
+    const lock_guard events(events_);
+    const std::wstring id = call.ClientCallId();
+    LogLine(line_, kForward.title, L", client_call_id: %s -> number %s", id.c_str(), destination.c_str());
+    if (IsAllowed(kForward, call)) {
+        requests_.ForwardCall(line_.PermanentLineId(), ToAnsi(id), ToAnsi(destination));
+    }
+}
+
+LONG line_calls::GenerateDigits(tapi_call& call, std::uint32_t, const std::wstring& digits) {
+    // Without the event lock: digits have no completion that would have to wait for an application that
+    // blocks inside a message, and they change nothing.
+    const std::wstring id = call.ClientCallId();
+    LogLine(line_, kDigits.title, L", client_call_id: %s digits %s", id.c_str(), digits.c_str());
+    if (!IsAllowed(kDigits, call)) {
         return LINEERR_OPERATIONFAILED;
     }
-    requests_.PlayDtmf(permanent_line_id_, ProtocolId(call), ToAnsi(digits));
+    requests_.PlayDtmf(line_.PermanentLineId(), ToAnsi(id), ToAnsi(digits));
     return 0;
 }
 
-void line::DropCall(tapi_call& call) {
-    const lock_pair_guard guard(lock_, events_);
-    Log(L"Drop call %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s", name_.c_str(),
-        Low32(TapiLineHandle()), DeviceId(), call.ClientCallId().c_str());
-    const std::uint32_t state = call.State();
-    if (state < LINECALLSTATE_OFFERING || state >= LINECALLSTATE_DISCONNECTED) {
-        // The same words as for hold. That is intended.
-        Log(L"Call cannot be put on hold due to current call/line state.");
+void line_calls::DropCall(tapi_call& call) {
+    const lock_guard events(events_);
+    const std::wstring id = call.ClientCallId();
+    LogLine(line_, kDrop.title, L", client_call_id: %s", id.c_str());
+    if (!IsAllowed(kDrop, call)) {
         return;
     }
-    (void)requests_.HangupCall(permanent_line_id_, ProtocolId(call));
+    (void)requests_.HangupCall(line_.PermanentLineId(), ToAnsi(id));
     // TAPI sees the call end at once; the softphone's own report of it finds the call idle.
     call.SetState(LINECALLSTATE_DISCONNECTED, LINEDISCONNECTMODE_NORMAL, true);
     call.SetState(LINECALLSTATE_IDLE, 0, true);
 }
 
-void line::MakeCall(HTAPICALL tapi_call_handle, std::uint32_t country_code, const std::wstring& number,
-                    std::uint64_t& driver_call_handle) {
-    // Both locks from the start: the softphone's first event for the call has to find it in PROCEEDING.
-    const lock_pair_guard guard(lock_, events_);
-    Log(L"MakeCall %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, tapiCallHandle: 0x%08X, number: %s, country code: %d",
-        name_.c_str(), Low32(TapiLineHandle()), DeviceId(), Low32(tapi_call_handle), number.c_str(),
-        country_code);
+void line_calls::MakeCall(HTAPICALL tapi_call_handle, std::uint32_t country_code, const std::wstring& number,
+                          std::uint64_t& driver_call_handle) {
+    // From the start: the softphone's first event for the call has to find it in PROCEEDING.
+    const lock_guard events(events_);
+    LogLine(line_, L"MakeCall", L", tapiCallHandle: 0x%08X, number: %s, country code: %d",
+            Low32(tapi_call_handle), number.c_str(), country_code);
     RequireNotClosing();
     const std::wstring client_call_id = NewClientCallId();
-    requests_.PlaceCall(permanent_line_id_, ToAnsi(number), ToAnsi(client_call_id));
-    const auto call = call_manager_.CreateOutboundCall(*this, client_call_id, tapi_call_handle);
+    const std::string protocol_id = ToAnsi(client_call_id);
+    requests_.PlaceCall(line_.PermanentLineId(), ToAnsi(number), protocol_id);
+    scope_exit hang_up([&] { (void)requests_.HangupCall(line_.PermanentLineId(), protocol_id); });
+    const call_ptr call = call_manager_.CreateOutboundCall(line_, client_call_id, tapi_call_handle);
+    scope_exit forget([&] {
+        call_manager_.RemoveCall(*call);
+        RemoveCall(*call);
+    });
     call->SetStartedByTapi();
     call->SetState(LINECALLSTATE_PROCEEDING, 0, true);
     driver_call_handle = call->DriverCallHandle();
+    forget.Dismiss();
+    hang_up.Dismiss();
 }
 
-void line::Dial(const std::shared_ptr<tapi_call>& call, std::uint32_t country_code,
-                const std::wstring& number) {
-    const lock_pair_guard guard(lock_, events_);
-    Log(L"Dial %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, number: %s, country code: %d", name_.c_str(),
-        Low32(TapiLineHandle()), DeviceId(), number.c_str(), country_code);
+void line_calls::Dial(const call_ptr& call, std::uint32_t country_code, const std::wstring& number) {
+    const lock_guard events(events_);
+    if (!IsInState(*call, LINECALLSTATE_DIALTONE)) {
+        throw std::runtime_error("the call has no dial tone");
+    }
+    LogLine(line_, L"Dial", L", number: %s, country code: %d", number.c_str(), country_code);
+    RequireNotClosing();
     std::wstring client_call_id = NewClientCallId();
-    requests_.PlaceCall(permanent_line_id_, ToAnsi(number), ToAnsi(client_call_id));
-    RemoveCall(*call);
-    call->ChangeClientCallId(std::move(client_call_id));
-    AddCall(call);
+    const std::string protocol_id = ToAnsi(client_call_id);
+    requests_.PlaceCall(line_.PermanentLineId(), ToAnsi(number), protocol_id);
+    scope_exit hang_up([&] { (void)requests_.HangupCall(line_.PermanentLineId(), protocol_id); });
+    ChangeCallId(call, std::move(client_call_id));
     // The call does not count as started by TAPI: the timing rule for a softphone's Connected is not for
     // consultation calls. That difference from MakeCall is intended.
     call->SetState(LINECALLSTATE_PROCEEDING, 0, true);
-}
-
-bool line::DialFromDialTone(const std::shared_ptr<tapi_call>& call, std::uint32_t country_code,
-                            const std::wstring& number) {
-    const lock_pair_guard guard(lock_, events_);
-    events_.RequireOpen();
-    if (!IsInState(*call, {LINECALLSTATE_DIALTONE})) {
-        return false;
-    }
-    Dial(call, country_code, number);
-    return true;
+    hang_up.Dismiss();
 }
 
 }  // namespace brivelnox

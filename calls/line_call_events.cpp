@@ -4,17 +4,17 @@
 
 #include "calls/call_manager.h"
 #include "calls/client_call_states.h"
+#include "calls/line_calls.h"
+#include "calls/line_log.h"
 #include "calls/tapi_call.h"
 #include "calls/utc_clock.h"
-#include "lines/line.h"
 #include "logging/category_log.h"
-#include "platform/low32.h"
 
 namespace brivelnox {
 
 namespace {
 
-constexpr category_log Log{L"Line"};
+constexpr category_log Log{kLineCategory};
 
 /// A softphone can report a call that TAPI placed as connected before it ever reports ringback. Such a report
 /// is not believed before this time has passed since the call was created.
@@ -47,6 +47,11 @@ void GoThrough(tapi_call& call, const state_sequence& states) {
     }
 }
 
+void LogEvent(const call_line& line, log_format<> what, const client_call_state& state) {
+    LogLine(line, what, L", client_call_id: %s, client call state: %s", state.clientCallId.c_str(),
+            state.callState.c_str());
+}
+
 bool IsPlacedByTapi(const tapi_call& call) {
     return call.StartedByTapi() && call.State() == LINECALLSTATE_PROCEEDING;
 }
@@ -54,7 +59,7 @@ bool IsPlacedByTapi(const tapi_call& call) {
 }  // namespace
 
 /// What one client state does. Conference and consultation are all plain CONNECTED for TAPI.
-struct line::client_state_rule {
+struct line_calls::client_state_rule {
     std::int32_t client_state;
     // For a call that is not known yet, where the local party is the caller or the called; without states the
     // call is not created.
@@ -66,22 +71,23 @@ struct line::client_state_rule {
     state_sequence known;
 };
 
-const line::client_state_rule* line::FindRule(std::int32_t client_state) {
+const line_calls::client_state_rule* line_calls::FindRule(std::int32_t client_state) {
     static const client_state_rule kRules[] = {
-        {kClientIncoming, kNone, kNone, &line::ReportHeldBackConnect, kNone},
-        {kClientOutgoing, kNone, kNone, &line::ReportHeldBackConnect, kNone},
+        {kClientIncoming, kNone, kNone, &line_calls::ReportHeldBackConnect, kNone},
+        {kClientOutgoing, kNone, kNone, &line_calls::ReportHeldBackConnect, kNone},
         {kClientRinging, kOfferingAccepted, kOfferingAccepted, nullptr, kAccepted},
-        {kClientRingback, kProceedingRingback, kProceedingRingback, &line::ReportProceedingBeforeRingback,
-         kRingback},
-        {kClientConnected, kCallerConnected, kCalleeConnected, &line::ApplyConnectTiming, kConnected},
+        {kClientRingback, kProceedingRingback, kProceedingRingback,
+         &line_calls::ReportProceedingBeforeRingback, kRingback},
+        {kClientConnected, kCallerConnected, kCalleeConnected, &line_calls::ApplyConnectTiming, kConnected},
         {kClientParked, kCallerOnHold, kCalleeOnHold, nullptr, kOnHold},
-        {kClientConferenceActive, kCallerConnected, kCalleeConnected, &line::ReportRingbackBeforeConnect,
+        {kClientConferenceActive, kCallerConnected, kCalleeConnected,
+         &line_calls::ReportRingbackBeforeConnect, kConnected},
+        {kClientConsult, kCallerConnected, kCalleeConnected, &line_calls::ReportRingbackBeforeConnect,
          kConnected},
-        {kClientConsult, kCallerConnected, kCalleeConnected, &line::ReportRingbackBeforeConnect, kConnected},
-        {kClientConferenceConsult, kCallerConnected, kCalleeConnected, &line::ReportRingbackBeforeConnect,
-         kConnected},
-        {kClientConferenceInactive, kCallerConnected, kCalleeConnected, &line::ReportRingbackBeforeConnect,
-         kConnected},
+        {kClientConferenceConsult, kCallerConnected, kCalleeConnected,
+         &line_calls::ReportRingbackBeforeConnect, kConnected},
+        {kClientConferenceInactive, kCallerConnected, kCalleeConnected,
+         &line_calls::ReportRingbackBeforeConnect, kConnected},
     };
     for (const client_state_rule& rule : kRules) {
         if (rule.client_state == client_state) {
@@ -91,14 +97,12 @@ const line::client_state_rule* line::FindRule(std::int32_t client_state) {
     return nullptr;
 }
 
-void line::OnClientCallState(const client_call_state& state) {
-    const lock_pair_guard guard(lock_, events_);
+void line_calls::OnClientCallState(const client_call_state& state) {
+    const lock_guard events(events_);
     const std::int32_t client_state = ParseClientCallState(state.callState);
-    Log(L"Client call state received. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, client call state: %s",
-        name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
-        state.callState.c_str());
+    LogEvent(line_, L"Client call state received.", state);
     // Held here: TAPI may close the call from inside any of the messages below.
-    const std::shared_ptr<tapi_call> call = FindCall(state.clientCallId);
+    const call_ptr call = FindCall(state.clientCallId);
     const bool parameters_changed = call != nullptr && NoteEvent(*call, state, client_state);
 
     const client_state_rule* const rule = FindRule(client_state);
@@ -120,35 +124,38 @@ void line::OnClientCallState(const client_call_state& state) {
 
 /// Brings a known call's record up to date. Returns whether there is call information that TAPI has not been
 /// told.
-bool line::NoteEvent(tapi_call& call, const client_call_state& state, std::int32_t client_state) {
+bool line_calls::NoteEvent(tapi_call& call, const client_call_state& state, std::int32_t client_state) {
     call.Update(state);
     const bool parameters_changed = call.ChangedCallInfo() != 0;
     // A call that an event has just created has no client state yet, so that its next event counts as a
     // change. That is intended.
     if (call.ExchangeClientState(client_state) != client_state) {
-        Log(L"Client call state changed. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, client call state: %s",
-            name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
-            state.callState.c_str());
+        LogEvent(line_, L"Client call state changed.", state);
     } else if (parameters_changed) {
-        Log(L"Client call parameters changed. %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s, client call state: %s",
-            name_.c_str(), Low32(TapiLineHandle()), DeviceId(), state.clientCallId.c_str(),
-            state.callState.c_str());
+        LogEvent(line_, L"Client call parameters changed.", state);
     }
     return parameters_changed;
 }
 
-void line::StartCall(const client_state_rule& rule, const client_call_state& state) {
+void line_calls::StartCall(const client_state_rule& rule, const client_call_state& state) {
     const state_sequence& states = state.isCaller ? rule.new_caller : rule.new_callee;
     if (states == kNone) {
         return;
     }
     const std::uint32_t origin = state.isCaller ? LINECALLORIGIN_OUTBOUND : LINECALLORIGIN_INBOUND;
-    const std::shared_ptr<tapi_call> call = call_manager_.GetNewTapiCallHandle(*this, state, origin);
+    const std::uint32_t resets = resets_;
+    const call_ptr call = call_manager_.GetNewTapiCallHandle(line_, state, origin);
     call->Update(state);
+    if (resets_ != resets) {
+        // TAPI has closed the line from inside LINE_NEWCALL, and has forgotten the call with it.
+        call->SetState(LINECALLSTATE_IDLE, 0, false);
+        call->SetFinalStateSignalled();
+        return;
+    }
     GoThrough(*call, states);
 }
 
-void line::ContinueCall(const client_state_rule& rule, tapi_call& call) {
+void line_calls::ContinueCall(const client_state_rule& rule, tapi_call& call) {
     if (rule.placed_by_tapi != nullptr && IsPlacedByTapi(call)) {
         (this->*rule.placed_by_tapi)(call);
     } else {
@@ -156,7 +163,7 @@ void line::ContinueCall(const client_state_rule& rule, tapi_call& call) {
     }
 }
 
-void line::ReportHeldBackConnect(tapi_call& call) {
+void line_calls::ReportHeldBackConnect(tapi_call& call) {
     if (call.ConnectedIgnored()) {
         Log(L"Outbound call was started by TAPI, connected state was ignored, call is now 'outgoing' -> report as ringback.");
         call.SetConnectedIgnored(false);
@@ -164,12 +171,12 @@ void line::ReportHeldBackConnect(tapi_call& call) {
     }
 }
 
-void line::ReportProceedingBeforeRingback(tapi_call& call) {
+void line_calls::ReportProceedingBeforeRingback(tapi_call& call) {
     Log(L"Outbound call was started by TAPI -> report as proceeding before signaling ringback.");
     GoThrough(call, kProceedingRingback);
 }
 
-void line::ApplyConnectTiming(tapi_call& call) {
+void line_calls::ApplyConnectTiming(tapi_call& call) {
     const std::int32_t elapsed = MillisecondsBetween(call.CreatedAt(), call_manager_.Now());
     if (elapsed < kBelievedConnectMilliseconds) {
         Log(L"Outbound call is connected without ringback, duration %d ms. Call was started by TAPI -> report as proceeding.",
@@ -182,12 +189,12 @@ void line::ApplyConnectTiming(tapi_call& call) {
     }
 }
 
-void line::ReportRingbackBeforeConnect(tapi_call& call) {
+void line_calls::ReportRingbackBeforeConnect(tapi_call& call) {
     Log(L"Outbound call is in a connected state but TAPI call is still proceeding. Call was started by TAPI -> report ringback before connect.");
     GoThrough(call, kCallerConnected);
 }
 
-void line::HangUp(tapi_call& call, std::int32_t call_reason) {
+void line_calls::HangUp(tapi_call& call, std::int32_t call_reason) {
     if (call_reason == kCallReasonBusyHere) {
         Log(L"Hangup, busy -> signal busy state for call");
         call.SetState(LINECALLSTATE_BUSY, 0, true);
@@ -201,11 +208,10 @@ void line::HangUp(tapi_call& call, std::int32_t call_reason) {
     call.SetStateMode(mode);
 }
 
-void line::OnCallRemoved(const std::wstring& client_call_id) {
-    const lock_pair_guard guard(lock_, events_);
-    Log(L"Call removed %s, tapiLineHandle: 0x%08X, deviceId: 0x%08X, client_call_id: %s", name_.c_str(),
-        Low32(TapiLineHandle()), DeviceId(), client_call_id.c_str());
-    const std::shared_ptr<tapi_call> call = FindCall(client_call_id);
+void line_calls::OnCallRemoved(const std::wstring& client_call_id) {
+    const lock_guard events(events_);
+    LogLine(line_, L"Call removed", L", client_call_id: %s", client_call_id.c_str());
+    const call_ptr call = FindCall(client_call_id);
     if (call == nullptr || call->FinalStateSignalled()) {
         return;
     }

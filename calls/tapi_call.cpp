@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "calls/call_state_names.h"
-#include "lines/line.h"
 #include "logging/category_log.h"
 #include "platform/low32.h"
 
@@ -19,11 +18,11 @@ constexpr std::uint32_t kCallerAndCalledChanged = LINECALLINFOSTATE_CALLERID | L
 }  // namespace
 
 tapi_call::tapi_call(std::uint64_t driver_call_handle, HTAPICALL tapi_call_handle, std::uint32_t call_origin,
-                     std::wstring client_call_id, line& owning_line, const SYSTEMTIME& created_at)
+                     std::wstring client_call_id, call_line& line, const SYSTEMTIME& created_at)
     : call_origin_(call_origin),
       driver_call_handle_(driver_call_handle),
       tapi_call_handle_(tapi_call_handle),
-      line_(owning_line),
+      line_(line),
       created_at_(created_at),
       client_call_id_(std::move(client_call_id)) {
     // "outbound" shows the origin itself, 1 or 128. That is intended.
@@ -120,12 +119,9 @@ void tapi_call::Replace(std::wstring& field, const std::wstring& value, std::uin
 }
 
 void tapi_call::ChangeClientCallId(std::wstring&& new_id) {
-    std::wstring old_id;
-    {
-        const lock_guard guard(lock_);
-        old_id = std::exchange(client_call_id_, std::exchange(new_id, {}));
-    }
-    Log(L"Call id changed : id = %s -> %s", old_id.c_str(), ClientCallId().c_str());
+    const lock_guard guard(lock_);
+    const std::wstring old_id = std::exchange(client_call_id_, std::exchange(new_id, {}));
+    Log(L"Call id changed : id = %s -> %s", old_id.c_str(), client_call_id_.c_str());
 }
 
 void tapi_call::SetStateMode(std::uint32_t mode) {
@@ -136,10 +132,6 @@ void tapi_call::SetStateMode(std::uint32_t mode) {
 std::int32_t tapi_call::ExchangeClientState(std::int32_t client_state) {
     const lock_guard guard(lock_);
     return std::exchange(client_state_, client_state);
-}
-
-line* tapi_call::Line() const {
-    return line_.IsRetired() ? nullptr : &line_;
 }
 
 std::uint32_t tapi_call::State() const {

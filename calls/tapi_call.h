@@ -8,13 +8,12 @@
 
 #include <tspi.h>
 
+#include "calls/call_line.h"
 #include "calls/forward_types.h"
 #include "platform/locks.h"
 #include "registry_service/client_records.h"
 
 namespace brivelnox {
-
-class line;
 
 /// The client state of a call for which no event, or none that is known, has come.
 inline constexpr std::int32_t kNoClientState = -1;
@@ -42,16 +41,15 @@ struct call_details {
 /// call holds it too, so a record outlives its removal from both for as long as somebody is inside. Its line
 /// lives as long as anybody uses the record.
 ///
-/// Threads: changes are made under the line's lock, except SetState when TAPI closes the call and when a
-/// consultation call gets its dial tone. A small lock of the record's own, never held while calling out,
-/// keeps readers on other threads from seeing a field half-written. SetState and FlushCallInfo take the event
-/// lock, so what is decided about a message and its sending are one step: nothing is told about a call once
-/// it is idle, whichever thread made it so.
+/// Threads: changes are made with the event lock held; SetState and FlushCallInfo take it themselves, so what
+/// is decided about a message and its sending are one step: nothing is told about a call once it is idle,
+/// whichever thread made it so. A small lock of the record's own, never held while calling out, keeps readers
+/// on other threads from seeing a field half-written.
 class tapi_call {
   public:
     /// Logs the creation. `created_at` is the UTC time from which the timing of outbound calls counts.
     tapi_call(std::uint64_t driver_call_handle, HTAPICALL tapi_call_handle, std::uint32_t call_origin,
-              std::wstring client_call_id, line& owning_line, const SYSTEMTIME& created_at);
+              std::wstring client_call_id, call_line& line, const SYSTEMTIME& created_at);
     tapi_call(const tapi_call&) = delete;
     tapi_call& operator=(const tapi_call&) = delete;
 
@@ -68,8 +66,8 @@ class tapi_call {
     /// nothing.
     void Update(const client_call_state& state);
 
-    /// Replaces the softphone's call id. The caller takes the record out of its line's index before and puts
-    /// it back after, since the line finds calls by this id.
+    /// Replaces the softphone's call id and leaves the argument empty. The caller takes the record out of its
+    /// line's index before and puts it back after, since the line finds calls by this id.
     void ChangeClientCallId(std::wstring&& new_id);
 
     /// Stores the mode for a state that is told later, without any change of state.
@@ -81,8 +79,8 @@ class tapi_call {
     [[nodiscard]] std::uint32_t CallOrigin() const { return call_origin_; }
     [[nodiscard]] std::uint64_t DriverCallHandle() const { return driver_call_handle_; }
     [[nodiscard]] HTAPICALL TapiCallHandle() const { return tapi_call_handle_; }
-    /// The line the call is on; null once shutdown has taken the line away from TAPI.
-    [[nodiscard]] line* Line() const;
+    /// The line the call is on, also once a shutdown has closed it for good.
+    [[nodiscard]] call_line& Line() const { return line_; }
     [[nodiscard]] const SYSTEMTIME& CreatedAt() const { return created_at_; }
     [[nodiscard]] std::uint32_t State() const;
     [[nodiscard]] std::uint32_t StateMode() const;
@@ -114,7 +112,7 @@ class tapi_call {
     const std::uint32_t call_origin_;
     const std::uint64_t driver_call_handle_;
     const HTAPICALL tapi_call_handle_;
-    line& line_;
+    call_line& line_;
     const SYSTEMTIME created_at_;
     std::atomic<bool> connected_ignored_{false};
     std::atomic<bool> final_state_signalled_{false};

@@ -7,6 +7,7 @@
 #include "logging/category_log.h"
 #include "platform/ansi_text.h"
 #include "platform/low32.h"
+#include "platform/scope_exit.h"
 
 namespace brivelnox {
 
@@ -17,7 +18,12 @@ constexpr category_log Log{L"LineManager"};
 constexpr std::int32_t kNoPermanentLineId = -1;
 constexpr std::chrono::milliseconds kCleanUpLockWait{5000};
 constexpr std::chrono::milliseconds kLastMessageWait{1000};
-constexpr DWORD kInitialLinesWaitMilliseconds = 20000;
+
+template <class Index>
+line* FindIn(const Index& index, typename Index::key_type key) {
+    const auto found = index.find(key);
+    return found != index.end() ? found->second : nullptr;
+}
 
 }  // namespace
 
@@ -49,11 +55,8 @@ line_manager::~line_manager() {
 }
 
 void line_manager::Start() {
-    // Set on every path: the reader may be waiting for it.
-    struct set_at_end {
-        HANDLE event;
-        ~set_at_end() { (void)SetEvent(event); }
-    } const started{initial_lines_made_.get()};
+    // On every path: the reader may be waiting for it.
+    const scope_exit started([this] { (void)SetEvent(initial_lines_made_.get()); });
     client_.Start(weak_from_this());
     // These two characters are all that is logged about the construction. That is intended.
     Log(L"()");
@@ -71,12 +74,12 @@ void line_manager::Stop() {
 void line_manager::CleanUp() {
     Log(L"CleanUp");
     try {
-        // Bounded: an application that blocks in a callback keeps one of these locks, and the telephony
-        // service has to be able to stop all the same.
-        if (!TryLockPairUntil(lines_lock_, event_lock_, lock_clock::now() + kCleanUpLockWait)) {
+        // Bounded: an application that blocks in a callback keeps the lock, and the telephony service has to
+        // be able to stop all the same.
+        if (!event_lock_.try_lock_until(lock_clock::now() + kCleanUpLockWait)) {
             throw std::runtime_error("a callback does not return");
         }
-        const lock_pair_guard guard(lines_lock_, event_lock_, std::adopt_lock);
+        const lock_guard events(event_lock_, std::adopt_lock);
         DeleteLines();
         // While the lock is held: nothing is on its way to TAPI, and nothing will be.
         event_lock_.Shut();
@@ -94,13 +97,12 @@ void line_manager::CleanUp() {
 void line_manager::DeleteLines() {
     Log(L"DeleteLines");
     try {
-        // By number: TAPI may bring about a new line from inside a message.
-        for (std::size_t i = 0; i < lines_.size(); ++i) {
-            lines_[i]->Close();
-            lines_[i]->Retire();
+        // By handle: TAPI may bring about a new line from inside a message.
+        for (std::uintptr_t handle = 1; line* const closed = FindLineByDriverLineHandle(handle); ++handle) {
+            closed->Retire();
         }
+        const lock_guard guard(lines_lock_);
         retired_lines_ = std::exchange(lines_, {});
-        lines_by_driver_line_handle_.clear();
         lines_by_permanent_line_id_.clear();
         // The index by device identifier is deliberately left; it goes with the manager.
     } catch (...) {
@@ -110,20 +112,29 @@ void line_manager::DeleteLines() {
 
 void line_manager::CreateInitialLines() {
     Log(L"CreateInitialLines");
+    client_registration_list registrations;
     try {
-        const client_registration_list registrations = client_.RequestClientRegistrations(true);
-        // TAPI learns of these lines by their number, never by LINE_CREATE.
-        ApplyRegistrationList(registrations, true);
-        if (registrations.empty()) {
-            (void)client_.RequestClientRegistrations(false);
-        }
+        registrations = client_.RequestClientRegistrations(true);
+        ApplyRegistrationList(registrations);
     } catch (...) {
         // The provider goes on without lines; they come with the next list.
     }
+    AnnounceFromNowOn();
+    if (registrations.empty()) {
+        (void)client_.RequestClientRegistrations(false);
+    }
 }
 
-void line_manager::ApplyRegistrationList(const client_registration_list& registrations,
-                                         bool suppress_line_create) {
+/// TAPI learns of the lines that are there by their number, and of every further one by LINE_CREATE. The
+/// number and the moment are one decision, also for the reader thread, which may be making lines of what the
+/// service sends without being asked.
+void line_manager::AnnounceFromNowOn() {
+    const lock_guard events(event_lock_);
+    const lock_guard guard(lines_lock_);
+    initial_line_count_ = static_cast<std::uint32_t>(lines_.size());
+}
+
+void line_manager::ApplyRegistrationList(const client_registration_list& registrations) {
     // Not under one lock for the whole list: each entry writes several lines to the log, and a list of
     // thousands would keep every request of TAPI waiting.
     const std::uint32_t old_count = GetLineCount();
@@ -132,14 +143,14 @@ void line_manager::ApplyRegistrationList(const client_registration_list& registr
             static_cast<std::uint32_t>(registrations.size()));
     }
     for (const client_registration& registration : registrations) {
-        ApplyRegistration(registration, registration.tcpPort != 0, suppress_line_create);
+        // A softphone without a port is not registered.
+        ApplyRegistration(registration, registration.tcpPort != 0);
     }
 }
 
-void line_manager::ApplyRegistration(const client_registration& registration, bool registered,
-                                     bool suppress_line_create) {
+void line_manager::ApplyRegistration(const client_registration& registration, bool registered) {
     try {
-        const lock_pair_guard guard(lines_lock_, event_lock_);
+        const lock_guard events(event_lock_);
         if (event_lock_.IsShut()) {
             return;
         }
@@ -151,45 +162,46 @@ void line_manager::ApplyRegistration(const client_registration& registration, bo
             // Registered or not: lines follow permanent ids, not the state of the registration. That is
             // intended.
             Log(L"Create new line");
-            CreateAnnouncedLine(registration, suppress_line_create);
+            CreateAnnouncedLine(registration);
         }
     } catch (...) {
         // One registration that could not be applied must not cost the others.
     }
 }
 
-void line_manager::CreateAnnouncedLine(const client_registration& registration, bool suppress_line_create) {
-    line* const new_line = AddLine(CreateLine(registration));
-    if (new_line == nullptr) {
-        return;
-    }
-    new_line->UpdateServiceState(registration.clientConnected, registration.sipConnected);
-    if (!suppress_line_create) {
-        FireLineCreate(*new_line);
+void line_manager::CreateAnnouncedLine(const client_registration& registration) {
+    line& created = CreateLine(registration);
+    created.UpdateServiceState(registration.clientConnected, registration.sipConnected);
+    const bool is_announced = [this] {
+        const lock_guard guard(lines_lock_);
+        return initial_line_count_.has_value();
+    }();
+    if (is_announced) {
+        FireLineCreate(created);
     }
 }
 
-std::unique_ptr<line> line_manager::CreateLine(const client_registration& registration) {
-    const std::uint32_t driver_line_handle = ++last_driver_line_handle_;
-    const std::uint32_t device_id =
-        device_id_base_ != kUnknownDeviceId ? next_device_id_++ : kUnknownDeviceId;
-    return std::make_unique<line>(driver_line_handle, registration, event_lock_, *call_manager_, client_,
-                                  device_id);
-}
-
-line* line_manager::AddLine(std::unique_ptr<line> new_line) {
-    if (new_line == nullptr || lines_by_driver_line_handle_.contains(new_line->DriverLineHandle())) {
-        return nullptr;
+/// Makes a line and enters it into the list and its indexes: into all of them, or it is not there.
+line& line_manager::CreateLine(const client_registration& registration) {
+    const lock_guard guard(lines_lock_);
+    const std::uint32_t device_id = device_id_base_ != kUnknownDeviceId ? next_device_id_ : kUnknownDeviceId;
+    auto owned = std::make_unique<line>(static_cast<std::uint32_t>(lines_.size() + 1), registration,
+                                        event_lock_, *call_manager_, client_, device_id);
+    line& created = *owned;
+    // All that takes memory comes first.
+    std::map<std::uint32_t, line*> by_device_id{{device_id, &created}};
+    std::map<std::int32_t, line*> by_permanent_line_id{{created.PermanentLineId(), &created}};
+    lines_.push_back(std::move(owned));
+    if (device_id != kUnknownDeviceId) {
+        ++next_device_id_;
+        // A later key that equals an existing one takes its place.
+        lines_by_device_id_.erase(device_id);
+        lines_by_device_id_.merge(by_device_id);
     }
-    line* const added = lines_.emplace_back(std::move(new_line)).get();
-    lines_by_driver_line_handle_[added->DriverLineHandle()] = added;
-    if (added->DeviceId() != kUnknownDeviceId) {
-        lines_by_device_id_[added->DeviceId()] = added;
+    if (created.PermanentLineId() != kNoPermanentLineId) {
+        lines_by_permanent_line_id_.merge(by_permanent_line_id);
     }
-    if (added->PermanentLineId() != kNoPermanentLineId) {
-        lines_by_permanent_line_id_[added->PermanentLineId()] = added;
-    }
-    return added;
+    return created;
 }
 
 void line_manager::FireLineCreate(const line& new_line) {
@@ -213,37 +225,38 @@ void line_manager::FireLineCreate(const line& new_line) {
 
 std::uint32_t line_manager::GetLineCount() const {
     const lock_guard guard(lines_lock_);
-    return static_cast<std::uint32_t>(lines_by_driver_line_handle_.size());
+    return static_cast<std::uint32_t>(lines_.size());
+}
+
+std::uint32_t line_manager::InitialLineCount() const {
+    const lock_guard guard(lines_lock_);
+    return initial_line_count_.value_or(0);
 }
 
 line* line_manager::FindLineByDriverLineHandle(std::uintptr_t driver_line_handle) const {
     const lock_guard guard(lines_lock_);
-    const auto found = lines_by_driver_line_handle_.find(driver_line_handle);
-    return found != lines_by_driver_line_handle_.end() ? found->second : nullptr;
+    const bool is_known = driver_line_handle != 0 && driver_line_handle <= lines_.size();
+    return is_known ? lines_[driver_line_handle - 1].get() : nullptr;
 }
 
 line* line_manager::FindLineByDeviceId(std::uint32_t device_id) const {
     const lock_guard guard(lines_lock_);
-    const auto found = lines_by_device_id_.find(device_id);
-    return found != lines_by_device_id_.end() ? found->second : nullptr;
+    return FindIn(lines_by_device_id_, device_id);
 }
 
 line* line_manager::FindLineByPermanentLineId(std::int32_t permanent_line_id) const {
     const lock_guard guard(lines_lock_);
-    const auto found = lines_by_permanent_line_id_.find(permanent_line_id);
-    return found != lines_by_permanent_line_id_.end() ? found->second : nullptr;
+    return FindIn(lines_by_permanent_line_id_, permanent_line_id);
 }
 
 void line_manager::OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle, HDRVLINE& driver_line_handle,
                             LINEEVENT event_procedure) {
-    const lock_pair_guard guard(lines_lock_, event_lock_);
+    const lock_guard events(event_lock_);
     line* const found = FindLineByDeviceId(device_id);
-    // A line that a shutdown has closed stays closed, also for a request from inside that shutdown's
-    // messages: nothing would end the calls that are made on it. Nor is a line opened from inside its own
-    // closing, whose end would close it again behind TAPI's back.
-    if (found == nullptr || found->IsRetired() || found->IsClosing()) {
+    if (found == nullptr) {
         return;
     }
+    event_lock_.RequireOpen();
     Log(L"Open line with deviceId 0x%08X and assign tapiLineHandle: 0x%08X. Event procedure address: 0x%08X. Return driverLineHandle: 0x%08X. %s",
         device_id, Low32(tapi_line_handle), Low32(event_procedure), found->DriverLineHandle(),
         found->Name().c_str());
@@ -252,7 +265,7 @@ void line_manager::OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle,
 }
 
 void line_manager::CloseLine(std::uintptr_t driver_line_handle) {
-    const lock_pair_guard guard(lines_lock_, event_lock_);
+    const lock_guard events(event_lock_);
     if (line* const found = FindLineByDriverLineHandle(driver_line_handle); found != nullptr) {
         found->Close();
     }
@@ -260,7 +273,8 @@ void line_manager::CloseLine(std::uintptr_t driver_line_handle) {
 
 void line_manager::SetDeviceIdBase(std::uint32_t device_id_base) {
     try {
-        const lock_pair_guard guard(lines_lock_, event_lock_);
+        const lock_guard events(event_lock_);
+        const lock_guard guard(lines_lock_);
         device_id_base_ = device_id_base;
         next_device_id_ = device_id_base;
         for (const auto& numbered : lines_) {
@@ -276,13 +290,15 @@ void line_manager::SetDeviceIdBase(std::uint32_t device_id_base) {
 }
 
 void line_manager::UpdateDeviceId(line& line_to_update, std::uint32_t device_id) {
+    if (device_id == kUnknownDeviceId) {
+        return;
+    }
     try {
-        const lock_pair_guard guard(lines_lock_, event_lock_);
-        if (device_id != kUnknownDeviceId) {
-            line_to_update.UpdateDeviceId(device_id);
-            // The temporary key is deliberately left: the line stays reachable under both identifiers.
-            lines_by_device_id_[device_id] = &line_to_update;
-        }
+        const lock_guard events(event_lock_);
+        line_to_update.UpdateDeviceId(device_id);
+        const lock_guard guard(lines_lock_);
+        // The temporary key is deliberately left: the line stays reachable under both identifiers.
+        lines_by_device_id_[device_id] = &line_to_update;
     } catch (...) {
         // The line stays reachable under the identifier it had.
     }
@@ -291,15 +307,31 @@ void line_manager::UpdateDeviceId(line& line_to_update, std::uint32_t device_id)
 void line_manager::OnRegistrationList(const client_registration_list& registrations, bool initial) {
     if (initial) {
         // This list is applied by the thread that waits for it. Whatever the service sends behind the list
-        // counts after it, so it must not overtake that thread.
-        (void)WaitForSingleObject(initial_lines_made_.get(), kInitialLinesWaitMilliseconds);
+        // counts after it and must not overtake that thread, however long the list takes it. It always gets
+        // to its end: it waits for nothing that this thread holds, and TAPI is told nothing before.
+        (void)WaitForSingleObject(initial_lines_made_.get(), INFINITE);
+        AddMissingLines(registrations);
     } else {
-        ApplyRegistrationList(registrations, false);
+        ApplyRegistrationList(registrations);
     }
     list_complete_ = true;
     if (changed_before_list_) {
         changed_before_list_ = false;
         (void)client_.RequestClientRegistrations(false);
+    }
+}
+
+/// Makes the lines that the first list names and the start has not made, because it was content with a list
+/// that nobody had asked for. A start without lines has asked again; the answer to that brings them.
+void line_manager::AddMissingLines(const client_registration_list& registrations) {
+    if (InitialLineCount() == 0) {
+        return;
+    }
+    for (const client_registration& registration : registrations) {
+        if (registration.permanentLineId != kNoPermanentLineId &&
+            FindLineByPermanentLineId(registration.permanentLineId) == nullptr) {
+            ApplyRegistration(registration, registration.tcpPort != 0);
+        }
     }
 }
 
@@ -319,7 +351,7 @@ void line_manager::OnClientUnregistered(const client_registration& registration)
 
 void line_manager::ApplyChange(const client_registration& registration, bool registered) {
     if (list_complete_) {
-        ApplyRegistration(registration, registered, false);
+        ApplyRegistration(registration, registered);
     } else {
         changed_before_list_ = true;
         Log(L"Client registration changed before receiving complete list");
@@ -330,7 +362,7 @@ void line_manager::OnCallState(std::int32_t permanent_line_id, const client_call
     try {
         // The lines lock is held for the lookup only.
         if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
-            found->OnClientCallState(state);
+            found->Calls().OnClientCallState(state);
         }
     } catch (...) {
         // This event is lost; the call's next one brings it up to date.
@@ -340,7 +372,7 @@ void line_manager::OnCallState(std::int32_t permanent_line_id, const client_call
 void line_manager::OnCallRemoved(std::int32_t permanent_line_id, const char* client_call_id) {
     try {
         if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
-            found->OnCallRemoved(ToWide(client_call_id));
+            found->Calls().OnCallRemoved(ToWide(client_call_id));
         }
     } catch (...) {
         // The call stays as it is until TAPI drops or closes it.

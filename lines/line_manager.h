@@ -2,18 +2,22 @@
 
 #include <windows.h>
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include <tspi.h>
 
 #include <vector>
 
 #include "calls/call_manager.h"
-#include "lines/event_lock.h"
 #include "lines/line.h"
+#include "platform/event_lock.h"
 #include "platform/locks.h"
+#include "platform/unique_handle.h"
 #include "registry_service/registry_service_event_handler.h"
 #include "registry_service/rs_tsp_client.h"
 
@@ -24,11 +28,11 @@ namespace brivelnox {
 /// 2, 3, …, never reused) and device identifiers. A line is never removed before shutdown: an unregistered
 /// client keeps its line.
 ///
-/// Threads: TAPI's (requests) and the client's reader thread (the event slots). The lines lock guards the
-/// indexes, the counters and the base; every operation takes it for its whole duration (a registration list:
-/// entry by entry; a call's event: to find the line), and together with the event lock where it works on a
-/// line. It is not held while the first registration list is waited for, because the reader needs it for
-/// whatever the service sends before.
+/// Threads: TAPI's (requests) and the client's reader thread (the event slots). What changes a line or the
+/// set of lines takes the event lock (a registration list: for each entry). The lines lock guards the
+/// indexes, the counters and the base; it is held for a look-up or a change only and never while calling out,
+/// so a line can be found while an application is inside a message. Neither is held while the first
+/// registration list is waited for, because the reader needs them for whatever the service sends before.
 ///
 /// Held by std::shared_ptr: every thread that works inside holds the manager, so that one which is still
 /// inside when shutdown lets go finds everything in place; lines are freed with their manager.
@@ -53,8 +57,11 @@ class line_manager final : private registry_service_event_handler,
     /// callbacks of its own apart. Idempotent.
     void Stop();
 
-    /// The number of lines.
+    /// The number of lines now.
     [[nodiscard]] std::uint32_t GetLineCount() const;
+    /// The number of lines that the first list has made. Each line is either one of these, which TAPI learns
+    /// of by their number, or announced with LINE_CREATE.
+    [[nodiscard]] std::uint32_t InitialLineCount() const;
 
     // Each returns null for an unknown key. The line is valid as long as this manager.
 
@@ -62,8 +69,9 @@ class line_manager final : private registry_service_event_handler,
     [[nodiscard]] line* FindLineByDeviceId(std::uint32_t device_id) const;
     [[nodiscard]] line* FindLineByPermanentLineId(std::int32_t permanent_line_id) const;
 
-    /// Opens the line and writes its driver line handle. An unknown device identifier changes nothing, and so
-    /// does one whose line a shutdown has closed, or is being closed by the calling thread.
+    /// Opens the line and writes its driver line handle. An unknown device identifier changes nothing. Throws
+    /// std::runtime_error, and opens nothing, for a line that is being closed, one that a shutdown has
+    /// closed, and once the way to TAPI is shut.
     void OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle, HDRVLINE& driver_line_handle,
                   LINEEVENT event_procedure);
     /// Closes the line. An unknown handle is ignored.
@@ -87,14 +95,13 @@ class line_manager final : private registry_service_event_handler,
     void Start();
     void CleanUp();
     void CreateInitialLines();
-    void DeleteLines() BRIVELNOX_REQUIRES(lines_lock_, event_lock_);
-    std::unique_ptr<line> CreateLine(const client_registration& registration) BRIVELNOX_REQUIRES(lines_lock_);
-    line* AddLine(std::unique_ptr<line> new_line) BRIVELNOX_REQUIRES(lines_lock_);
-    void ApplyRegistration(const client_registration& registration, bool registered,
-                           bool suppress_line_create);
-    void CreateAnnouncedLine(const client_registration& registration, bool suppress_line_create)
-        BRIVELNOX_REQUIRES(lines_lock_, event_lock_);
-    void ApplyRegistrationList(const client_registration_list& registrations, bool suppress_line_create);
+    void AnnounceFromNowOn();
+    void DeleteLines() BRIVELNOX_REQUIRES(event_lock_);
+    line& CreateLine(const client_registration& registration) BRIVELNOX_REQUIRES(event_lock_);
+    void ApplyRegistration(const client_registration& registration, bool registered);
+    void CreateAnnouncedLine(const client_registration& registration) BRIVELNOX_REQUIRES(event_lock_);
+    void ApplyRegistrationList(const client_registration_list& registrations);
+    void AddMissingLines(const client_registration_list& registrations);
     void ApplyChange(const client_registration& registration, bool registered);
     void FireLineCreate(const line& new_line) BRIVELNOX_REQUIRES(event_lock_);
 
@@ -105,12 +112,11 @@ class line_manager final : private registry_service_event_handler,
     void OnCallState(std::int32_t permanent_line_id, const client_call_state& state) override;
     void OnCallRemoved(std::int32_t permanent_line_id, const char* client_call_id) override;
 
-    mutable recursive_mutex lines_lock_{lock_rank::lines};
     event_lock event_lock_;
-    std::uint32_t last_driver_line_handle_ BRIVELNOX_GUARDED_BY(lines_lock_) = 0;
-    std::map<std::uintptr_t, line*> lines_by_driver_line_handle_ BRIVELNOX_GUARDED_BY(lines_lock_);
+    mutable mutex lines_lock_ BRIVELNOX_ACQUIRED_AFTER(event_lock_){lock_rank::lines};
     std::map<std::uint32_t, line*> lines_by_device_id_ BRIVELNOX_GUARDED_BY(lines_lock_);
     std::map<std::int32_t, line*> lines_by_permanent_line_id_ BRIVELNOX_GUARDED_BY(lines_lock_);
+    // In the order of creation, which is that of the driver line handles.
     std::vector<std::unique_ptr<line>> lines_ BRIVELNOX_GUARDED_BY(lines_lock_);
     // Lines after shutdown: threads that are still inside may hold them.
     std::vector<std::unique_ptr<line>> retired_lines_ BRIVELNOX_GUARDED_BY(lines_lock_);
@@ -119,6 +125,9 @@ class line_manager final : private registry_service_event_handler,
     const HPROVIDER provider_handle_;
     std::uint32_t device_id_base_ BRIVELNOX_GUARDED_BY(lines_lock_);
     std::uint32_t next_device_id_ BRIVELNOX_GUARDED_BY(lines_lock_);
+    // How many lines the first list has made; empty until they are all there. Lines that come about before
+    // are counted, those that come later are announced.
+    std::optional<std::uint32_t> initial_line_count_ BRIVELNOX_GUARDED_BY(lines_lock_);
     // Both are touched only by the reader thread, with the link's lock held.
     bool list_complete_ = false;
     bool changed_before_list_ = false;

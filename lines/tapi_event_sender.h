@@ -6,7 +6,7 @@
 
 #include <tspi.h>
 
-#include "lines/event_lock.h"
+#include "platform/event_lock.h"
 
 namespace brivelnox {
 

@@ -9,33 +9,10 @@ namespace brivelnox {
 
 namespace lock_order {
 
-namespace {
-
-bool Holds(std::span<const held_lock> held, lock_rank rank) {
-    return std::any_of(held.begin(), held.end(), [&](const held_lock& each) { return each.rank == rank; });
-}
-
-bool IsOfLines(lock_rank rank) {
-    return rank == lock_rank::lines || rank == lock_rank::line;
-}
-
-/// Whether somebody who is inside no callback may wait for a lock with another held.
-bool MayFollow(lock_rank wanted, lock_rank held) {
-    const bool is_wanted_by_callbacks = wanted == lock_rank::line || wanted == lock_rank::event;
-    return held < (is_wanted_by_callbacks ? lock_rank::lines : wanted);
-}
-
-}  // namespace
-
 const held_lock* FindBreach(std::span<const held_lock> held, lock_rank wanted) {
-    const bool inside_callback = Holds(held, lock_rank::event);
-    for (const held_lock& each : held) {
-        const bool is_exempt = inside_callback && IsOfLines(wanted) && each.rank <= lock_rank::event;
-        if (!MayFollow(wanted, each.rank) && !is_exempt) {
-            return &each;
-        }
-    }
-    return nullptr;
+    const auto found =
+        std::find_if(held.begin(), held.end(), [&](const held_lock& each) { return each.rank >= wanted; });
+    return found == held.end() ? nullptr : &*found;
 }
 
 const held_lock* FindCallbackBreach(std::span<const held_lock> held) {
@@ -46,8 +23,8 @@ const held_lock* FindCallbackBreach(std::span<const held_lock> held) {
 
 const char* Name(lock_rank rank) {
     static constexpr std::array<const char*, 8> kNames = {
-        "creation lock", "shutdown lock", "link lock", "lines lock",
-        "line's lock",   "event lock",    "leaf lock", "log's lock",
+        "creation lock", "shutdown lock", "link lock", "event lock",
+        "lines lock",    "line's lock",   "leaf lock", "log's lock",
     };
     return kNames[static_cast<std::size_t>(rank)];
 }
@@ -159,11 +136,13 @@ void lock_watch::Released() const {
 }
 
 void lock_order::BeforeCallback() {
-    const held_lock* const breached = FindCallbackBreach(own_locks.Held());
+    const std::span<const held_lock> held = own_locks.Held();
+    const held_lock* const breached = FindCallbackBreach(held);
     if (breached != nullptr) {
         Stop("TAPI is called inside the", lock_rank::event, breached);
     }
-    if (!Holds(own_locks.Held(), lock_rank::event)) {
+    if (std::none_of(held.begin(), held.end(),
+                     [](const held_lock& each) { return each.rank == lock_rank::event; })) {
         Stop("TAPI is called without the", lock_rank::event, nullptr);
     }
 }

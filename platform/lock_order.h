@@ -14,9 +14,9 @@ enum class lock_rank : std::uint8_t {
     creation,  // the making of the telephony manager
     shutdown,  // the shutting down of the provider
     link,      // the TCP link
-    lines,     // the line manager
-    line,      // one line
-    event,     // everything that is told to TAPI
+    event,     // everything that is told to TAPI, and every change of a line or a call
+    lines,     // the line manager's indexes
+    line,      // the index of one line's calls
     leaf,      // few lines of code that call nothing outside their own class, but for the log
     log,       // the logger: taken last by everybody
 };
@@ -33,16 +33,13 @@ struct held_lock {
     lock_rank rank;
 };
 
-/// The first of the `held` locks with which a thread must not wait for a lock of the rank `wanted`, or null.
-/// A thread never waits for a lock of its own, so `held` is without the wanted lock.
-///
-/// The order is that of lock_rank, and of two locks of the same rank none may be waited for with the other
-/// held. There are two exceptions, which belong together: nobody waits for the event lock with the lines lock
-/// or a line's lock held, nor for a line's lock with the lines lock held and the event lock not; therefore
-/// somebody who has the event lock, inside a callback, may wait for any of these.
+/// The first of the `held` locks with which a thread must not wait for a lock of the rank `wanted`, or null:
+/// a lock is waited for only with locks that stand before it in the order of lock_rank. A thread never waits
+/// for a lock of its own, so `held` is without the wanted lock.
 const held_lock* FindBreach(std::span<const held_lock> held, lock_rank wanted);
 
-/// The first of the `held` locks with which TAPI must not be called, or null.
+/// The first of the `held` locks with which TAPI must not be called, or null: any that stands behind the
+/// event lock, since a callback may come to need it on another thread.
 const held_lock* FindCallbackBreach(std::span<const held_lock> held);
 
 /// The name of a rank, for the report.

@@ -61,9 +61,6 @@ class BRIVELNOX_CAPABILITY("mutex") recursive_mutex {
     /// Waits until the deadline at the latest. Returns whether the lock is held.
     bool try_lock_until(lock_clock::time_point deadline) BRIVELNOX_TRY_ACQUIRE(true);
     void unlock() BRIVELNOX_RELEASE();
-    /// In debug builds ends the program when the calling thread must not wait for the lock now, whether or
-    /// not it would have to.
-    void CheckWait() const { watch_.BeforeWait(); }
 
   private:
     /// Takes the lock, waiting once where another thread has it. Another thread may be quicker when it is
@@ -121,58 +118,5 @@ class BRIVELNOX_SCOPED_CAPABILITY lock_guard {
   private:
     Lock& lock_;
 };
-
-/// Holds two locks for the length of a block. They are taken together: while one of them has to be waited
-/// for, this guard does not hold the other, so two threads that want the same pair cannot block each other,
-/// whichever of the two each gets first. A lock that the caller held before stays held while the other is
-/// waited for.
-template <class First, class Second>
-class BRIVELNOX_SCOPED_CAPABILITY lock_pair_guard {
-  public:
-    lock_pair_guard(First& first, Second& second) BRIVELNOX_ACQUIRE(first, second)
-        : first_(first), second_(second) {
-        // Both, although only one of them is waited for, and which one is chance.
-        first_.CheckWait();
-        second_.CheckWait();
-        std::lock(first_, second_);
-    }
-    /// Takes charge of two locks that a successful TryLockPairUntil has left held.
-    lock_pair_guard(First& first, Second& second, std::adopt_lock_t) BRIVELNOX_REQUIRES(first, second)
-        : first_(first), second_(second) {}
-    ~lock_pair_guard() BRIVELNOX_RELEASE() {
-        second_.unlock();
-        first_.unlock();
-    }
-    lock_pair_guard(const lock_pair_guard&) = delete;
-    lock_pair_guard& operator=(const lock_pair_guard&) = delete;
-
-  private:
-    First& first_;
-    Second& second_;
-};
-
-/// Takes two locks as lock_pair_guard does, but waits at most until `deadline`. Returns whether both are
-/// held.
-template <class First, class Second>
-bool TryLockPairUntil(First& first, Second& second, lock_clock::time_point deadline)
-    BRIVELNOX_TRY_ACQUIRE(true, first, second) BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
-    for (;;) {
-        if (!first.try_lock_until(deadline)) {
-            return false;
-        }
-        if (second.try_lock()) {
-            return true;
-        }
-        first.unlock();
-        // Wait for the one that was taken, without holding the other.
-        if (!second.try_lock_until(deadline)) {
-            return false;
-        }
-        if (first.try_lock()) {
-            return true;
-        }
-        second.unlock();
-    }
-}
 
 }  // namespace brivelnox

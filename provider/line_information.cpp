@@ -130,6 +130,14 @@ bool HasRoom(Structure& structure, DWORD needed) {
     return structure.dwTotalSize >= needed;
 }
 
+/// The numbers of calls at one moment; zeros where there is no line.
+template <class Status>
+void WriteCallCounts(Status& status, line* of_line) {
+    const call_counts counts = of_line != nullptr ? of_line->Calls().CountCalls() : call_counts{};
+    status.dwNumActiveCalls = counts.active;
+    status.dwNumOnHoldCalls = counts.on_hold;
+}
+
 void AppendStrings(LINEDEVCAPS& caps, const std::wstring& line_name) {
     auto* const bytes = reinterpret_cast<BYTE*>(&caps);
     caps.dwUsedSize = caps.dwNeededSize;
@@ -212,9 +220,7 @@ LONG telephony_manager::LineGetLineDevStatus(HDRVLINE line_handle, LINEDEVSTATUS
             return LINEERR_STRUCTURETOOSMALL;
         }
         const auto lines = Lines();
-        const line* const found = lines->FindLineByDriverLineHandle(LineKey(line_handle));
-        filled.dwNumActiveCalls = found != nullptr ? found->ActiveCallCount() : 0;
-        filled.dwNumOnHoldCalls = found != nullptr ? found->OnHoldCallCount() : 0;
+        WriteCallCounts(filled, lines->FindLineByDriverLineHandle(LineKey(line_handle)));
         WriteFixedFields(filled, kLineDevStatus);
         return 0;
     });
@@ -228,9 +234,7 @@ LONG telephony_manager::LineGetAddressStatus(HDRVLINE line_handle, LINEADDRESSST
         }
         filled.dwUsedSize = kAddressStatusSize;
         const auto lines = Lines();
-        const line* const found = lines->FindLineByDriverLineHandle(LineKey(line_handle));
-        filled.dwNumActiveCalls = found != nullptr ? found->ActiveCallCount() : 0;
-        filled.dwNumOnHoldCalls = found != nullptr ? found->OnHoldCallCount() : 0;
+        WriteCallCounts(filled, lines->FindLineByDriverLineHandle(LineKey(line_handle)));
         // Deliberately the same count again.
         filled.dwNumOnHoldPendCalls = filled.dwNumOnHoldCalls;
         filled.dwAddressFeatures = LINEADDRFEATURE_MAKECALL;

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "calls/line_calls.h"
 #include "calls/tapi_call.h"
 #include "platform/low32.h"
 #include "provider/driver_handles.h"
@@ -11,22 +12,34 @@
 
 namespace brivelnox {
 
-namespace {
-
-LONG RefuseDial() {
-    ProviderLog(L"LineMakeCallAsync: Call is not in state dialtone");
-    return LINEERR_DIALDIALTONE;
+template <class Work, class After>
+LONG telephony_manager::Asynchronous(DRV_REQUESTID request_id, const wchar_t* message, Work&& work,
+                                     After&& after) noexcept {
+    return Guarded(message, [&]() -> LONG {
+        const auto lines = Lines();
+        event_lock& events = lines->EventLock();
+        const lock_guard guard(events);
+        events.RequireOpen();
+        if (const LONG error = work(*lines); error != 0) {
+            return error;
+        }
+        ReportCompletion(events, request_id, 0);
+        after(*lines);
+        return static_cast<LONG>(request_id);
+    });
 }
 
-}  // namespace
+template <class Work>
+LONG telephony_manager::Asynchronous(DRV_REQUESTID request_id, const wchar_t* message, Work&& work) noexcept {
+    return Asynchronous(request_id, message, work, [](line_manager&) {});
+}
 
-template <class Operation>
-LONG telephony_manager::Asynchronous(DRV_REQUESTID request_id, const wchar_t* message,
-                                     Operation&& operation) noexcept {
-    return Guarded(message, [&] {
-        operation(*Lines());
-        ReportCompletion(request_id, 0);
-        return static_cast<LONG>(request_id);
+/// The requests about one call and nothing else. An unknown call completes with 0, too.
+LONG telephony_manager::Request(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
+                                simple_request request) noexcept {
+    return Asynchronous(request_id, message, [&](line_manager& lines) {
+        (lines.Calls().*request)(CallKey(call));
+        return 0L;
     });
 }
 
@@ -44,32 +57,30 @@ LONG telephony_manager::ProviderCreateLineDevice(DWORD temporary_id, DWORD devic
     });
 }
 
-LONG telephony_manager::CheckLineOpen(DWORD device_id, HTAPILINE tapi_line_handle,
-                                      const HDRVLINE* driver_line_handle,
-                                      LINEEVENT event_procedure) noexcept {
-    // The third value is the address for the handle, whatever its label says. The label is kept.
-    ProviderLog(
-        L"TSPI_lineOpen deviceId: 0x%08X, tapiLineHandle: 0x%08X, eventProc: 0x%08X, eventProc: 0x%08X",
-        device_id, Low32(tapi_line_handle), Low32(driver_line_handle), Low32(event_procedure));
-    if (driver_line_handle == nullptr) {
-        ProviderLog(L"TSPI_lineOpen called with invalid lphdLine: 0x%08X. %s", 0, L"");
-        return LINEERR_INVALPOINTER;
-    }
-    if (event_procedure == nullptr) {
-        ProviderLog(L"TSPI_lineOpen called with invalid lpfnEventProc: 0x%08X. %s", 0, L"");
-        return LINEERR_INVALPOINTER;
-    }
-    return 0;
-}
-
-LONG telephony_manager::LineOpen(DWORD device_id, HTAPILINE tapi_line_handle, HDRVLINE* driver_line_handle,
-                                 DWORD version, LINEEVENT event_procedure) noexcept {
+LONG telephony_manager::LineOpen(const std::shared_ptr<telephony_manager>& manager, DWORD device_id,
+                                 HTAPILINE tapi_line_handle, HDRVLINE* driver_line_handle, DWORD version,
+                                 LINEEVENT event_procedure) noexcept {
     return Guarded(L"LineOpen: Caught Exception!", [&]() -> LONG {
+        // The third value is the address for the handle, whatever its label says. The label is kept.
+        ProviderLog(
+            L"TSPI_lineOpen deviceId: 0x%08X, tapiLineHandle: 0x%08X, eventProc: 0x%08X, eventProc: 0x%08X",
+            device_id, Low32(tapi_line_handle), Low32(driver_line_handle), Low32(event_procedure));
+        if (driver_line_handle == nullptr) {
+            ProviderLog(L"TSPI_lineOpen called with invalid lphdLine: 0x%08X. %s", 0, L"");
+            return LINEERR_INVALPOINTER;
+        }
+        if (event_procedure == nullptr) {
+            ProviderLog(L"TSPI_lineOpen called with invalid lpfnEventProc: 0x%08X. %s", 0, L"");
+            return LINEERR_INVALPOINTER;
+        }
+        if (manager == nullptr) {
+            return LINEERR_UNINITIALIZED;
+        }
         if (!IsSupportedVersion(version)) {
             return LINEERR_INCOMPATIBLEAPIVERSION;
         }
         // A device that names no line is deliberately no error; the handle is then left as TAPI gave it.
-        Lines()->OpenLine(device_id, tapi_line_handle, Require(driver_line_handle), event_procedure);
+        manager->Lines()->OpenLine(device_id, tapi_line_handle, *driver_line_handle, event_procedure);
         return 0;
     });
 }
@@ -84,9 +95,8 @@ LONG telephony_manager::LineClose(HDRVLINE line_handle) noexcept {
 LONG telephony_manager::LineMakeCall(DRV_REQUESTID request_id, HDRVLINE line_handle,
                                      HTAPICALL tapi_call_handle, HDRVCALL* driver_call_handle,
                                      const wchar_t* destination, DWORD country_code) noexcept {
-    return Guarded(L"LineMakeCallAsync: Caught Exception!", [&]() -> LONG {
-        const auto lines = Lines();
-        line* const found = lines->FindLineByDriverLineHandle(LineKey(line_handle));
+    const auto make = [&](line_manager& lines) -> LONG {
+        line* const found = lines.FindLineByDriverLineHandle(LineKey(line_handle));
         if (destination == nullptr) {
             ProviderLog(L"LineMakeCallAsync: Invalid destination address was given.");
             return LINEERR_INVALADDRESS;
@@ -99,64 +109,54 @@ LONG telephony_manager::LineMakeCall(DRV_REQUESTID request_id, HDRVLINE line_han
             return LINEERR_OPERATIONUNAVAIL;
         }
         HDRVCALL& handle = Require(driver_call_handle);
-        // Held over both: a shutdown that came between the call's first message and the completion would
-        // leave TAPI with messages for a call whose request has failed.
-        const lock_guard events(lines->EventLock());
-        lines->EventLock().RequireOpen();
         std::uint64_t new_handle = 0;
-        found->MakeCall(tapi_call_handle, country_code, destination, new_handle);
+        found->Calls().MakeCall(tapi_call_handle, country_code, destination, new_handle);
         handle = ToDriverCallHandle(new_handle);
-        ReportCompletion(request_id, 0);
-        return static_cast<LONG>(request_id);
-    });
+        return 0;
+    };
+    return Asynchronous(request_id, L"LineMakeCallAsync: Caught Exception!", make);
 }
 
 LONG telephony_manager::LineDial(DRV_REQUESTID request_id, HDRVCALL call, const wchar_t* destination,
                                  DWORD country_code) noexcept {
-    // The messages deliberately name the make-call request.
-    return Guarded(L"LineMakeCallAsync: Caught Exception!", [&]() -> LONG {
-        const auto lines = Lines();
-        const std::shared_ptr<tapi_call> found = lines->Calls().FindCall(CallKey(call));
+    const auto dial = [&](line_manager& lines) -> LONG {
+        const std::shared_ptr<tapi_call> found = lines.Calls().FindCall(CallKey(call));
         if (found == nullptr) {
             ProviderLog(L"LineMakeCallAsync: Line not found for driverCallHandle 0x%08X.", Low32(call));
             return LINEERR_OPERATIONFAILED;
         }
         if (found->State() != LINECALLSTATE_DIALTONE) {
-            return RefuseDial();
+            ProviderLog(L"LineMakeCallAsync: Call is not in state dialtone");
+            return LINEERR_DIALDIALTONE;
         }
         if (destination == nullptr) {
             ProviderLog(L"LineMakeCallAsync: Invalid destination address was given.");
             return LINEERR_INVALADDRESS;
         }
-        line* const owning_line = found->Line();
-        if (owning_line == nullptr) {
+        if (found->Line().IsRetired()) {
             ProviderLog(L"LineMakeCallAsync: No line related to call.");
             return LINEERR_INVALADDRESS;
         }
-        if (!owning_line->ClientConnected()) {
+        if (!found->Line().ClientConnected()) {
             return LINEERR_OPERATIONUNAVAIL;
         }
-        if (!owning_line->DialFromDialTone(found, country_code, destination)) {
-            return RefuseDial();
-        }
-        ReportCompletion(request_id, 0);
-        return static_cast<LONG>(request_id);
-    });
+        found->Line().Calls().Dial(found, country_code, destination);
+        return 0;
+    };
+    // The message deliberately names the make-call request.
+    return Asynchronous(request_id, L"LineMakeCallAsync: Caught Exception!", dial);
 }
 
 LONG telephony_manager::LineAnswer(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
-    return Asynchronous(request_id, L"LineAnswerCall: Caught Exception!",
-                        [&](line_manager& lines) { lines.Calls().AnswerCall(CallKey(call)); });
+    return Request(request_id, L"LineAnswerCall: Caught Exception!", call, &call_manager::AnswerCall);
 }
 
 LONG telephony_manager::LineHold(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
-    return Asynchronous(request_id, L"LineHoldCall: Caught Exception!",
-                        [&](line_manager& lines) { lines.Calls().HoldCall(CallKey(call)); });
+    return Request(request_id, L"LineHoldCall: Caught Exception!", call, &call_manager::HoldCall);
 }
 
 LONG telephony_manager::LineUnhold(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
-    return Asynchronous(request_id, L"LineUnHoldCall: Caught Exception!",
-                        [&](line_manager& lines) { lines.Calls().ResumeCall(CallKey(call)); });
+    return Request(request_id, L"LineUnHoldCall: Caught Exception!", call, &call_manager::ResumeCall);
 }
 
 LONG telephony_manager::LineSwapHold(DRV_REQUESTID request_id, HDRVCALL, HDRVCALL held_call) noexcept {
@@ -178,6 +178,7 @@ LONG telephony_manager::Forward(DRV_REQUESTID request_id, const wchar_t* message
                                 const wchar_t* destination) noexcept {
     return Asynchronous(request_id, message, [&](line_manager& lines) {
         lines.Calls().ForwardCall(CallKey(call), std::wstring(&Require(destination)));
+        return 0L;
     });
 }
 
@@ -185,28 +186,22 @@ LONG telephony_manager::LineSetupTransfer(DRV_REQUESTID request_id, HDRVCALL cal
                                           HTAPICALL tapi_consult_call,
                                           HDRVCALL* driver_consult_call) noexcept {
     std::uint64_t consultation_handle = 0;
-    const LONG result = Guarded(L"LineSetupTransfer: Caught Exception!", [&] {
-        const auto lines = Lines();
+    const auto prepare = [&](line_manager& lines) {
         HDRVCALL& handle = Require(driver_consult_call);
-        // Held over both, as for a call that is made.
-        const lock_guard events(lines->EventLock());
-        lines->EventLock().RequireOpen();
-        lines->Calls().PrepareConsultationCall(CallKey(call), tapi_consult_call, consultation_handle);
+        lines.Calls().PrepareConsultationCall(CallKey(call), tapi_consult_call, consultation_handle);
         handle = ToDriverCallHandle(consultation_handle);
-        ReportCompletion(request_id, 0);
-        return static_cast<LONG>(request_id);
-    });
-    if (result == static_cast<LONG>(request_id)) {
+        return 0L;
+    };
+    const auto give_dial_tone = [&](line_manager& lines) {
         try {
-            const auto lines = Lines();
-            if (const auto consultation_call = lines->Calls().FindCall(consultation_handle)) {
+            if (const auto consultation_call = lines.Calls().FindCall(consultation_handle)) {
                 consultation_call->SetState(LINECALLSTATE_DIALTONE, 0, true);
             }
         } catch (...) {
             // The request has been completed; what happens now is deliberately neither told nor logged.
         }
-    }
-    return result;
+    };
+    return Asynchronous(request_id, L"LineSetupTransfer: Caught Exception!", prepare, give_dial_tone);
 }
 
 LONG telephony_manager::LineCompleteTransfer(DRV_REQUESTID request_id, HDRVCALL call, HDRVCALL consult_call,
@@ -214,15 +209,15 @@ LONG telephony_manager::LineCompleteTransfer(DRV_REQUESTID request_id, HDRVCALL 
     if (transfer_mode == LINETRANSFERMODE_CONFERENCE) {
         return LINEERR_OPERATIONUNAVAIL;
     }
-    // The consultation call is the active one, the first call the one on hold.
     return Asynchronous(request_id, L"LineCompleteTransfer: Caught Exception!", [&](line_manager& lines) {
+        // The consultation call is the active one, the first call the one on hold.
         lines.Calls().TransferCall(CallKey(consult_call), CallKey(call));
+        return 0L;
     });
 }
 
 LONG telephony_manager::LineDrop(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
-    return Asynchronous(request_id, L"LineDropCallAsync: Caught Exception!",
-                        [&](line_manager& lines) { lines.Calls().DropCall(CallKey(call)); });
+    return Request(request_id, L"LineDropCallAsync: Caught Exception!", call, &call_manager::DropCall);
 }
 
 LONG telephony_manager::LineCloseCall(HDRVCALL call) noexcept {

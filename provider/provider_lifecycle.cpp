@@ -1,5 +1,6 @@
 #include "provider/provider_lifecycle.h"
 
+#include <cstddef>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -16,8 +17,9 @@ constexpr std::chrono::seconds kShutdownWait{40};
 
 }  // namespace
 
-provider_lifecycle& provider_lifecycle::Process() {
-    static provider_lifecycle instance;
+provider_lifecycle& provider_lifecycle::Process() noexcept {
+    alignas(provider_lifecycle) static std::byte storage[sizeof(provider_lifecycle)];
+    static provider_lifecycle& instance = *new (storage) provider_lifecycle;
     return instance;
 }
 
@@ -26,15 +28,7 @@ provider_lifecycle::provider_lifecycle(line_manager_factory factory)
           return MakeLineManager(std::move(calls), device_id_base);
       }) {}
 
-provider_lifecycle::~provider_lifecycle() {
-    // This runs when the process detaches, under the loader lock, when the other threads are already gone or
-    // must not be waited for. Tear-down is the shutdown entry point's.
-    if (manager_ != nullptr) {
-        (void)new (std::nothrow) std::shared_ptr<telephony_manager>(std::move(manager_));
-    }
-}
-
-std::shared_ptr<telephony_manager> provider_lifecycle::Manager() const {
+std::shared_ptr<telephony_manager> provider_lifecycle::Manager() const noexcept {
     const lock_guard guard(manager_lock_);
     return manager_;
 }
@@ -45,38 +39,66 @@ std::shared_ptr<line_manager> provider_lifecycle::MakeLineManager(std::shared_pt
                                 device_id_base);
 }
 
-std::shared_ptr<telephony_manager> provider_lifecycle::EnsureManager(std::uint32_t device_id_base) {
-    const lock_guard creation(creation_lock_);
+provider_lifecycle::creation provider_lifecycle::EnsureManager(std::uint32_t device_id_base) {
+    const lock_guard creation_guard(creation_lock_);
     std::uint32_t shutdowns = 0;
     {
         const lock_guard guard(manager_lock_);
+        if (is_shutting_down_) {
+            throw std::runtime_error("shutting down");
+        }
         if (manager_ != nullptr) {
-            return manager_;
+            return {manager_, false};
         }
         shutdowns = shutdowns_;
     }
-    auto created = telephony_manager::Create(device_id_base, factory_);
+    manager_ptr created = telephony_manager::Create(device_id_base, factory_);
     {
         const lock_guard guard(manager_lock_);
         if (shutdowns_ == shutdowns) {
             manager_ = created;
-            return created;
+            return {std::move(created), true};
         }
     }
     // TAPI has shut the provider down in the meantime, and been told that it is.
-    created->Destroy();
+    created->CleanUp();
     throw std::runtime_error("shut down while initialising");
 }
 
-void provider_lifecycle::Forget() noexcept {
-    std::shared_ptr<telephony_manager> manager;
+/// Throws when a shutdown has come in between: TAPI must not be told that the provider is initialised.
+void provider_lifecycle::RequireInstalled(const manager_ptr& manager) const {
+    const lock_guard guard(manager_lock_);
+    if (manager_ != manager) {
+        throw std::runtime_error("shut down while initialising");
+    }
+}
+
+/// Gives up this manager, if it is still the one. Another thread may have made the next one already.
+void provider_lifecycle::GiveUp(const manager_ptr& manager) noexcept {
     {
         const lock_guard guard(manager_lock_);
-        manager = std::move(manager_);
+        if (manager == nullptr || manager_ != manager) {
+            return;
+        }
         manager_ = nullptr;
     }
-    if (manager != nullptr) {
-        manager->Destroy();
+    manager->CleanUp();
+}
+
+/// What both creating entry points are: `body` with the manager, all of it undone when it fails.
+template <class Body>
+LONG provider_lifecycle::Initialize(std::uint32_t device_id_base, const wchar_t* failure,
+                                    Body&& body) noexcept {
+    creation created;
+    try {
+        created = EnsureManager(device_id_base);
+        body(created);
+        RequireInstalled(created.manager);
+        return 0;
+    } catch (...) {
+        GiveUp(created.manager);
+        ProviderLog(L"%s", failure);
+        return LINEERR_OPERATIONFAILED;
     }
 }
 
@@ -87,19 +109,13 @@ LONG provider_lifecycle::EnumDevices(DWORD* line_count, DWORD* phone_count, HPRO
         ProviderLog(L"lpfnLineCreateProc is null, return LINEERR_INVALPOINTER");
         return LINEERR_INVALPOINTER;
     }
-    try {
-        line_create_procedure_.store(line_create_procedure);
-        provider_handle_.store(provider_handle);
-        ProviderLog(L"InitAppDomain and logging");
-        const auto manager = EnsureManager(kUnknownDeviceId);
-        Require(line_count) = manager->LineCount();
+    line_create_procedure_.store(line_create_procedure);
+    provider_handle_.store(provider_handle);
+    ProviderLog(L"InitAppDomain and logging");
+    return Initialize(kUnknownDeviceId, L"Exception in TSPI_providerEnumDevices", [&](const creation& made) {
+        Require(line_count) = made.is_new ? made.manager->InitialLineCount() : made.manager->LineCount();
         Require(phone_count) = 0;
-        return 0;
-    } catch (...) {
-        Forget();
-        ProviderLog(L"Exception in TSPI_providerEnumDevices");
-        return LINEERR_OPERATIONFAILED;
-    }
+    });
 }
 
 LONG provider_lifecycle::Init(DWORD version, DWORD device_id_base,
@@ -108,17 +124,11 @@ LONG provider_lifecycle::Init(DWORD version, DWORD device_id_base,
     if (!IsSupportedVersion(version)) {
         return LINEERR_INCOMPATIBLEAPIVERSION;
     }
-    try {
-        const auto manager = EnsureManager(device_id_base);
-        manager->SetCompletionProcedure(completion_procedure);
-        manager->SetDeviceIdBase(device_id_base);
-        ProviderLog(L"Initial line count: %d", manager->LineCount());
-        return 0;
-    } catch (...) {
-        Forget();
-        ProviderLog(L"Exception in TSPI_providerInit");
-        return LINEERR_OPERATIONFAILED;
-    }
+    return Initialize(device_id_base, L"Exception in TSPI_providerInit", [&](const creation& made) {
+        made.manager->SetCompletionProcedure(completion_procedure);
+        made.manager->SetDeviceIdBase(device_id_base);
+        ProviderLog(L"Initial line count: %d", made.manager->LineCount());
+    });
 }
 
 LONG provider_lifecycle::Shutdown(DWORD version) noexcept {
@@ -131,17 +141,20 @@ LONG provider_lifecycle::Shutdown(DWORD version) noexcept {
         return 0;
     }
     const lock_guard shutdown(shutdown_lock_, std::adopt_lock);
-    std::shared_ptr<telephony_manager> manager;
+    manager_ptr manager;
     {
         const lock_guard guard(manager_lock_);
         ++shutdowns_;
+        is_shutting_down_ = true;
         manager = manager_;
     }
     if (manager != nullptr) {
         manager->CleanUp();
         // A second CleanUp: the log deliberately shows two.
-        Forget();
+        GiveUp(manager);
     }
+    const lock_guard guard(manager_lock_);
+    is_shutting_down_ = false;
     return 0;
 }
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 
 #include <tspi.h>
@@ -21,19 +22,21 @@ class provider_lifecycle {
     explicit provider_lifecycle(line_manager_factory factory = {});
     provider_lifecycle(const provider_lifecycle&) = delete;
     provider_lifecycle& operator=(const provider_lifecycle&) = delete;
-    /// Tears nothing down: a manager that was never shut down is abandoned with the process.
-    ~provider_lifecycle();
 
-    /// The one of this process.
-    static provider_lifecycle& Process();
+    /// The one of this process. It is never destroyed: a manager that was never shut down is abandoned with
+    /// the process, since its end would run under the loader lock, when the other threads are already gone or
+    /// must not be waited for.
+    static provider_lifecycle& Process() noexcept;
 
     /// The telephony manager, or null while the provider is not initialised. Any thread; never waits for the
     /// others.
-    [[nodiscard]] std::shared_ptr<telephony_manager> Manager() const;
+    [[nodiscard]] std::shared_ptr<telephony_manager> Manager() const noexcept;
 
     /// TSPI_providerEnumDevices: stores TAPI's procedure and handle, initialises, and writes the number of
-    /// lines and of phones (none). LINEERR_INVALPOINTER without a procedure; LINEERR_OPERATIONFAILED, and not
-    /// initialised any more, after an exception.
+    /// lines and of phones (none): where it makes the manager, the lines that TAPI is not told of by
+    /// LINE_CREATE, otherwise those there are. LINEERR_INVALPOINTER without a procedure;
+    /// LINEERR_OPERATIONFAILED after an exception, or when a shutdown has come in between: the manager that
+    /// this call has made or met is given up then, and no other.
     LONG EnumDevices(DWORD* line_count, DWORD* phone_count, HPROVIDER provider_handle,
                      LINEEVENT line_create_procedure) noexcept;
 
@@ -47,8 +50,19 @@ class provider_lifecycle {
     LONG Shutdown(DWORD version) noexcept;
 
   private:
-    std::shared_ptr<telephony_manager> EnsureManager(std::uint32_t device_id_base);
-    void Forget() noexcept;
+    using manager_ptr = std::shared_ptr<telephony_manager>;
+
+    /// The manager that a creating entry point works with.
+    struct creation {
+        manager_ptr manager;
+        bool is_new = false;
+    };
+
+    template <class Body>
+    LONG Initialize(std::uint32_t device_id_base, const wchar_t* failure, Body&& body) noexcept;
+    [[nodiscard]] creation EnsureManager(std::uint32_t device_id_base);
+    void RequireInstalled(const manager_ptr& manager) const;
+    void GiveUp(const manager_ptr& manager) noexcept;
     [[nodiscard]] std::shared_ptr<line_manager> MakeLineManager(std::shared_ptr<call_manager> calls,
                                                                 std::uint32_t device_id_base) const;
 
@@ -65,7 +79,10 @@ class provider_lifecycle {
     mutable mutex manager_lock_;
     // Counts the shutdowns, so that a manager that was being made during one is given up.
     std::uint32_t shutdowns_ BRIVELNOX_GUARDED_BY(manager_lock_) = 0;
-    std::shared_ptr<telephony_manager> manager_ BRIVELNOX_GUARDED_BY(manager_lock_);
+    // A manager that is being shut down is still found by requests, but no creating entry point works with
+    // it.
+    bool is_shutting_down_ BRIVELNOX_GUARDED_BY(manager_lock_) = false;
+    manager_ptr manager_ BRIVELNOX_GUARDED_BY(manager_lock_);
 };
 
 }  // namespace brivelnox

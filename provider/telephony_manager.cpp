@@ -35,16 +35,6 @@ void telephony_manager::Initialize(const line_manager_factory& factory) {
     line_manager_ = std::move(lines);
 }
 
-telephony_manager::~telephony_manager() {
-    Destroy();
-}
-
-void telephony_manager::Destroy() {
-    if (!std::exchange(destroyed_, true)) {
-        CleanUp();
-    }
-}
-
 void telephony_manager::CleanUp() {
     ProviderLog(L"Brivelnox TSP: CleanUp");
     try {
@@ -54,16 +44,12 @@ void telephony_manager::CleanUp() {
     } catch (...) {
         return;
     }
-    // Released outside the lock: the last reference may free the whole tree.
-    std::shared_ptr<line_manager> lines;
+    // Released outside the lock: the last reference may free the whole tree. The lines go before the calls.
     std::shared_ptr<call_manager> calls;
-    {
-        const lock_guard guard(owners_lock_);
-        lines = std::move(line_manager_);
-        calls = std::move(call_manager_);
-    }
-    lines = nullptr;
-    calls = nullptr;
+    std::shared_ptr<line_manager> lines;
+    const lock_guard guard(owners_lock_);
+    lines = std::move(line_manager_);
+    calls = std::move(call_manager_);
 }
 
 std::shared_ptr<line_manager> telephony_manager::CurrentLines() const {
@@ -93,14 +79,18 @@ std::uint32_t telephony_manager::LineCount() const {
     return lines != nullptr ? lines->GetLineCount() : 0;
 }
 
-void telephony_manager::ReportCompletion(DRV_REQUESTID request_id, LONG result) {
+std::uint32_t telephony_manager::InitialLineCount() const {
+    const std::shared_ptr<line_manager> lines = CurrentLines();
+    return lines != nullptr ? lines->InitialLineCount() : 0;
+}
+
+/// Tells TAPI the result of an asynchronous request. Does nothing while TAPI has not told its completion
+/// procedure.
+void telephony_manager::ReportCompletion(const event_lock&, DRV_REQUESTID request_id, LONG result) const {
     const ASYNC_COMPLETION completion_procedure = completion_procedure_.load();
     if (completion_procedure == nullptr) {
         return;
     }
-    const std::shared_ptr<line_manager> lines = Lines();
-    const lock_guard guard(lines->EventLock());
-    lines->EventLock().RequireOpen();
     ProviderLog(L"AsyncCompletionProc: (dwRequestID: 0x%08X, lResult: 0x%08X)", request_id, result);
     lock_order::BeforeCallback();
     try {

@@ -27,9 +27,11 @@ using line_manager_factory = std::function<std::shared_ptr<line_manager>(std::sh
 /// Threads: TAPI calls on its own threads, several at once. Each request holds this object and, through it,
 /// the line manager while it runs; shutdown on another thread takes both away without taking them from under
 /// it. Bodies that say "asynchronous" report their completion with result 0 and return the request id as soon
-/// as the work has been handed on; they never report a failed completion. A body whose work throws, or that
-/// finds no line manager, logs its own message, reports nothing and returns LINEERR_OPERATIONFAILED. A null
-/// pointer from TAPI counts as such a failure where no other outcome is said.
+/// as the work has been handed on; they never report a failed completion. Work and completion are one step
+/// for a shutdown, with the event lock held: a request that finds the way to TAPI shut fails before it does
+/// anything, and one that has begun completes. A body whose work throws, or that finds no line manager, logs
+/// its own message, reports nothing and returns LINEERR_OPERATIONFAILED. A null pointer from TAPI counts as
+/// such a failure where no other outcome is said.
 class telephony_manager {
   public:
     /// Makes the manager with its call manager and line manager. Never throws for a failure of these: it is
@@ -40,39 +42,32 @@ class telephony_manager {
 
     telephony_manager(const telephony_manager&) = delete;
     telephony_manager& operator=(const telephony_manager&) = delete;
-    ~telephony_manager();
 
     /// Stops and releases the line manager, then the call manager. Waits as line_manager::Stop does. If
-    /// stopping throws, both stay.
+    /// stopping throws, both stay. Who gives this object up calls it; the memory goes when the last request
+    /// that is still inside has left.
     void CleanUp();
-
-    /// What the destructor does, on the thread that shuts down: a second CleanUp. The memory goes when the
-    /// last request that is still inside has left.
-    void Destroy();
 
     /// TAPI's completion procedure; null until TAPI has told it.
     void SetCompletionProcedure(ASYNC_COMPLETION procedure) { completion_procedure_.store(procedure); }
     /// Stores TAPI's line device identifier base and, when it is another than before, numbers the lines from
     /// it.
     void SetDeviceIdBase(std::uint32_t device_id_base);
-    /// The number of lines; 0 without a line manager.
+    /// The number of lines now; 0 without a line manager.
     [[nodiscard]] std::uint32_t LineCount() const;
-
-    /// Tells TAPI the result of an asynchronous request, with the event lock held. Does nothing while TAPI
-    /// has not told its completion procedure. Throws when the line manager has gone or been stopped: nothing
-    /// can be told any more, and the request has to fail instead.
-    void ReportCompletion(DRV_REQUESTID request_id, LONG result);
+    /// The number of lines that were made with the line manager; TAPI is told of all others by LINE_CREATE. 0
+    /// without a line manager.
+    [[nodiscard]] std::uint32_t InitialLineCount() const;
 
     // Line and call requests (provider/line_requests.cpp).
 
-    /// Checks that need no manager. Returns 0 or the error to return; logs the request.
-    static LONG CheckLineOpen(DWORD device_id, HTAPILINE tapi_line_handle, const HDRVLINE* driver_line_handle,
-                              LINEEVENT event_procedure) noexcept;
     LONG ProviderCreateLineDevice(DWORD temporary_id, DWORD device_id) noexcept;
-    /// LINEERR_INCOMPATIBLEAPIVERSION for a version that fails the test. An unknown device opens nothing and
-    /// is no error.
-    LONG LineOpen(DWORD device_id, HTAPILINE tapi_line_handle, HDRVLINE* driver_line_handle, DWORD version,
-                  LINEEVENT event_procedure) noexcept;
+    /// Logs the request, then looks at the pointers (LINEERR_INVALPOINTER), at the manager
+    /// (LINEERR_UNINITIALIZED for null) and at the version (LINEERR_INCOMPATIBLEAPIVERSION). An unknown
+    /// device opens nothing and is no error.
+    static LONG LineOpen(const std::shared_ptr<telephony_manager>& manager, DWORD device_id,
+                         HTAPILINE tapi_line_handle, HDRVLINE* driver_line_handle, DWORD version,
+                         LINEEVENT event_procedure) noexcept;
     LONG LineClose(HDRVLINE line_handle) noexcept;
     /// Asynchronous. LINEERR_INVALADDRESS without a destination, LINEERR_INVALLINEHANDLE for an unknown line,
     /// LINEERR_OPERATIONUNAVAIL while the line's softphone is not connected.
@@ -113,8 +108,7 @@ class telephony_manager {
     // Call information (provider/call_information.cpp).
 
     LONG LineGetCallInfo(HDRVCALL call, LINECALLINFO* info) noexcept;
-    /// LINECALLSTATE_UNKNOWN for an unknown call. An exception is logged; the entry point returns 0 to TAPI
-    /// all the same.
+    /// LINECALLSTATE_UNKNOWN for an unknown call. Returns 0 after an exception, too.
     LONG LineGetCallStatus(HDRVCALL call, LINECALLSTATUS* status) noexcept;
 
   private:
@@ -124,11 +118,20 @@ class telephony_manager {
     [[nodiscard]] std::shared_ptr<line_manager> CurrentLines() const;
     /// The line manager, held for the length of a request. Throws when there is none.
     [[nodiscard]] std::shared_ptr<line_manager> Lines() const;
-    /// Runs the operation with the line manager, completes the request and returns its id.
-    template <class Operation>
-    LONG Asynchronous(DRV_REQUESTID request_id, const wchar_t* message, Operation&& operation) noexcept;
+    /// What every asynchronous request is: with the event lock held from the first to the last, has `work` do
+    /// it, completes it unless `work` returns an error, runs `after`, and returns the request id or the
+    /// error.
+    template <class Work, class After>
+    LONG Asynchronous(DRV_REQUESTID request_id, const wchar_t* message, Work&& work, After&& after) noexcept;
+    template <class Work>
+    LONG Asynchronous(DRV_REQUESTID request_id, const wchar_t* message, Work&& work) noexcept;
+    using simple_request = void (call_manager::*)(std::uint64_t handle);
+    LONG Request(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
+                 simple_request request) noexcept;
     LONG Forward(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
                  const wchar_t* destination) noexcept;
+    void ReportCompletion(const event_lock& held_lock, DRV_REQUESTID request_id, LONG result) const
+        BRIVELNOX_REQUIRES(held_lock);
 
     // Guards only the pointers; never held while calling out.
     mutable mutex owners_lock_;
@@ -136,7 +139,6 @@ class telephony_manager {
     std::shared_ptr<call_manager> call_manager_ BRIVELNOX_GUARDED_BY(owners_lock_);
     std::atomic<ASYNC_COMPLETION> completion_procedure_{nullptr};
     std::atomic<std::uint32_t> device_id_base_;
-    bool destroyed_ = false;
 };
 
 }  // namespace brivelnox

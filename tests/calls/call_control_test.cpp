@@ -44,7 +44,7 @@ struct operation_row {
 const operation_row kOperations[] = {
     {"answer",
      [](line& on, tapi_call& call) {
-         on.AnswerCall(call);
+         on.Calls().AnswerCall(call);
          return LONG{0};
      },
      {0x2, 0x4},
@@ -54,7 +54,7 @@ const operation_row kOperations[] = {
      0},
     {"hold",
      [](line& on, tapi_call& call) {
-         on.HoldCall(call);
+         on.Calls().HoldCall(call);
          return LONG{0};
      },
      {0x100},
@@ -64,7 +64,7 @@ const operation_row kOperations[] = {
      0},
     {"resume",
      [](line& on, tapi_call& call) {
-         on.ResumeCall(call);
+         on.Calls().ResumeCall(call);
          return LONG{0};
      },
      {0x400},
@@ -74,7 +74,7 @@ const operation_row kOperations[] = {
      0},
     {"forward",
      [](line& on, tapi_call& call) {
-         on.ForwardCall(call, L"+49 30 55");
+         on.Calls().ForwardCall(call, L"+49 30 55");
          return LONG{0};
      },
      {0x2, 0x4, 0x100},
@@ -83,7 +83,7 @@ const operation_row kOperations[] = {
      "Call cannot be forwarded due to current call/line state.",
      0},
     {"generate_digits",
-     [](line& on, tapi_call& call) { return on.GenerateDigits(call, LINEDIGITMODE_DTMF, L"0123#*"); },
+     [](line& on, tapi_call& call) { return on.Calls().GenerateDigits(call, LINEDIGITMODE_DTMF, L"0123#*"); },
      {0x100},
      std::string("Generate digits") + kPrefix + ", client_call_id: call-1 digits 0123#*",
      "playDtmf 7 call-1 0123#*",
@@ -133,7 +133,7 @@ TEST_F(call_control, TransferNeedsAConnectedAndAHeldCall) {
             SCOPED_TRACE(testing::Message() << active_state << " with " << held_state);
             const auto active = CallInState(active_state, L"active");
             const auto held = CallInState(held_state, L"held");
-            line_.TransferCall(*active, *held);
+            line_.Calls().TransferCall(*active, *held);
             const std::string logged =
                 std::string("Transfer call") + kPrefix + ", client_call_id: active -> held";
             if (active_state == 0x100 && held_state == 0x400) {
@@ -156,7 +156,7 @@ TEST_F(call_control, DropEndsACallInEveryStateButIdleDisconnectedAndUnknown) {
     for (const std::uint32_t state : kAllStates) {
         SCOPED_TRACE(state);
         const auto call = CallInState(state);
-        line_.DropCall(*call);
+        line_.Calls().DropCall(*call);
         const std::string logged = std::string("Drop call") + kPrefix + ", client_call_id: call-1";
         EXPECT_EQ(log_.Texts().front(), logged);
         if (state == 0x1 || state == 0x4000 || state == 0x8000) {
@@ -179,7 +179,7 @@ TEST_F(call_control, DropSendsTheHangupBeforeTapiIsTold) {
     const auto call = CallInState(LINECALLSTATE_PROCEEDING);
     std::size_t told_when_sent = 99;
     requests_.SetReaction([&](const std::string&) { told_when_sent = tapi_.Count(); });
-    line_.DropCall(*call);
+    line_.Calls().DropCall(*call);
     EXPECT_EQ(told_when_sent, 0U);
     EXPECT_EQ(tapi_.Count(), 2U);
 }
@@ -187,24 +187,24 @@ TEST_F(call_control, DropSendsTheHangupBeforeTapiIsTold) {
 TEST_F(call_control, DropStandsWhateverBecomesOfTheRequest) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     requests_.SetResult(false);
-    line_.DropCall(*call);
+    line_.Calls().DropCall(*call);
     EXPECT_EQ(call->State(), 0x1U);
     EXPECT_EQ(tapi_.Count(), 2U);
 }
 
 TEST_F(call_control, WhatTheClientReportsOfADroppedCallIsNotTold) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
-    line_.DropCall(*call);
+    line_.Calls().DropCall(*call);
     Forget();
-    line_.OnClientCallState(StateOf(L"call-1", L"Hangup", false, 404));
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Hangup", false, 404));
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(log_.CountStarting("VekTapiCall", "Call client_call_id: call-1, "), 2U);
 }
 
 TEST_F(call_control, MakeCallPlacesItAndTellsProceeding) {
     std::uint64_t handle = 0;
-    line_.MakeCall(AsHandle<HTAPICALL>(0xC1), 49, L"4711", handle);
+    line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC1), 49, L"4711", handle);
     EXPECT_EQ(handle, 1U);
     const auto call = calls_.FindCall(1);
     ASSERT_NE(call, nullptr);
@@ -233,7 +233,7 @@ TEST_F(call_control, MakeCallOnAClosedLineStillPlacesIt) {
     line_.Close();
     Forget();
     std::uint64_t handle = 0;
-    line_.MakeCall(AsHandle<HTAPICALL>(0xC1), 0, L"4711", handle);
+    line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC1), 0, L"4711", handle);
     EXPECT_EQ(requests_.Requests().size(), 1U);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(calls_.FindCall(handle)->State(), 0x200U);
@@ -244,9 +244,11 @@ TEST_F(call_control, DialGivesAConsultationCallANewIdAndTellsProceeding) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC2), handle);
     const auto call = calls_.FindCall(handle);
+    ASSERT_NE(call, nullptr);
+    call->SetState(LINECALLSTATE_DIALTONE, 0, false);
     const std::string old_id = ToAnsi(call->ClientCallId());
     Forget();
-    line_.Dial(call, 49, L"4712");
+    line_.Calls().Dial(call, 49, L"4712");
     const std::string id = ToAnsi(call->ClientCallId());
     EXPECT_NE(id, old_id);
     EXPECT_EQ(id.size(), 36U);
@@ -264,18 +266,21 @@ TEST_F(call_control, DialGivesAConsultationCallANewIdAndTellsProceeding) {
                             "Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
                             "tapiCallHandle: 0x000000C2, Proceeding, , LINEMEDIAMODE_INTERACTIVEVOICE"));
     // The softphone's events find the call by the new id only.
-    line_.OnCallRemoved(ToWide(old_id));
+    line_.Calls().OnCallRemoved(ToWide(old_id));
     EXPECT_EQ(call->State(), 0x200U);
-    line_.OnCallRemoved(ToWide(id));
+    line_.Calls().OnCallRemoved(ToWide(id));
     EXPECT_EQ(call->State(), 0x1U);
 }
 
-TEST_F(call_control, DialChecksNoState) {
-    for (const std::uint32_t state : {0x2U, 0x100U, 0x400U, 0x4000U, 0x8000U}) {
+TEST_F(call_control, DialIsForACallInDialToneOnly) {
+    for (std::uint32_t state = 0x1; state <= 0x8000; state <<= 1) {
+        if (state == LINECALLSTATE_DIALTONE) {
+            continue;
+        }
         const auto call = CallInState(state);
-        line_.Dial(call, 0, L"4712");
-        EXPECT_EQ(requests_.Requests().size(), 1U) << state;
-        EXPECT_EQ(call->State(), 0x200U) << state;
+        EXPECT_THROW(line_.Calls().Dial(call, 0, L"4712"), std::runtime_error) << state;
+        EXPECT_THAT(requests_.Requests(), IsEmpty()) << state;
+        EXPECT_EQ(call->State(), state);
     }
 }
 
@@ -283,20 +288,20 @@ TEST_F(call_control, TextsAreSentInTheAnsiCodePage) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED,
                                   L"b\x00FC"
                                   L"ro");
-    line_.ForwardCall(*call, L"\x00E4");
+    line_.Calls().ForwardCall(*call, L"\x00E4");
     EXPECT_THAT(requests_.Requests(), ElementsAre("forwardCall 7 b\xFCro \xE4"));
 }
 
 TEST_F(call_control, UnescapedTextIsPassedOnAsItIs) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
-    EXPECT_EQ(line_.GenerateDigits(*call, LINEDIGITMODE_DTMF, L"'<&"), 0);
+    EXPECT_EQ(line_.Calls().GenerateDigits(*call, LINEDIGITMODE_DTMF, L"'<&"), 0);
     EXPECT_THAT(requests_.Requests(), ElementsAre("playDtmf 7 call-1 '<&"));
 }
 
 TEST_F(call_control, DigitModeDoesNotMatter) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     for (const std::uint32_t mode : {0U, 1U, 2U, 0xFFFFFFFFU}) {
-        EXPECT_EQ(line_.GenerateDigits(*call, mode, L"1"), 0) << mode;
+        EXPECT_EQ(line_.Calls().GenerateDigits(*call, mode, L"1"), 0) << mode;
     }
     EXPECT_EQ(requests_.Requests().size(), 4U);
 }

@@ -31,7 +31,7 @@ class call_end : public line_fixture {
         call_ = CallInState(LINECALLSTATE_CONNECTED);
     }
     void Hangup(std::int32_t reason) {
-        line_.OnClientCallState(StateOf(L"call-1", L"Hangup", false, reason));
+        line_.Calls().OnClientCallState(StateOf(L"call-1", L"Hangup", false, reason));
     }
     static tapi_event State(DWORD state, DWORD mode = 0) { return CallState(kTapiLine, kCall, state, mode); }
 
@@ -65,7 +65,7 @@ TEST_P(hung_up_call, IsToldOnlyWhenItIsRemovedAndThenWithTheModeOfItsReason) {
     lines.emplace_back(kTemporary);
     EXPECT_EQ(log_.Texts(), lines);
 
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(State(LINECALLSTATE_DISCONNECTED, row.mode), State(LINECALLSTATE_IDLE)));
 }
@@ -114,7 +114,7 @@ TEST_F(busy_call, IsBusyAndIdleAtOnce) {
 TEST_F(busy_call, IsNotToldAgainWhenItIsRemoved) {
     Hangup(486);
     Forget();
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_THAT(log_.Texts(), ElementsAre("Call removed Desk 7, tapiLineHandle: 0x000000A1, deviceId: "
                                           "0x00000005, client_call_id: call-1"));
@@ -123,7 +123,7 @@ TEST_F(busy_call, IsNotToldAgainWhenItIsRemoved) {
 TEST_F(busy_call, TellsChangedPartiesBetweenBusyAndIdle) {
     client_call_state event = StateOf(L"call-1", L"Hangup", false, 486);
     event.selfName = L"Desk";
-    line_.OnClientCallState(event);
+    line_.Calls().OnClientCallState(event);
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_BUSY), CallInfo(kTapiLine, kCall, 0x18000),
                                             State(LINECALLSTATE_IDLE)));
 }
@@ -131,7 +131,7 @@ TEST_F(busy_call, TellsChangedPartiesBetweenBusyAndIdle) {
 using removed_call = call_end;
 
 TEST_F(removed_call, WithoutAHangupEndsWithModeZero) {
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_DISCONNECTED, 0), State(LINECALLSTATE_IDLE)));
     EXPECT_TRUE(call_->FinalStateSignalled());
     EXPECT_EQ(
@@ -142,36 +142,36 @@ TEST_F(removed_call, WithoutAHangupEndsWithModeZero) {
 
 TEST_F(removed_call, AfterAnotherStateThanHangupEndsWithModeZero) {
     Hangup(404);
-    line_.OnClientCallState(StateOf(L"call-1", L"Connected"));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Connected"));
     EXPECT_EQ(call_->StateMode(), 0U);
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_DISCONNECTED, 0), State(LINECALLSTATE_IDLE)));
 }
 
 TEST_F(removed_call, AfterTwoHangupsEndsWithTheModeOfTheLast) {
     Hangup(404);
     Hangup(480);
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(State(LINECALLSTATE_DISCONNECTED, 0x8000), State(LINECALLSTATE_IDLE)));
 }
 
 TEST_F(removed_call, IsToldOnceHoweverOftenItIsRemoved) {
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     tapi_.Clear();
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
 TEST_F(removed_call, ThatIsUnknownIsLoggedAndNothingElse) {
-    line_.OnCallRemoved(L"id-9");
+    line_.Calls().OnCallRemoved(L"id-9");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_THAT(log_.Texts(), ElementsAre("Call removed Desk 7, tapiLineHandle: 0x000000A1, deviceId: "
                                           "0x00000005, client_call_id: id-9"));
 }
 
 TEST_F(removed_call, StaysKnownUntilTapiClosesIt) {
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_EQ(calls_.FindCall(1), call_);
     log_.Skip();
     calls_.CloseCall(1);
@@ -183,26 +183,26 @@ TEST_F(removed_call, TellsInformationThatIsStillPendingAfterTheState) {
     client_call_state event;
     event.selfName = L"Desk";
     call_->Update(event);
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_DISCONNECTED, 0),
                                             CallInfo(kTapiLine, kCall, 0x18000), State(LINECALLSTATE_IDLE)));
 }
 
 TEST_F(removed_call, ReportsNothingMoreOfALaterEvent) {
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     Forget();
     client_call_state event = StateOf(L"call-1", L"Connected");
     event.peerName = L"Somebody else";
-    line_.OnClientCallState(event);
+    line_.Calls().OnClientCallState(event);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(call_->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
 }
 
 TEST_F(removed_call, IdThatTapiHasClosedIsANewCallWhenItIsReportedAgain) {
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     calls_.CloseCall(1);
     Forget();
-    line_.OnClientCallState(StateOf(L"call-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Ringing"));
     ASSERT_FALSE(tapi_.Events().empty());
     EXPECT_EQ(tapi_.Events().front(), NewCall(kTapiLine, 2, tapi_recorder::kFirstCallHandle));
 }

@@ -184,7 +184,7 @@ TEST_F(closing_a_call, MakesItIdleWithoutAWordToTapiAndForgetsIt) {
     EXPECT_THAT(requests_.Requests(), IsEmpty());
     EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
     EXPECT_EQ(calls_.FindCall(1), nullptr);
-    EXPECT_EQ(line_.ActiveCallCount(), 0U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
 TEST_F(closing_a_call, ThatIsUnknownWritesItsLogLineOnly) {
@@ -221,7 +221,7 @@ TEST_F(consultation_call, IsCreatedLocallyOnTheSameLine) {
     ASSERT_NE(consultation, nullptr);
     EXPECT_EQ(consultation->TapiCallHandle(), AsHandle<HTAPICALL>(0xC2));
     EXPECT_EQ(consultation->CallOrigin(), 1U);
-    EXPECT_EQ(consultation->Line(), &line_);
+    EXPECT_EQ(&consultation->Line(), &line_);
     EXPECT_EQ(consultation->ClientCallId().size(), 36U);
     EXPECT_NE(consultation->ClientCallId(), first->ClientCallId());
     EXPECT_EQ(consultation->State(), static_cast<std::uint32_t>(LINECALLSTATE_UNKNOWN));
@@ -315,8 +315,12 @@ TEST_F(call_request, DigitsForAnUnknownCallFail) {
 }
 
 TEST_F(call_request, ForACallWhoseLineIsGoneDoesNothing) {
-    const auto call = CallInState(LINECALLSTATE_CONNECTED);
-    line_.Retire();
+    // On a line that is not open, so that the call keeps its state.
+    const auto closed = MakeLine(4, Registration(8, L"Desk 8"), 6);
+    const auto call = calls_.CreateOutboundCall(*closed, L"call-1", AsHandle<HTAPICALL>(0xC1));
+    call->SetState(LINECALLSTATE_CONNECTED, 0, false);
+    closed->Retire();
+    Forget();
     calls_.HoldCall(1);
     calls_.ForwardCall(1, L"55");
     calls_.DropCall(1);

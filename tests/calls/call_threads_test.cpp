@@ -46,10 +46,10 @@ TEST_F(one_line, CallClosedByTwoThreadsLeavesTheNextOneOfItsId) {
             std::this_thread::yield();
         }
         calls_.CloseCall(call->DriverCallHandle());
-        line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+        line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     }
     ASSERT_TRUE(late->FinishesWithin(kSoon));
-    EXPECT_EQ(line_.ActiveCallCount(), 1U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 1U);
     tapi_.Clear();
     line_.Close();
     EXPECT_THAT(tapi_.Events(),
@@ -81,10 +81,10 @@ TEST_F(two_lines, RequestOnTheOtherFromInsideAnEventPassesAnEventThatWaitsThere)
             inside.Open();
             EXPECT_TRUE(go_on.OpensWithin(kSoon));
             calls_.HoldCall(other_call_->DriverCallHandle());
-            EXPECT_EQ(other_->ActiveCallCount(), 1U);
+            EXPECT_EQ(other_->Calls().CountCalls().active, 1U);
         }
     });
-    worker reader([&] { line_.OnClientCallState(StateOf(L"id-1", L"Ringing")); });
+    worker reader([&] { line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing")); });
     ASSERT_TRUE(inside.OpensWithin(kSoon));
     // Wants the other line and the way to TAPI, which the first has.
     worker other_thread([&] { calls_.DropCall(other_call_->DriverCallHandle()); });
@@ -97,11 +97,11 @@ TEST_F(two_lines, RequestOnTheOtherFromInsideAnEventPassesAnEventThatWaitsThere)
     EXPECT_FALSE(tapi_.HasOverlapped());
 }
 
-TEST_F(two_lines, RequestOnTheOtherFromInsideAnEventWaitsForARequestThatIsBeingSentThere) {
+TEST_F(two_lines, RequestFromInsideAnEventDoesNotWaitForDigitsThatAreBeingSent) {
     gate sending;
     gate inside;
     requests_.SetReaction([&](const std::string& request) {
-        if (request == "holdCall 8 other-1") {
+        if (request == "playDtmf 8 other-1 5") {
             sending.Open();
             EXPECT_TRUE(inside.OpensWithin(kSoon));
         }
@@ -109,15 +109,16 @@ TEST_F(two_lines, RequestOnTheOtherFromInsideAnEventWaitsForARequestThatIsBeingS
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.param1 == LINECALLSTATE_OFFERING) {
             inside.Open();
-            EXPECT_EQ(calls_.GenerateDigits(other_call_->DriverCallHandle(), 0, L"5"), 0);
+            calls_.HoldCall(other_call_->DriverCallHandle());
         }
     });
-    worker other_thread([&] { calls_.HoldCall(other_call_->DriverCallHandle()); });
+    worker other_thread(
+        [&] { EXPECT_EQ(calls_.GenerateDigits(other_call_->DriverCallHandle(), 0, L"5"), 0); });
     ASSERT_TRUE(sending.OpensWithin(kSoon));
-    worker reader([&] { line_.OnClientCallState(StateOf(L"id-1", L"Ringing")); });
+    worker reader([&] { line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing")); });
     EXPECT_TRUE(reader.FinishesWithin(kSoon));
     EXPECT_TRUE(other_thread.FinishesWithin(kSoon));
-    EXPECT_THAT(requests_.Requests(), ElementsAre("holdCall 8 other-1", "playDtmf 8 other-1 5"));
+    EXPECT_THAT(requests_.Requests(), ElementsAre("playDtmf 8 other-1 5", "holdCall 8 other-1"));
 }
 
 TEST_F(two_lines, CallingEachOthersLineFromInsideTheirEventsNeverLocksUp) {
@@ -125,14 +126,14 @@ TEST_F(two_lines, CallingEachOthersLineFromInsideTheirEventsNeverLocksUp) {
     std::atomic<int> counted{0};
     tapi_.SetReaction([&](const tapi_event& event) {
         line& across = event.line == kTapiLine ? *other_ : line_;
-        counted += static_cast<int>(across.ActiveCallCount());
+        counted += static_cast<int>(across.Calls().CountCalls().active);
         across.UpdateDeviceId(static_cast<std::uint32_t>(event.line));
     });
     const auto play = [](line& on, const std::wstring& prefix) {
         for (int i = 0; i < kRounds; ++i) {
             const std::wstring id = prefix + std::to_wstring(i);
-            on.OnClientCallState(StateOf(id, L"Ringing"));
-            on.OnCallRemoved(id);
+            on.Calls().OnClientCallState(StateOf(id, L"Ringing"));
+            on.Calls().OnCallRemoved(id);
         }
     };
     {
@@ -169,9 +170,9 @@ TEST_F(closing_beside_events, TellsNothingOfACallOnceItIsClosed) {
                 for (const wchar_t* const state : {L"Ringing", L"Connected", L"Parked", L"Connected"}) {
                     event.callState = state;
                     event.peerName = state;
-                    line_.OnClientCallState(event);
+                    line_.Calls().OnClientCallState(event);
                 }
-                line_.OnCallRemoved(id);
+                line_.Calls().OnCallRemoved(id);
             }
             finished = true;
         });
@@ -194,7 +195,7 @@ TEST_F(closing_beside_events, TellsNothingOfACallOnceItIsClosed) {
     }
     EXPECT_EQ(told_after_close, 0);
     EXPECT_GE(closed.size(), static_cast<std::size_t>(kCalls));
-    EXPECT_EQ(line_.ActiveCallCount(), 0U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
 TEST_F(closing_beside_events, RecordOutlivesBoth) {
@@ -206,7 +207,7 @@ TEST_F(closing_beside_events, RecordOutlivesBoth) {
         inside.Open();
         EXPECT_TRUE(go_on.OpensWithin(kSoon));
     });
-    worker reader([&] { line_.OnClientCallState(StateOf(L"call-1", L"Parked")); });
+    worker reader([&] { line_.Calls().OnClientCallState(StateOf(L"call-1", L"Parked")); });
     ASSERT_TRUE(inside.OpensWithin(kSoon));
     tapi_.SetReaction({});
     worker closing([&] { calls_.CloseCall(1); });
@@ -235,7 +236,7 @@ TEST_F(closing_beside_events, MakesTheCallIdleBetweenTwoStatesAndNotInTheMiddleO
     worker reader([&] {
         client_call_state event = StateOf(L"call-1", L"Parked");
         event.peerName = L"Caller";
-        line_.OnClientCallState(event);
+        line_.Calls().OnClientCallState(event);
     });
     ASSERT_TRUE(inside.OpensWithin(kSoon));
     worker closing([&] { calls_.CloseCall(1); });
@@ -261,9 +262,9 @@ TEST_F(requests_beside_events, EventForACallWaitsUntilTheRequestForItHasBeenSent
         // The event has not come between the check of the state and the request.
         EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_CONNECTED));
     });
-    worker request([&] { line_.HoldCall(*call); });
+    worker request([&] { line_.Calls().HoldCall(*call); });
     ASSERT_TRUE(sending.OpensWithin(kSoon));
-    worker reader([&] { line_.OnClientCallState(StateOf(L"call-1", L"Parked")); });
+    worker reader([&] { line_.Calls().OnClientCallState(StateOf(L"call-1", L"Parked")); });
     EXPECT_FALSE(reader.FinishesWithin(100ms));
     go_on.Open();
     EXPECT_TRUE(request.FinishesWithin(kSoon));
@@ -278,11 +279,11 @@ TEST_F(requests_beside_events, FirstEventOfAPlacedCallFindsItProceeding) {
         // The softphone is faster than the provider: its event is there before the request has returned.
         const std::string id = request.substr(request.rfind(' ') + 1);
         reader = std::make_unique<worker>(
-            [this, id] { line_.OnClientCallState(StateOf(ToWide(id), L"Ringback", true)); });
+            [this, id] { line_.Calls().OnClientCallState(StateOf(ToWide(id), L"Ringback", true)); });
         EXPECT_FALSE(reader->FinishesWithin(100ms));
     });
     std::uint64_t handle = 0;
-    line_.MakeCall(AsHandle<HTAPICALL>(0xC1), 0, L"4711", handle);
+    line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC1), 0, L"4711", handle);
     ASSERT_NE(reader, nullptr);
     EXPECT_TRUE(reader->FinishesWithin(kSoon));
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kTapiLine, 0xC1, LINECALLSTATE_PROCEEDING),
@@ -304,10 +305,10 @@ TEST_F(requests_beside_events, ManyThreadsEndEveryCallExactlyOnce) {
         });
         worker removed([&] {
             for (int i = kCalls; i > 0; --i) {
-                line_.OnCallRemoved(L"call-" + std::to_wstring(i - 1));
+                line_.Calls().OnCallRemoved(L"call-" + std::to_wstring(i - 1));
             }
         });
-        worker reset([&] { line_.ResetCalls(); });
+        worker reset([&] { line_.Calls().ResetCalls(); });
     }
     for (std::uintptr_t i = 0; i < kCalls; ++i) {
         const auto events = tapi_.EventsOf(0x100 + i);

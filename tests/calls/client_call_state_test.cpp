@@ -58,7 +58,7 @@ class unknown_call : public client_events, public testing::WithParamInterface<ne
     void Expect(bool is_caller, const std::vector<DWORD>& states) {
         client_call_state event = StateOf(L"id-1", GetParam().client_state, is_caller, 404);
         event.selfPhoneNumber = L"7";
-        line_.OnClientCallState(event);
+        line_.Calls().OnClientCallState(event);
         std::vector<tapi_event> expected;
         if (!states.empty()) {
             expected.push_back(NewCall(kTapiLine, 1, kNewCall));
@@ -126,7 +126,7 @@ TEST_P(known_call, GoesToItsStateOnceHoweverOftenItIsReported) {
     const auto call = CallInState(LINECALLSTATE_UNKNOWN);
     const DWORD told = GetParam().told;
     for (const bool is_caller : {true, false}) {
-        line_.OnClientCallState(StateOf(L"call-1", GetParam().client_state, is_caller, 200));
+        line_.Calls().OnClientCallState(StateOf(L"call-1", GetParam().client_state, is_caller, 200));
     }
     EXPECT_EQ(tapi_.Events(), told != 0 ? std::vector{KnownState(told)} : std::vector<tapi_event>{});
     EXPECT_EQ(call->State(), told != 0 ? told : 0x8000U);
@@ -137,7 +137,7 @@ TEST_P(known_call, InProceedingThatTapiDidNotPlaceGoesTheSameWay) {
     // A consultation call that was dialled, or a call that the user of the softphone dialled.
     const auto call = CallInState(LINECALLSTATE_PROCEEDING);
     const DWORD told = GetParam().told;
-    line_.OnClientCallState(StateOf(L"call-1", GetParam().client_state, true, 200));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", GetParam().client_state, true, 200));
     EXPECT_EQ(tapi_.Events(), told != 0 ? std::vector{KnownState(told)} : std::vector<tapi_event>{});
     EXPECT_EQ(log_.CountStarting("Line", "Outbound call "), 0U);
 }
@@ -148,7 +148,7 @@ TEST_P(known_call, PlacedByTapiThatHasLeftProceedingGoesTheSameWay) {
     call->SetConnectedIgnored(true);
     Forget();
     const DWORD told = GetParam().told;
-    line_.OnClientCallState(StateOf(call->ClientCallId(), GetParam().client_state, true, 200));
+    line_.Calls().OnClientCallState(StateOf(call->ClientCallId(), GetParam().client_state, true, 200));
     EXPECT_EQ(tapi_.Events(), told != 0 ? std::vector{KnownState(told)} : std::vector<tapi_event>{});
     EXPECT_EQ(log_.CountStarting("Line", "Outbound call "), 0U);
 }
@@ -156,7 +156,7 @@ TEST_P(known_call, PlacedByTapiThatHasLeftProceedingGoesTheSameWay) {
 TEST_P(known_call, ThatIsIdleStaysIdleAndNothingIsTold) {
     const auto call = CallInState(LINECALLSTATE_IDLE);
     client_call_state event = StateOf(L"call-1", GetParam().client_state, false, 486);
-    line_.OnClientCallState(event);
+    line_.Calls().OnClientCallState(event);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(call->State(), 0x1U);
 }
@@ -178,7 +178,7 @@ INSTANTIATE_TEST_SUITE_P(
 using client_event_log = client_events;
 
 TEST_F(client_event_log, EveryEventIsLoggedAsReceived) {
-    line_.OnClientCallState(StateOf(L"id-9", L"Strange state"));
+    line_.Calls().OnClientCallState(StateOf(L"id-9", L"Strange state"));
     EXPECT_THAT(log_.Texts(), ElementsAre(std::string("Client call state received.") + kPrefix +
                                           "id-9, client call state: Strange state"));
     EXPECT_EQ(log_.Lines().front().category, "Line");
@@ -186,7 +186,7 @@ TEST_F(client_event_log, EveryEventIsLoggedAsReceived) {
 
 TEST_F(client_event_log, ChangeOfTheClientStateIsLogged) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
-    line_.OnClientCallState(StateOf(L"call-1", L"Incoming"));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     EXPECT_THAT(log_.Texts(), ElementsAre(std::string("Client call state received.") + kPrefix +
                                               "call-1, client call state: Incoming",
                                           std::string("Client call state changed.") + kPrefix +
@@ -195,18 +195,18 @@ TEST_F(client_event_log, ChangeOfTheClientStateIsLogged) {
 
 TEST_F(client_event_log, SameStateAndSamePartiesIsOnlyReceived) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
-    line_.OnClientCallState(StateOf(L"call-1", L"Incoming"));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     log_.Skip();
-    line_.OnClientCallState(StateOf(L"call-1", L"Incoming"));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     EXPECT_THAT(log_.Texts(), ElementsAre(std::string("Client call state received.") + kPrefix +
                                           "call-1, client call state: Incoming"));
 }
 
 TEST_F(client_event_log, ChangeOfThePartiesAloneIsLoggedAsParameters) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
-    line_.OnClientCallState(StateOf(L"call-1", L"Incoming"));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     log_.Skip();
-    line_.OnClientCallState(WithPeer(L"call-1", L"Incoming", L"123", L""));
+    line_.Calls().OnClientCallState(WithPeer(L"call-1", L"Incoming", L"123", L""));
     const auto texts = log_.Texts();
     ASSERT_GE(texts.size(), 2U);
     EXPECT_EQ(texts[1], std::string("Client call parameters changed.") + kPrefix +
@@ -215,46 +215,46 @@ TEST_F(client_event_log, ChangeOfThePartiesAloneIsLoggedAsParameters) {
 
 TEST_F(client_event_log, ChangeOfBothIsLoggedAsTheState) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
-    line_.OnClientCallState(WithPeer(L"call-1", L"Incoming", L"123", L""));
+    line_.Calls().OnClientCallState(WithPeer(L"call-1", L"Incoming", L"123", L""));
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 1U);
     EXPECT_EQ(log_.CountStarting("Line", "Client call parameters changed."), 0U);
 }
 
 TEST_F(client_event_log, SecondEventOfACallCountsAsAChangeEvenInTheSameState) {
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 0U);
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 1U);
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 1U);
 }
 
 TEST_F(client_event_log, UnknownTextAfterCreationIsNoChange) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
-    line_.OnClientCallState(StateOf(L"call-1", L"None"));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"None"));
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 0U);
 }
 
 using incoming_call = client_events;
 
 TEST_F(incoming_call, RingingTwiceIsAnnouncedOnce) {
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_THAT(tapi_.Events(), ElementsAre(NewCall(kTapiLine, 1, kNewCall), NewState(LINECALLSTATE_OFFERING),
                                             NewState(LINECALLSTATE_ACCEPTED)));
     tapi_.Clear();
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
 TEST_F(incoming_call, LivesThroughItsWholeLife) {
     const auto event = [](const wchar_t* state) { return WithPeer(L"id-1", state, L"123", L"Caller"); };
-    line_.OnClientCallState(event(L"Incoming"));
-    line_.OnClientCallState(event(L"Ringing"));
-    line_.OnClientCallState(event(L"Connected"));
-    line_.OnClientCallState(event(L"Parked"));
-    line_.OnClientCallState(event(L"Connected"));
-    line_.OnClientCallState(event(L"Hangup"));
-    line_.OnCallRemoved(L"id-1");
+    line_.Calls().OnClientCallState(event(L"Incoming"));
+    line_.Calls().OnClientCallState(event(L"Ringing"));
+    line_.Calls().OnClientCallState(event(L"Connected"));
+    line_.Calls().OnClientCallState(event(L"Parked"));
+    line_.Calls().OnClientCallState(event(L"Connected"));
+    line_.Calls().OnClientCallState(event(L"Hangup"));
+    line_.Calls().OnCallRemoved(L"id-1");
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(NewCall(kTapiLine, 1, kNewCall), NewState(LINECALLSTATE_OFFERING),
                             CallInfo(kTapiLine, kNewCall, 0x38000), NewState(LINECALLSTATE_ACCEPTED),
@@ -267,7 +267,7 @@ TEST_F(incoming_call, LivesThroughItsWholeLife) {
 TEST_F(incoming_call, OnAClosedLineGoesOnWithoutAHandle) {
     line_.Close();
     Forget();
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     const auto call = calls_.FindCall(1);
     ASSERT_NE(call, nullptr);
     EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_ACCEPTED));
@@ -278,16 +278,16 @@ TEST_F(incoming_call, OnAClosedLineGoesOnWithoutAHandle) {
         3U);
     EXPECT_TRUE(log_.Has("CallManager", "GetNewTapiCallHandle: Line not open"));
     Open();
-    line_.OnClientCallState(StateOf(L"id-1", L"Connected"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Connected"));
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kTapiLine, 0, LINECALLSTATE_CONNECTED)));
 }
 
 using outgoing_call = client_events;
 
 TEST_F(outgoing_call, DialledAtTheSoftphoneGoesThroughProceedingAndRingback) {
-    line_.OnClientCallState(StateOf(L"id-1", L"Outgoing", true));
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringback", true));
-    line_.OnClientCallState(StateOf(L"id-1", L"Connected", true));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Outgoing", true));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringback", true));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Connected", true));
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(NewCall(kTapiLine, 1, kNewCall), NewState(LINECALLSTATE_PROCEEDING),
                             NewState(LINECALLSTATE_RINGBACK), NewState(LINECALLSTATE_CONNECTED)));
@@ -296,9 +296,9 @@ TEST_F(outgoing_call, DialledAtTheSoftphoneGoesThroughProceedingAndRingback) {
 using call_parties = client_events;
 
 TEST_F(call_parties, ChangeOfThePeersNameAloneIsOneMessage) {
-    line_.OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Caller"));
+    line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Caller"));
     Forget();
-    line_.OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Somebody else"));
+    line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Somebody else"));
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kTapiLine, kNewCall, 0x38000)));
 }
 
@@ -306,26 +306,26 @@ TEST_F(call_parties, ChangeInAStateThatTellsNothingIsFlushed) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     for (const wchar_t* const state : {L"Incoming", L"Outgoing", L"Hangup", L"None", L"Strange"}) {
         tapi_.Clear();
-        line_.OnClientCallState(WithPeer(L"call-1", state, state, L""));
+        line_.Calls().OnClientCallState(WithPeer(L"call-1", state, state, L""));
         EXPECT_THAT(tapi_.Events(), ElementsAre(KnownInfo(0x38000)));
     }
 }
 
 TEST_F(call_parties, ChangeWithANewStateIsToldAfterTheState) {
     (void)CallInState(LINECALLSTATE_ACCEPTED);
-    line_.OnClientCallState(WithPeer(L"call-1", L"Connected", L"123", L""));
+    line_.Calls().OnClientCallState(WithPeer(L"call-1", L"Connected", L"123", L""));
     // On connecting the peer is the connected party already; the bits are told all the same.
     EXPECT_THAT(tapi_.Events(), ElementsAre(KnownState(LINECALLSTATE_CONNECTED), KnownInfo(0x38000)));
 }
 
 TEST_F(call_parties, BitsLeftPendingByAnEarlierEventCountAsAChange) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
-    line_.OnClientCallState(StateOf(L"call-1", L"Incoming"));
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     client_call_state other_party = StateOf(L"call-1", L"Incoming");
     other_party.selfName = L"Desk";
     call->Update(other_party);
     Forget();
-    line_.OnClientCallState(other_party);
+    line_.Calls().OnClientCallState(other_party);
     EXPECT_EQ(log_.CountStarting("Line", "Client call parameters changed."), 1U);
     EXPECT_THAT(tapi_.Events(), ElementsAre(KnownInfo(0x18000)));
 }
@@ -333,20 +333,20 @@ TEST_F(call_parties, BitsLeftPendingByAnEarlierEventCountAsAChange) {
 TEST_F(call_parties, AfterTheFinalStateNothingIsFlushed) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     call->SetFinalStateSignalled();
-    line_.OnClientCallState(WithPeer(L"call-1", L"None", L"123", L""));
+    line_.Calls().OnClientCallState(WithPeer(L"call-1", L"None", L"123", L""));
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(call->Details().peer_number, L"123");
 }
 
 TEST_F(call_parties, OnHoldClearsTheConnectedPartyAndTheNextEventReportsIt) {
-    line_.OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Caller"));
-    line_.OnClientCallState(WithPeer(L"id-1", L"Parked", L"123", L"Caller"));
+    line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Caller"));
+    line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Parked", L"123", L"Caller"));
     const auto call = calls_.FindCall(1);
     EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_ONHOLD));
     EXPECT_EQ(call->Details().connected_number, L"");
     EXPECT_EQ(call->Details().connected_name, L"");
     tapi_.Clear();
-    line_.OnClientCallState(WithPeer(L"id-1", L"None", L"123", L"Caller"));
+    line_.Calls().OnClientCallState(WithPeer(L"id-1", L"None", L"123", L"Caller"));
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kTapiLine, kNewCall, 0x20000)));
 }
 
@@ -355,7 +355,7 @@ TEST_F(call_parties, ForwarderAndForwardTypeAreToldAsRedirectionAndReason) {
     event.forwarderPhoneNumber = L"9";
     event.forwarderName = L"Boss";
     event.forwardType = L"CFNR";
-    line_.OnClientCallState(event);
+    line_.Calls().OnClientCallState(event);
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(NewCall(kTapiLine, 1, kNewCall), NewState(LINECALLSTATE_OFFERING),
                             CallInfo(kTapiLine, kNewCall, 0x80200), NewState(LINECALLSTATE_ACCEPTED)));

@@ -38,7 +38,7 @@ class placed_call : public line_fixture {
         call_ = PlacedCall(kCall);
     }
     void Report(const std::wstring& state) {
-        line_.OnClientCallState(StateOf(call_->ClientCallId(), state, true));
+        line_.Calls().OnClientCallState(StateOf(call_->ClientCallId(), state, true));
     }
     /// Reports Connected too early.
     void HoldBackConnected() {
@@ -96,7 +96,7 @@ TEST_F(placed_call, HeldBackConnectedStillTellsTheParties) {
     manual_clock::Set(2999);
     client_call_state event = StateOf(call_->ClientCallId(), L"Connected", true);
     event.peerPhoneNumber = L"4711";
-    line_.OnClientCallState(event);
+    line_.Calls().OnClientCallState(event);
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kTapiLine, kCall, 0x38000)));
 }
 
@@ -191,7 +191,7 @@ TEST_F(placed_call, RingingAndParkedAreTakenAsForAnyCall) {
     Report(L"Ringing");
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_ACCEPTED)));
     const auto other = PlacedCall(0xC2);
-    line_.OnClientCallState(StateOf(other->ClientCallId(), L"Parked", true));
+    line_.Calls().OnClientCallState(StateOf(other->ClientCallId(), L"Parked", true));
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kTapiLine, 0xC2, LINECALLSTATE_ONHOLD)));
     EXPECT_THAT(RuleLines(), IsEmpty());
 }
@@ -206,9 +206,11 @@ TEST_F(placed_call, ConsultationCallIsBelievedConnectedAtOnce) {
     std::uint64_t handle = 0;
     calls_.PrepareConsultationCall(call_->DriverCallHandle(), AsHandle<HTAPICALL>(0xC2), handle);
     const auto consultation = calls_.FindCall(handle);
-    line_.Dial(consultation, 0, L"4712");
+    ASSERT_NE(consultation, nullptr);
+    consultation->SetState(LINECALLSTATE_DIALTONE, 0, false);
+    line_.Calls().Dial(consultation, 0, L"4712");
     Forget();
-    line_.OnClientCallState(StateOf(consultation->ClientCallId(), L"Connected", true));
+    line_.Calls().OnClientCallState(StateOf(consultation->ClientCallId(), L"Connected", true));
     EXPECT_THAT(RuleLines(), IsEmpty());
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kTapiLine, 0xC2, LINECALLSTATE_CONNECTED)));
 }

@@ -61,7 +61,7 @@ TEST_F(call_creation, LeavesItUnknownAndEmpty) {
     EXPECT_EQ(call_.DriverCallHandle(), 0x11U);
     EXPECT_EQ(call_.ChangedCallInfo(), 0U);
     EXPECT_EQ(call_.TapiCallHandle(), AsHandle<HTAPICALL>(kCall));
-    EXPECT_EQ(call_.Line(), &line_);
+    EXPECT_EQ(&call_.Line(), &line_);
     EXPECT_EQ(call_.ClientCallId(), L"id-1");
     EXPECT_FALSE(call_.ConnectedIgnored());
     EXPECT_FALSE(call_.FinalStateSignalled());
@@ -349,10 +349,10 @@ TEST_F(client_call_id_of_a_call, ChangeIsLoggedAndEmptiesTheArgument) {
 
 using line_of_a_call = tapi_call_fixture;
 
-TEST_F(line_of_a_call, IsGoneOnceTheLineIsRetired) {
-    EXPECT_EQ(call_.Line(), &line_);
+TEST_F(line_of_a_call, IsKnownAlsoOnceItIsRetired) {
     line_.Retire();
-    EXPECT_EQ(call_.Line(), nullptr);
+    EXPECT_EQ(&call_.Line(), &line_);
+    EXPECT_TRUE(call_.Line().IsRetired());
 }
 
 }  // namespace

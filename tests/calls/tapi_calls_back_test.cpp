@@ -59,13 +59,13 @@ TEST_F(asking_inside_an_event, ShowsTheStateThatIsBeingTold) {
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == LINE_CALLSTATE) {
             states.push_back(calls_.FindCall(1)->Details().tapi_call_state);
-            active.push_back(line_.ActiveCallCount());
+            active.push_back(line_.Calls().CountCalls().active);
         }
     });
     client_call_state ringing = StateOf(L"id-1", L"Ringing");
     ringing.peerName = L"Caller";
-    line_.OnClientCallState(ringing);
-    line_.OnCallRemoved(L"id-1");
+    line_.Calls().OnClientCallState(ringing);
+    line_.Calls().OnCallRemoved(L"id-1");
     EXPECT_THAT(states, ElementsAre(0x2, 0x4, 0x4000, 0x1));
     EXPECT_THAT(active, ElementsAre(1, 1, 1, 0));
 }
@@ -75,7 +75,7 @@ TEST_F(asking_inside_an_event, ShowsTheParties) {
     InsideState(LINECALLSTATE_OFFERING, [&] { name = calls_.FindCall(1)->Details().peer_name; });
     client_call_state ringing = StateOf(L"id-1", L"Ringing");
     ringing.peerName = L"Caller";
-    line_.OnClientCallState(ringing);
+    line_.Calls().OnClientCallState(ringing);
     EXPECT_EQ(name, L"Caller");
 }
 
@@ -88,7 +88,7 @@ TEST_F(closing_inside_an_event, OfIdleAfterARemovalFreesTheRecordAfterwards) {
         calls_.CloseCall(1);
         alive_inside = !call.expired();
     });
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED), State(0xC1, LINECALLSTATE_IDLE)));
     // The interrupted code still had it in hand.
@@ -100,7 +100,7 @@ TEST_F(closing_inside_an_event, OfIdleAfterARemovalFreesTheRecordAfterwards) {
 TEST_F(closing_inside_an_event, OfDisconnectedMakesThatTheLastWord) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     InsideState(LINECALLSTATE_DISCONNECTED, [&] { calls_.CloseCall(1); });
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED)));
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
@@ -110,7 +110,7 @@ TEST_F(closing_inside_an_event, OfIdleAfterBusyWorks) {
     InsideState(LINECALLSTATE_IDLE, [&] { calls_.CloseCall(1); });
     client_call_state busy = StateOf(L"call-1", L"Hangup", true, 486);
     busy.peerName = L"Called";
-    line_.OnClientCallState(busy);
+    line_.Calls().OnClientCallState(busy);
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(State(0xC1, LINECALLSTATE_BUSY), CallInfo(kTapiLine, 0xC1, 0x38000),
                             State(0xC1, LINECALLSTATE_IDLE)));
@@ -130,11 +130,11 @@ TEST_F(closing_inside_an_event, OfOfferingEndsTheCallThatIsJustBeingCreated) {
     InsideState(LINECALLSTATE_OFFERING, [&] { calls_.CloseCall(1); });
     client_call_state connected = StateOf(L"id-1", L"Connected");
     connected.peerName = L"Caller";
-    line_.OnClientCallState(connected);
+    line_.Calls().OnClientCallState(connected);
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(NewCall(kTapiLine, 1, kNewCall), State(kNewCall, LINECALLSTATE_OFFERING)));
     EXPECT_EQ(calls_.FindCall(1), nullptr);
-    EXPECT_EQ(line_.ActiveCallCount(), 0U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
 TEST_F(closing_inside_an_event, OfItsInformationIsTheLastWord) {
@@ -146,8 +146,8 @@ TEST_F(closing_inside_an_event, OfItsInformationIsTheLastWord) {
     });
     client_call_state parked = StateOf(L"call-1", L"Parked");
     parked.peerName = L"Caller";
-    line_.OnClientCallState(parked);
-    line_.OnClientCallState(parked);
+    line_.Calls().OnClientCallState(parked);
+    line_.Calls().OnClientCallState(parked);
     EXPECT_EQ(tapi_.EventsOf(0xC1).size(), 2U);
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
@@ -158,16 +158,75 @@ TEST_F(closing_inside_an_event, OfACallWithoutAnEntryYetIsIgnored) {
             calls_.CloseCall(static_cast<std::uint64_t>(event.param1));
         }
     });
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_NE(calls_.FindCall(1), nullptr);
     EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_ACCEPTED));
+}
+
+class closing_the_line_inside_new_call : public line_fixture {
+  protected:
+    closing_the_line_inside_new_call() { Open(); }
+
+    /// The softphone's call rings, and TAPI does this from inside LINE_NEWCALL.
+    void Ring(const std::function<void()>& react) {
+        tapi_.SetReaction([&](const tapi_event& event) {
+            if (event.message == LINE_NEWCALL) {
+                react();
+            }
+        });
+        line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
+        tapi_.SetReaction({});
+        EXPECT_THAT(tapi_.Events(), ElementsAre(NewCall(kTapiLine, 1, tapi_recorder::kFirstCallHandle)));
+    }
+    /// Everything that the softphone can still report of that call.
+    void ReportTheRest() {
+        for (const wchar_t* const state : {L"Connected", L"Parked", L"Hangup"}) {
+            line_.Calls().OnClientCallState(StateOf(L"id-1", state));
+        }
+        line_.Calls().OnCallRemoved(L"id-1");
+    }
+    void ExpectNoTraceOfTheCall() {
+        EXPECT_EQ(tapi_.Count(), 1U) << "TAPI has forgotten the call with the line";
+        EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
+        EXPECT_EQ(line_.Calls().CountCalls().on_hold, 0U);
+    }
+};
+
+TEST_F(closing_the_line_inside_new_call, EndsTheCallWithoutAWord) {
+    Ring([&] { line_.Close(); });
+    Open();
+    ExpectNoTraceOfTheCall();
+    ReportTheRest();
+    ExpectNoTraceOfTheCall();
+}
+
+TEST_F(closing_the_line_inside_new_call, EndsItAlsoWhenTheLineIsOpenedAgainThere) {
+    Ring([&] {
+        line_.Close();
+        Open();
+    });
+    ExpectNoTraceOfTheCall();
+    ReportTheRest();
+    ExpectNoTraceOfTheCall();
+}
+
+TEST_F(closing_the_line_inside_new_call, LeavesTheNextCallAsItShouldBe) {
+    Ring([&] { line_.Close(); });
+    Open();
+    tapi_.Clear();
+    line_.Calls().OnClientCallState(StateOf(L"id-2", L"Ringing"));
+    constexpr std::uintptr_t kNext = tapi_recorder::kFirstCallHandle + 1;
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(NewCall(kTapiLine, 2, kNext), CallState(kTapiLine, kNext, LINECALLSTATE_OFFERING),
+                            CallState(kTapiLine, kNext, LINECALLSTATE_ACCEPTED)));
+    EXPECT_EQ(line_.Calls().CountCalls().active, 1U);
 }
 
 using requests_inside_an_event = calling_back;
 
 TEST_F(requests_inside_an_event, DropInsideOfferingEndsTheCallForTapiAtOnce) {
     InsideState(LINECALLSTATE_OFFERING, [&] { calls_.DropCall(1); });
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_THAT(
         tapi_.Events(),
         ElementsAre(NewCall(kTapiLine, 1, kNewCall), State(kNewCall, LINECALLSTATE_OFFERING),
@@ -184,7 +243,7 @@ TEST_F(requests_inside_an_event, DropInsideOfferingAndCloseInsideIdleLeaveNothin
             calls_.CloseCall(1);
         }
     });
-    line_.OnClientCallState(StateOf(L"id-1", L"Connected"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Connected"));
     EXPECT_EQ(tapi_.Events().back(), State(kNewCall, LINECALLSTATE_IDLE));
     EXPECT_EQ(tapi_.Count(), 4U);
     EXPECT_EQ(calls_.FindCall(1), nullptr);
@@ -192,7 +251,7 @@ TEST_F(requests_inside_an_event, DropInsideOfferingAndCloseInsideIdleLeaveNothin
 
 TEST_F(requests_inside_an_event, AnswerInsideOfferingIsSent) {
     InsideState(LINECALLSTATE_OFFERING, [&] { calls_.AnswerCall(1); });
-    line_.OnClientCallState(StateOf(L"id-1", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_THAT(requests_.Requests(), ElementsAre("acceptCall 7 id-1"));
     EXPECT_EQ(tapi_.Events().back(), State(kNewCall, LINECALLSTATE_ACCEPTED));
 }
@@ -200,8 +259,9 @@ TEST_F(requests_inside_an_event, AnswerInsideOfferingIsSent) {
 TEST_F(requests_inside_an_event, MakeCallInsideAnEventPlacesIt) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     std::uint64_t placed = 0;
-    InsideState(LINECALLSTATE_ONHOLD, [&] { line_.MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", placed); });
-    line_.OnClientCallState(StateOf(L"call-1", L"Parked"));
+    InsideState(LINECALLSTATE_ONHOLD,
+                [&] { line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", placed); });
+    line_.Calls().OnClientCallState(StateOf(L"call-1", L"Parked"));
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(State(0xC1, LINECALLSTATE_ONHOLD), State(0xC2, LINECALLSTATE_PROCEEDING)));
     EXPECT_NE(calls_.FindCall(placed), nullptr);
@@ -209,7 +269,7 @@ TEST_F(requests_inside_an_event, MakeCallInsideAnEventPlacesIt) {
 
 TEST_F(requests_inside_an_event, ClosingTheLineInsideAnEventEndsItsMessages) {
     InsideState(LINECALLSTATE_OFFERING, [&] { line_.Close(); });
-    line_.OnClientCallState(StateOf(L"id-1", L"Connected"));
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Connected"));
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(NewCall(kTapiLine, 1, kNewCall), State(kNewCall, LINECALLSTATE_OFFERING),
                             State(kNewCall, LINECALLSTATE_DISCONNECTED, kCancelled),
@@ -221,10 +281,10 @@ TEST_F(requests_inside_an_event, ClosingTheLineInsideAnEventEndsItsMessages) {
 TEST_F(requests_inside_an_event, LineStaysUsableForOthersAfterARequestThatThrows) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     requests_.SetReaction([](const std::string&) { throw std::runtime_error("no memory"); });
-    EXPECT_THROW(line_.HoldCall(*call), std::runtime_error);
-    EXPECT_THROW(line_.DropCall(*call), std::runtime_error);
+    EXPECT_THROW(line_.Calls().HoldCall(*call), std::runtime_error);
+    EXPECT_THROW(line_.Calls().DropCall(*call), std::runtime_error);
     requests_.SetReaction({});
-    worker other([&] { line_.DropCall(*call); });
+    worker other([&] { line_.Calls().DropCall(*call); });
     EXPECT_TRUE(other.FinishesWithin(kSoon));
     EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
 }
@@ -241,7 +301,7 @@ TEST_F(reset_under_changes, EachCallThatIsClosedInsideItsIdleLeavesTheIndex) {
             calls_.CloseCall(event.call - 0xC0);
         }
     });
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     EXPECT_EQ(tapi_.Count(), 10U);
     for (std::uint64_t handle = 1; handle <= 5; ++handle) {
         EXPECT_EQ(calls_.FindCall(handle), nullptr);
@@ -257,7 +317,7 @@ TEST_F(reset_under_changes, CallsThatAreClosedBeforeTheirTurnAreNotToldOf) {
         calls_.CloseCall(2);
         calls_.CloseCall(3);
     });
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED, kCancelled),
                                             State(0xC1, LINECALLSTATE_IDLE)));
 }
@@ -280,23 +340,27 @@ TEST_F(reset_under_changes, ClosingTheLineAgainInsideItEndsEveryCallOnce) {
     EXPECT_FALSE(line_.IsOpen());
 }
 
-TEST_F(reset_under_changes, NoCallIsMadeInsideTheClosingOfItsLine) {
+TEST_F(reset_under_changes, NoCallIsMadeOrDialledInsideTheClosingOfItsLine) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
+    const auto consultation = CallInState(LINECALLSTATE_DIALTONE, L"later", 0xC9);
     std::uint64_t made = 0;
     InsideState(LINECALLSTATE_DISCONNECTED, [&] {
-        EXPECT_THROW(line_.MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made), std::runtime_error);
+        EXPECT_THROW(line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made), std::runtime_error);
         EXPECT_THROW(calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC3), made), std::runtime_error);
+        EXPECT_THROW(line_.Calls().Dial(consultation, 0, L"4711"), std::runtime_error);
     });
     line_.Close();
     // Nothing is left that TAPI would wait for to end.
-    EXPECT_THAT(tapi_.Events(), ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED, kCancelled),
-                                            State(0xC1, LINECALLSTATE_IDLE)));
+    EXPECT_THAT(
+        tapi_.Events(),
+        ElementsAre(State(0xC1, LINECALLSTATE_DISCONNECTED, kCancelled), State(0xC1, LINECALLSTATE_IDLE),
+                    State(0xC9, LINECALLSTATE_DISCONNECTED, kCancelled), State(0xC9, LINECALLSTATE_IDLE)));
     EXPECT_THAT(requests_.Requests(), IsEmpty());
     EXPECT_EQ(made, 0u);
     // Open again it takes calls again.
     tapi_.SetReaction({});
     Open();
-    line_.MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made);
+    line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made);
     EXPECT_NE(made, 0u);
 }
 
@@ -305,8 +369,8 @@ TEST_F(reset_under_changes, NoCallIsMadeInsideAClosingThatWasDoneAgainInsideItse
     std::uint64_t made = 0;
     InsideState(LINECALLSTATE_DISCONNECTED, [&] {
         line_.Close();
-        Open();
-        EXPECT_THROW(line_.MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made), std::runtime_error);
+        EXPECT_THROW(Open(), std::runtime_error);
+        EXPECT_THROW(line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC2), 0, L"4711", made), std::runtime_error);
     });
     line_.Close();
     EXPECT_THAT(requests_.Requests(), IsEmpty());
@@ -320,10 +384,10 @@ TEST_F(reset_under_changes, ACallThatAppearsInsideItDoesNotDisturbTheOthers) {
     std::uint64_t placed = 0;
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.call == 0xC1 && event.param1 == LINECALLSTATE_IDLE) {
-            line_.MakeCall(AsHandle<HTAPICALL>(0xC3), 0, L"4711", placed);
+            line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC3), 0, L"4711", placed);
         }
     });
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     EXPECT_EQ(tapi_.EventsOf(0xC2).size(), 2U);
     ASSERT_FALSE(tapi_.EventsOf(0xC3).empty());
     EXPECT_EQ(tapi_.EventsOf(0xC3).front(), State(0xC3, LINECALLSTATE_PROCEEDING));

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string>
+#include <utility>
 
 #include "fuzz_input.h"
 
@@ -86,8 +88,15 @@ void CALLBACK call_ledger::OnEvent(HTAPILINE line, HTAPICALL call, DWORD message
             Broken("a line tells of calls only", std::to_string(message));
     }
     if (ledger.react_) {
+        ledger.announced_ = message == LINE_NEWCALL && ledger.answers_ ? ledger.last_handle_ : 0;
         ledger.react_(call_handle, message, message == LINE_CALLSTATE ? static_cast<DWORD>(param1) : 0);
+        ledger.announced_ = 0;
     }
+}
+
+void call_ledger::LineClosed() {
+    open_line_ = 0;
+    calls_.erase(std::exchange(announced_, 0));
 }
 
 void call_ledger::TakeNewCall(std::uintptr_t call, DWORD_PTR driver_handle, DWORD_PTR address,

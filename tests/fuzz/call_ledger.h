@@ -53,7 +53,9 @@ class call_ledger {
 
     /// The line was opened with this handle, and closed. Only in between may anything be told.
     void LineOpened(std::uintptr_t handle) { open_line_ = handle; }
-    void LineClosed() { open_line_ = 0; }
+    /// A call that is just being announced is forgotten with the line: its record comes about later and ends
+    /// without TAPI.
+    void LineClosed();
     [[nodiscard]] std::uintptr_t OpenLine() const { return open_line_; }
     /// Whether LINE_NEWCALL is answered with a handle.
     void SetAnswersNewCalls(bool answers) { answers_ = answers; }
@@ -93,6 +95,7 @@ class call_ledger {
     std::uintptr_t last_handle_ = 0x1000;
     std::uint64_t last_new_driver_handle_ = 0;
     std::uint64_t new_driver_handle_ = 0;
+    std::uintptr_t announced_ = 0;  // the call inside whose LINE_NEWCALL TAPI is
     std::size_t ended_without_handle_ = 0;
     std::size_t message_count_ = 0;
     std::map<std::uintptr_t, told_call> calls_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 
 #include "fixed_uuids.h"
 #include "platform/ansi_text.h"
@@ -112,8 +113,8 @@ void call_sequence::CheckCounts() const {
             active += call->State() != LINECALLSTATE_IDLE && !IsOnHold(call->State());
         }
     }
-    Require(line_.ActiveCallCount() == active, "active calls are counted");
-    Require(line_.OnHoldCallCount() == on_hold, "calls on hold are counted");
+    Require(line_.Calls().CountCalls().active == active, "active calls are counted");
+    Require(line_.Calls().CountCalls().on_hold == on_hold, "calls on hold are counted");
 }
 
 /// As the line manager does it, for a TAPI that opens no line that is open.
@@ -122,8 +123,16 @@ void call_sequence::OpenLine() {
         return;
     }
     const std::uintptr_t handle = ++last_line_handle_;
-    line_.Open(reinterpret_cast<HTAPILINE>(handle), call_ledger::Procedure());
-    ledger_.LineOpened(handle);
+    bool has_failed = false;
+    try {
+        line_.Open(reinterpret_cast<HTAPILINE>(handle), call_ledger::Procedure());
+    } catch (const std::runtime_error&) {
+        has_failed = true;
+    }
+    Require(has_failed == (closing_ != 0), "a line is opened unless it is being closed");
+    if (!has_failed) {
+        ledger_.LineOpened(handle);
+    }
 }
 
 void call_sequence::CloseLine() {
@@ -138,7 +147,7 @@ void call_sequence::CloseLine() {
 
 void call_sequence::ResetCalls() {
     const std::size_t reactions = reactions_;
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     CheckReset(reactions == reactions_ && ledger_.OpenLine() != 0);
 }
 

@@ -13,8 +13,8 @@
 #include "calls/call_manager.h"
 #include "calls/tapi_call.h"
 #include "fuzz_input.h"
-#include "lines/event_lock.h"
 #include "lines/line.h"
+#include "platform/event_lock.h"
 #include "state_model.h"
 #include "tests/support/recording_call_requests.h"
 
@@ -111,9 +111,8 @@ class call_sequence {
     std::int64_t clock_ = 0;
     std::uintptr_t last_line_handle_ = 0xA000;
     std::size_t calls_without_handle_ = 0;
-    std::size_t closing_ = 0;     // how many closes of the line are under way
-    std::size_t announcing_ = 0;  // LINE_NEWCALLs from inside which TAPI is calling back
-    std::size_t reactions_ = 0;   // how many have been carried out
+    std::size_t closing_ = 0;    // how many closes of the line are under way
+    std::size_t reactions_ = 0;  // how many have been carried out
     std::size_t depth_ = 0;
     bool client_connected_ = false;
     bool service_is_up_ = true;

@@ -107,7 +107,7 @@ void call_sequence::Report() {
     const met_call met = Meet(known);
     const call_details before = known != nullptr ? known->Details() : call_details();
     const std::size_t reactions = reactions_;
-    line_.OnClientCallState(report);
+    line_.Calls().OnClientCallState(report);
     KnowNewCalls();
 
     const call_ptr call = known != nullptr ? known : FindById(report.clientCallId);
@@ -142,7 +142,7 @@ void call_sequence::RemoveCall() {
     const call_ptr call = FindById(id);
     const met_call met = Meet(call);
     const std::size_t reactions = reactions_;
-    line_.OnCallRemoved(id);
+    line_.Calls().OnCallRemoved(id);
     if (reactions == reactions_) {
         CheckSteps(call, StepsAfterRemoval(met));
     }

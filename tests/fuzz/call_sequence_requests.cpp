@@ -172,7 +172,9 @@ void call_sequence::MakeCall() {
     }
     const std::uintptr_t handle = ledger_.AddOwnCall(call_source::placed);
     std::uint64_t driver_handle = 0;
-    const auto make = [&] { line_.MakeCall(reinterpret_cast<HTAPICALL>(handle), 0, text_, driver_handle); };
+    const auto make = [&] {
+        line_.Calls().MakeCall(reinterpret_cast<HTAPICALL>(handle), 0, text_, driver_handle);
+    };
     if (!MakeOwnCall(handle, make)) {
         return;
     }
@@ -212,10 +214,19 @@ void call_sequence::DialCall(std::uint64_t driver_handle) {
     if (call == nullptr || is_shut_) {
         return;
     }
-    const bool has_dial_tone = call->State() == LINECALLSTATE_DIALTONE;
+    const bool must_fail = call->State() != LINECALLSTATE_DIALTONE || closing_ != 0;
     const std::wstring id = call->ClientCallId();
-    Require(line_.DialFromDialTone(call, 0, text_) == has_dial_tone, "a call is dialled from dial tone only");
-    Require((call->ClientCallId() != id) == has_dial_tone, "a dialled call has a new id");
+    const std::size_t sent = requests_.Requests().size();
+    bool has_failed = false;
+    try {
+        line_.Calls().Dial(call, 0, text_);
+    } catch (const std::runtime_error&) {
+        has_failed = true;
+    }
+    Require(has_failed == must_fail,
+            "a call is dialled in dial tone, and not while its line is being closed");
+    Require((call->ClientCallId() == id) == has_failed, "a dialled call has a new id");
+    Require(!has_failed || requests_.Requests().size() == sent, "what is not dialled is not sent");
 }
 
 void call_sequence::PlanReaction() {
@@ -261,9 +272,7 @@ void call_sequence::React(std::uintptr_t call, DWORD message, DWORD state) {
         planned_.erase(found);
         ++reactions_;
         ++depth_;
-        announcing_ += message == LINE_NEWCALL;
         ReactWith(reaction, call);
-        announcing_ -= message == LINE_NEWCALL;
         --depth_;
         goes_on = kGoOn.find(reaction.letter) != std::string_view::npos;
     }
@@ -271,8 +280,6 @@ void call_sequence::React(std::uintptr_t call, DWORD message, DWORD state) {
 
 void call_sequence::ReactWith(const planned_reaction& reaction, std::uintptr_t call) {
     constexpr std::size_t kThisCall = kSlots - 1;
-    // A call that is being announced has no record yet that could be told to end.
-    const bool may_close = announcing_ == 0;
     switch (reaction.letter) {
         case 'M':
             MakeCall();
@@ -281,14 +288,10 @@ void call_sequence::ReactWith(const planned_reaction& reaction, std::uintptr_t c
             OpenLine();
             break;
         case 'C':
-            if (may_close) {
-                CloseLine();
-            }
+            CloseLine();
             break;
         case 'E':
-            if (may_close) {
-                ShutDown();
-            }
+            ShutDown();
             break;
         default: {
             const auto told = ledger_.Calls().find(call);

@@ -35,7 +35,7 @@ TEST_F(call_index_of_a_line, AddingACallIsLogged) {
     Open();
     const auto call = MakeCall(1, L"id-1");
     log_.Skip();
-    line_.AddCall(call);
+    line_.Calls().AddCall(call);
     EXPECT_THAT(log_.Texts("Line"), ElementsAre("Add call Desk 7, tapiLineHandle: 0x000000A1, deviceId: "
                                                 "0x00000005, client_call_id: id-1"));
 }
@@ -43,19 +43,19 @@ TEST_F(call_index_of_a_line, AddingACallIsLogged) {
 TEST_F(call_index_of_a_line, AddingNoCallIsIgnored) {
     Open();
     log_.Skip();
-    line_.AddCall(nullptr);
+    line_.Calls().AddCall(nullptr);
     EXPECT_THAT(log_.Lines(), IsEmpty());
-    EXPECT_EQ(line_.ActiveCallCount(), 0U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
 TEST_F(call_index_of_a_line, AddingUnderTheSameIdReplacesTheEntry) {
     Open();
     const auto first = MakeCall(1, L"id-1");
     const auto second = MakeCall(2, L"id-1");
-    line_.AddCall(first);
-    line_.AddCall(second);
-    EXPECT_EQ(line_.ActiveCallCount(), 1U);
-    line_.OnClientCallState(StateOf(L"id-1", L"Connected"));
+    line_.Calls().AddCall(first);
+    line_.Calls().AddCall(second);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 1U);
+    line_.Calls().OnClientCallState(StateOf(L"id-1", L"Connected"));
     EXPECT_EQ(first->State(), LINECALLSTATE_UNKNOWN);
     EXPECT_EQ(second->State(), LINECALLSTATE_CONNECTED);
 }
@@ -63,39 +63,39 @@ TEST_F(call_index_of_a_line, AddingUnderTheSameIdReplacesTheEntry) {
 TEST_F(call_index_of_a_line, RemovingACallIsLogged) {
     Open();
     const auto call = MakeCall(1, L"id-1");
-    line_.AddCall(call);
+    line_.Calls().AddCall(call);
     log_.Skip();
-    line_.RemoveCall(*call);
+    line_.Calls().RemoveCall(*call);
     EXPECT_THAT(log_.Texts("Line"), ElementsAre("Removed call Desk 7, tapiLineHandle: 0x000000A1, deviceId: "
                                                 "0x00000005, client_call_id: id-1"));
-    EXPECT_EQ(line_.ActiveCallCount(), 0U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
 TEST_F(call_index_of_a_line, RemovingACallThatIsNotThereLogsNothing) {
     Open();
     const auto there = MakeCall(1, L"id-1");
     const auto absent = MakeCall(2, L"id-2");
-    line_.AddCall(there);
+    line_.Calls().AddCall(there);
     log_.Skip();
-    line_.RemoveCall(*absent);
+    line_.Calls().RemoveCall(*absent);
     EXPECT_THAT(log_.Lines(), IsEmpty());
-    EXPECT_EQ(line_.ActiveCallCount(), 1U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 1U);
 }
 
 TEST_F(call_index_of_a_line, TheIdAloneDecidesWhatIsRemoved) {
     Open();
     const auto there = MakeCall(1, L"id-1");
     const auto same_id = MakeCall(2, L"id-1");
-    line_.AddCall(there);
-    line_.RemoveCall(*same_id);
-    EXPECT_EQ(line_.ActiveCallCount(), 0U);
+    line_.Calls().AddCall(there);
+    line_.Calls().RemoveCall(*same_id);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
 class resetting_calls : public line_fixture {};
 
 TEST_F(resetting_calls, OfAClosedLineDoesNothing) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     EXPECT_THAT(log_.Lines(), IsEmpty());
     EXPECT_EQ(call->State(), LINECALLSTATE_CONNECTED);
 }
@@ -105,7 +105,7 @@ TEST_F(resetting_calls, TellsDisconnectedCancelledAndIdleForEachInTheOrderOfThei
     const auto b = CallInState(LINECALLSTATE_CONNECTED, L"b", 0xCB);
     const auto c = CallInState(LINECALLSTATE_UNKNOWN, L"c", 0xCC);
     const auto a = CallInState(LINECALLSTATE_ONHOLD, L"a", 0xCA);
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     EXPECT_THAT(tapi_.Events(),
                 ElementsAre(CallState(kTapiLine, 0xCA, LINECALLSTATE_DISCONNECTED, kCancelled),
                             CallState(kTapiLine, 0xCA, LINECALLSTATE_IDLE),
@@ -122,7 +122,7 @@ TEST_F(resetting_calls, TellsDisconnectedCancelledAndIdleForEachInTheOrderOfThei
 TEST_F(resetting_calls, IsLoggedForTheLineAndForEachCall) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     EXPECT_THAT(
         log_.Texts(),
         ElementsAre("Reset calls Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005",
@@ -141,7 +141,7 @@ TEST_F(resetting_calls, IsLoggedForTheLineAndForEachCall) {
 TEST_F(resetting_calls, SkipsAnIdleCallWithoutALineOfItsOwn) {
     Open();
     const auto idle = CallInState(LINECALLSTATE_IDLE);
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     EXPECT_THAT(log_.Texts(),
                 ElementsAre("Reset calls Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005"));
     EXPECT_THAT(tapi_.Events(), IsEmpty());
@@ -150,15 +150,15 @@ TEST_F(resetting_calls, SkipsAnIdleCallWithoutALineOfItsOwn) {
 TEST_F(resetting_calls, LeavesTheCallsInTheIndexWhereNothingMoreIsToldOfThem) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
-    line_.ResetCalls();
+    line_.Calls().ResetCalls();
     Forget();
     client_call_state changed = StateOf(L"call-1", L"Connected");
     changed.peerName = L"Somebody else";
-    line_.OnClientCallState(changed);
-    line_.OnCallRemoved(L"call-1");
+    line_.Calls().OnClientCallState(changed);
+    line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed. "), 1U);
-    line_.RemoveCall(*call);
+    line_.Calls().RemoveCall(*call);
     EXPECT_TRUE(log_.Has("Line",
                          "Removed call Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005, "
                          "client_call_id: call-1"));
@@ -169,7 +169,7 @@ TEST_F(resetting_calls, GoesOnWhenTheApplicationThrows) {
     const auto first = CallInState(LINECALLSTATE_CONNECTED, L"a", 0xCA);
     const auto second = CallInState(LINECALLSTATE_CONNECTED, L"b", 0xCB);
     tapi_.SetReaction([](const tapi_event&) { throw std::runtime_error("from the application"); });
-    EXPECT_NO_THROW(line_.ResetCalls());
+    EXPECT_NO_THROW(line_.Calls().ResetCalls());
     EXPECT_EQ(first->State(), LINECALLSTATE_IDLE);
     EXPECT_EQ(second->State(), LINECALLSTATE_IDLE);
 }
@@ -184,7 +184,6 @@ TEST_F(service_state_of_a_line, IsLoggedAndStored) {
                 ElementsAre("Updated service state Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005, "
                             "client connected: 0, sip connected: 1"));
     EXPECT_FALSE(line_.ClientConnected());
-    EXPECT_TRUE(line_.SipConnected());
 }
 
 TEST_F(service_state_of_a_line, ClientThatDisconnectsAndComesBackResetsTheCallsEachTime) {
@@ -215,7 +214,7 @@ TEST_F(service_state_of_a_line, ChangeOfTheSipConnectionAloneIsOnlyStored) {
                             "client connected: 1, sip connected: 0"));
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(call->State(), LINECALLSTATE_CONNECTED);
-    EXPECT_FALSE(line_.SipConnected());
+    EXPECT_FALSE(line_.CanAnswer());
 }
 
 TEST_F(service_state_of_a_line, CallsCanBeAnsweredOnlyWithBothConnectionsUp) {
@@ -240,6 +239,13 @@ class registration_of_a_line : public line_fixture {
                 CallState(kTapiLine, 0xC1, LINECALLSTATE_IDLE)};
     }
 
+    /// Whether the line has this registration: taking it once more is nothing new then.
+    bool Has(const client_registration& registration) {
+        log_.Skip();
+        line_.UpdateRegistration(registration, true);
+        return log_.CountStarting("Line", "Updated registration") == 0;
+    }
+
     std::shared_ptr<tapi_call> call_;
 };
 
@@ -251,10 +257,7 @@ TEST_F(registration_of_a_line, RegisteredWithSameIdAndPortLogsAndResetsNothing) 
     EXPECT_THAT(log_.Lines(), IsEmpty());
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(call_->State(), LINECALLSTATE_CONNECTED);
-    // Neither the name nor the flags are stored for themselves.
-    EXPECT_EQ(line_.Registration().tapiLineName, L"Desk 7");
-    EXPECT_TRUE(line_.Registration().clientConnected);
-    EXPECT_TRUE(line_.Registration().sipConnected);
+    EXPECT_EQ(line_.Name(), L"Desk 7");
 }
 
 TEST_F(registration_of_a_line, RegisteredOnAnotherPortIsLoggedResetsAndIsStored) {
@@ -264,8 +267,7 @@ TEST_F(registration_of_a_line, RegisteredOnAnotherPortIsLoggedResetsAndIsStored)
     EXPECT_EQ(texts[0], "Updated registration Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005");
     EXPECT_EQ(texts[1], "Reset calls Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005");
     EXPECT_EQ(tapi_.Events(), CallReset());
-    EXPECT_EQ(line_.Registration().tcpPort, 5062U);
-    EXPECT_EQ(line_.Registration().tapiLineName, L"Another name");
+    EXPECT_TRUE(Has(Registration(kPermanentLineId, L"Another name", 5062)));
     // What identifies the line stays.
     EXPECT_EQ(line_.Name(), L"Desk 7");
     EXPECT_EQ(line_.PermanentLineId(), kPermanentLineId);
@@ -274,7 +276,7 @@ TEST_F(registration_of_a_line, RegisteredOnAnotherPortIsLoggedResetsAndIsStored)
 TEST_F(registration_of_a_line, RegisteredUnderAnotherIdIsStoredWhileTheLineKeepsItsOwn) {
     line_.UpdateRegistration(Registration(99, L"Desk 7"), true);
     EXPECT_EQ(tapi_.Events(), CallReset());
-    EXPECT_EQ(line_.Registration().permanentLineId, 99);
+    EXPECT_TRUE(Has(Registration(99, L"Desk 7")));
     EXPECT_EQ(line_.PermanentLineId(), kPermanentLineId);
 }
 
@@ -293,7 +295,7 @@ TEST_F(registration_of_a_line, UnregisteredWithPortZeroResetsOnceBeforeItIsLogge
     ASSERT_FALSE(texts.empty());
     EXPECT_EQ(texts.front(), "Reset calls Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005");
     EXPECT_EQ(texts.back(), "Updated registration Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005");
-    EXPECT_EQ(line_.Registration().tcpPort, 0U);
+    EXPECT_TRUE(Has(Registration(kPermanentLineId, L"Desk 7", 0)));
 }
 
 class call_counts_of_a_line : public line_fixture {};
@@ -307,15 +309,15 @@ TEST_F(call_counts_of_a_line, IdleAndHeldCallsAreNotActive) {
     for (std::size_t i = 0; i < states.size(); ++i) {
         (void)CallInState(states[i], L"call-" + std::to_wstring(i), 0xC0 + i);
     }
-    EXPECT_EQ(line_.ActiveCallCount(), 4U);
-    EXPECT_EQ(line_.OnHoldCallCount(), 1U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 4U);
+    EXPECT_EQ(line_.Calls().CountCalls().on_hold, 1U);
 }
 
 TEST_F(call_counts_of_a_line, AClosedLineHasNone) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"a");
     (void)CallInState(LINECALLSTATE_ONHOLD, L"b");
-    EXPECT_EQ(line_.ActiveCallCount(), 0U);
-    EXPECT_EQ(line_.OnHoldCallCount(), 0U);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
+    EXPECT_EQ(line_.Calls().CountCalls().on_hold, 0U);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <stdexcept>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -69,18 +70,19 @@ TEST_F(requests_to_a_running_manager, ClosingAnUnknownLineIsIgnored) {
     EXPECT_TRUE(LineOf(102)->IsOpen());
 }
 
-TEST_F(requests_to_a_running_manager, OpeningALineInsideItsOwnClosingWritesNothing) {
+TEST_F(requests_to_a_running_manager, OpeningALineInsideItsOwnClosingFails) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
-    std::uintptr_t opened = 1;
+    bool was_refused = false;
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.param1 == LINECALLSTATE_DISCONNECTED) {
             // The end of the closing would close it behind TAPI's back.
-            opened = OpenLine(6, 0xA3);
+            EXPECT_THROW((void)OpenLine(6, 0xA3), std::runtime_error);
+            was_refused = true;
         }
     });
     manager_->CloseLine(2);
-    EXPECT_EQ(opened, 0U);
+    EXPECT_TRUE(was_refused);
     EXPECT_FALSE(LineOf(102)->IsOpen());
     tapi_.SetReaction({});
     EXPECT_EQ(OpenLine(6, 0xA3), 2U);
@@ -185,7 +187,7 @@ TEST_F(requests_inside_messages, LookUpsOfOtherThreadsDoNotWaitForACallback) {
     SendAndWait("");
 }
 
-TEST_F(requests_inside_messages, CallEventsOfALineDoNotHoldUpRequestsOnAnother) {
+TEST_F(requests_inside_messages, CallEventsOfALineDoNotHoldUpDigitsOnAnother) {
     (void)OpenLine(5, 0xA1);
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-2", "Connected"));
@@ -199,7 +201,7 @@ TEST_F(requests_inside_messages, CallEventsOfALineDoNotHoldUpRequestsOnAnother) 
     });
     service_.Send(CallStateEvent(101, "id-1", "Ringing"));
     ASSERT_TRUE(inside.OpensWithin(kSoon));
-    worker other([&] { calls_->HoldCall(1); });
+    worker other([&] { EXPECT_EQ(calls_->GenerateDigits(1, 0, L"5"), 0); });
     EXPECT_TRUE(other.FinishesWithin(kSoon));
     EXPECT_TRUE(service_.WaitForRequests(2, kSoon));
     go_on.Open();

@@ -7,11 +7,14 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "logging/logger.h"
+#include "tests/logging/logger_lock_helper.h"
 #include "tests/support/line_manager_fixture.h"
 
 namespace brivelnox::test {
@@ -40,14 +43,46 @@ TEST_F(line_manager_start, MakesALinePerRegistrationInTheOrderOfTheList) {
         EXPECT_EQ(made->DriverLineHandle(), static_cast<std::uint32_t>(i));
         EXPECT_EQ(manager_->FindLineByDriverLineHandle(static_cast<std::uintptr_t>(i)), made);
         EXPECT_EQ(made->DeviceId(), 0xFFFFFFFFU);
-        EXPECT_TRUE(made->ClientConnected());
-        EXPECT_TRUE(made->SipConnected());
+        EXPECT_TRUE(made->CanAnswer());
         EXPECT_FALSE(made->IsOpen());
     }
     EXPECT_EQ(manager_->FindLineByDeviceId(0xFFFFFFFF), nullptr);
     // Initial lines are announced by their number only.
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_THAT(service_.Requests(), ElementsAre(ListRequest(0)));
+}
+
+TEST_F(line_manager_start, ListThatNobodyAskedForIsCountedAndWhatTheAnswerAddsIsAnnounced) {
+    for (int round = 0; round < 20; ++round) {
+        service_.SetBeforeFirstList(ListAnswer(7, ThreeRegistrations()));
+        service_.SetLists({ThreeRegistrations() + RegistrationElement(104, "Desk 4")});
+        tapi_.Clear();
+        Start(5);
+        const std::uint32_t counted = manager_->InitialLineCount();
+        SendAndWait("");
+        // However far the two lists had come when the start was over.
+        EXPECT_EQ(counted + tapi_.Count(), 4U);
+        EXPECT_GE(counted, 3U);
+        EXPECT_EQ(manager_->GetLineCount(), 4U);
+        manager_->Stop();
+    }
+}
+
+TEST_F(line_manager_start, RegistrationBehindTheFirstListIsAnnouncedAndNotCounted) {
+    for (int round = 0; round < 20; ++round) {
+        service_.SetAnswersLists(false);
+        tapi_.Clear();
+        auto starting = StartInBackground();
+        ASSERT_TRUE(service_.WaitForRequests(service_.Requests().size() + 1, kSoon));
+        service_.Send(ListAnswer(0, ThreeRegistrations()) +
+                      RegistrationChanged("registered", RegistrationElement(104, "Desk 4")));
+        ASSERT_TRUE(starting->FinishesWithin(kSoon));
+        EXPECT_EQ(manager_->InitialLineCount(), 3U);
+        SendAndWait("");
+        EXPECT_EQ(tapi_.Count(), 1U);
+        EXPECT_EQ(manager_->GetLineCount(), 4U);
+        manager_->Stop();
+    }
 }
 
 TEST_F(line_manager_start, IsLoggedStepByStep) {
@@ -103,8 +138,7 @@ TEST_F(line_manager_start, EntryWithPortZeroIsALineToo) {
     service_.SetLists({RegistrationElement(101, "Desk 1", 0, false, false)});
     Start();
     EXPECT_EQ(manager_->GetLineCount(), 1U);
-    ASSERT_NE(LineOf(101), nullptr);
-    EXPECT_EQ(LineOf(101)->Registration().tcpPort, 0U);
+    EXPECT_NE(LineOf(101), nullptr);
 }
 
 TEST_F(line_manager_start, CallStateBeforeTheFirstListDoesNotDelayIt) {
@@ -206,6 +240,42 @@ TEST_F(line_manager_start, ListThatDoesNotComeIsGivenUpAndAskedForAgain) {
     SendAndWait(ListAnswer(1, ThreeRegistrations()));
     EXPECT_EQ(manager_->GetLineCount(), 3U);
     EXPECT_EQ(tapi_.Count(), 3U);
+}
+
+/// A first list that takes longer to be applied than the service lets pass before it goes on.
+class slow_first_list : public line_manager_start {
+  protected:
+    static constexpr int kLines = 2000;
+    static constexpr auto kStandstill = 21s;
+
+    /// Starts with the list and `behind` in one piece, and has the list stand still for 21 s in the middle.
+    void StartSlowly(const std::string& behind) {
+        std::string list;
+        for (int i = 0; i < kLines; ++i) {
+            list += RegistrationElement(1000 + i, "Desk");
+        }
+        service_.SetAnswersLists(false);
+        const auto starting = StartInBackground(5);
+        ASSERT_TRUE(service_.WaitForRequests(1, kSoon));
+        service_.Send(ListAnswer(0, list) + behind);
+        ASSERT_TRUE(log_.WaitForStarting("LineManager", "Create new line", kSoon));
+        {
+            // Each line of the list writes to the log.
+            const lock_guard log(LockOf(logger::Process()));
+            std::this_thread::sleep_for(kStandstill);
+        }
+        ASSERT_TRUE(starting->FinishesWithin(std::chrono::minutes(1)));
+    }
+};
+
+TEST_F(slow_first_list, IsAppliedBeforeWhatLiesBehindIt) {
+    StartSlowly(RegistrationChanged("registered", RegistrationElement(104, "Desk 4")) +
+                CallStateEvent(1000 + kLines - 1, "id-1", "Ringing"));
+    EXPECT_EQ(manager_->InitialLineCount(), std::uint32_t{kLines});
+    SendAndWait("");
+    EXPECT_EQ(LineOf(104)->DriverLineHandle(), std::uint32_t{kLines + 1});
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProvider, 5 + kLines)));
+    EXPECT_EQ(log_.CountStarting("Line", "Client call state received."), 1U) << "its line was there";
 }
 
 TEST(line_manager_timing, IsTwentySecondsForTheListAndThirtyForTheTimer) {

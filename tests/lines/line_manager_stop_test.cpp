@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -79,18 +80,18 @@ TEST_F(line_manager_stop, NothingIsToldAfterwardsWhateverStillRuns) {
     service_.Send(CallStateEvent(102, "id-2", "Ringing"));
     service_.Send(RegistrationChanged("registered", RegistrationElement(104, "Desk 4")));
     // A thread that was inside all the time goes on with what it has.
-    held->Open(AsHandle<HTAPILINE>(0xA2), tapi_.Procedure());
-    held->OnClientCallState(StateOf(L"id-3", L"Ringing"));
+    EXPECT_THROW(held->Open(AsHandle<HTAPILINE>(0xA2), tapi_.Procedure()), std::runtime_error);
+    held->Calls().OnClientCallState(StateOf(L"id-3", L"Ringing"));
     call->SetState(LINECALLSTATE_CONNECTED, 0, true);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(manager_->GetLineCount(), 0U);
 }
 
-TEST_F(line_manager_stop, CallsHaveNoLineAfterwards) {
+TEST_F(line_manager_stop, CallsHaveALineThatTakesNoRequestsAfterwards) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     manager_->Stop();
-    EXPECT_EQ(calls_->FindCall(1)->Line(), nullptr);
+    EXPECT_TRUE(calls_->FindCall(1)->Line().IsRetired());
     log_.Skip();
     calls_->HoldCall(1);
     calls_->DropCall(1);
@@ -122,17 +123,18 @@ TEST_F(line_manager_stop, LineThatIsClosedIsNotOpenedAgainInsideTheLastMessages)
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     const line* const first = LineOf(101);
-    std::uintptr_t opened = 1;
+    bool was_refused = false;
     bool open = true;
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.param1 == LINECALLSTATE_DISCONNECTED) {
             // This line has had its turn: nothing would end the calls that TAPI makes on it now.
-            opened = OpenLine(5, 0xA1);
+            EXPECT_THROW((void)OpenLine(5, 0xA1), std::runtime_error);
+            was_refused = true;
             open = first->IsOpen();
         }
     });
     manager_->Stop();
-    EXPECT_EQ(opened, 0U);
+    EXPECT_TRUE(was_refused);
     EXPECT_FALSE(open);
 }
 

@@ -47,11 +47,10 @@ TEST_F(line_identity, ANewLineHasWhatItsRegistrationSaysAndIsClosed) {
     EXPECT_EQ(created->DriverLineHandle(), 0x1FU);
     EXPECT_EQ(created->DeviceId(), 12U);
     EXPECT_EQ(created->TapiLineHandle(), nullptr);
-    EXPECT_EQ(created->Registration().tcpPort, 5061U);
     EXPECT_FALSE(created->IsOpen());
     // The connections of the client are not taken from the registration but reported separately.
     EXPECT_FALSE(created->ClientConnected());
-    EXPECT_FALSE(created->SipConnected());
+    EXPECT_FALSE(created->CanAnswer());
 }
 
 TEST_F(line_identity, FirstDeviceIdentifierIsTakenAndLogged) {

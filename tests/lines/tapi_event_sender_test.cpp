@@ -12,7 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lines/event_lock.h"
+#include "platform/event_lock.h"
 #include "platform/locks.h"
 #include "tests/support/log_reader.h"
 #include "tests/support/process_log.h"

@@ -16,8 +16,8 @@ namespace {
 using lock_order::held_lock;
 
 constexpr std::array<lock_rank, 8> kRanks = {
-    lock_rank::creation, lock_rank::shutdown, lock_rank::link, lock_rank::lines,
-    lock_rank::line,     lock_rank::event,    lock_rank::leaf, lock_rank::log,
+    lock_rank::creation, lock_rank::shutdown, lock_rank::link, lock_rank::event,
+    lock_rank::lines,    lock_rank::line,     lock_rank::leaf, lock_rank::log,
 };
 
 bool IsAllowed(const std::vector<lock_rank>& held, lock_rank wanted) {
@@ -35,59 +35,33 @@ TEST(lock_order, AThreadWithoutLocksMayWaitForAny) {
 }
 
 TEST(lock_order, LocksAreWaitedForInTheirOrderOnly) {
-    // The event lock and a line's lock have rules of their own.
     for (const lock_rank held : kRanks) {
         for (const lock_rank wanted : kRanks) {
-            if (held != lock_rank::event && wanted != lock_rank::event && wanted != lock_rank::line) {
-                EXPECT_EQ(IsAllowed({held}, wanted), held < wanted)
-                    << lock_order::Name(wanted) << " with the " << lock_order::Name(held);
-            }
+            EXPECT_EQ(IsAllowed({held}, wanted), held < wanted)
+                << lock_order::Name(wanted) << " with the " << lock_order::Name(held);
         }
     }
 }
 
-TEST(lock_order, NobodyWaitsForTheEventLockWithALockThatACallbackMayNeed) {
+TEST(lock_order, TheOrderIsLinkEventLinesLineLeafLog) {
+    EXPECT_TRUE(IsAllowed({lock_rank::creation, lock_rank::shutdown, lock_rank::link, lock_rank::event,
+                           lock_rank::lines, lock_rank::line, lock_rank::leaf},
+                          lock_rank::log));
     EXPECT_FALSE(IsAllowed({lock_rank::lines}, lock_rank::event));
     EXPECT_FALSE(IsAllowed({lock_rank::line}, lock_rank::event));
-    EXPECT_FALSE(IsAllowed({lock_rank::leaf}, lock_rank::event));
-    EXPECT_TRUE(IsAllowed({lock_rank::link}, lock_rank::event));
-    EXPECT_TRUE(IsAllowed({lock_rank::creation, lock_rank::shutdown, lock_rank::link}, lock_rank::event));
-}
-
-TEST(lock_order, NobodyWaitsForALinesLockWithALockThatItsHolderMayNeedInsideACallback) {
-    EXPECT_FALSE(IsAllowed({lock_rank::lines}, lock_rank::line));
-    EXPECT_FALSE(IsAllowed({lock_rank::line}, lock_rank::line));
-    EXPECT_FALSE(IsAllowed({lock_rank::leaf}, lock_rank::line));
-    EXPECT_TRUE(IsAllowed({lock_rank::lines, lock_rank::event}, lock_rank::line));
-    EXPECT_TRUE(IsAllowed({lock_rank::creation, lock_rank::shutdown, lock_rank::link}, lock_rank::line));
-}
-
-TEST(lock_order, InsideACallbackAnyLineMayBeAskedFor) {
-    EXPECT_TRUE(IsAllowed({lock_rank::event}, lock_rank::lines));
-    EXPECT_TRUE(IsAllowed({lock_rank::event}, lock_rank::line));
-    EXPECT_TRUE(
-        IsAllowed({lock_rank::link, lock_rank::lines, lock_rank::line, lock_rank::event}, lock_rank::lines));
-    EXPECT_TRUE(IsAllowed({lock_rank::line, lock_rank::event}, lock_rank::line));
-}
-
-TEST(lock_order, InsideACallbackTheOtherLocksKeepTheirOrder) {
-    EXPECT_FALSE(IsAllowed({lock_rank::event}, lock_rank::link));
-    EXPECT_FALSE(IsAllowed({lock_rank::event}, lock_rank::creation));
-    EXPECT_FALSE(IsAllowed({lock_rank::event, lock_rank::leaf}, lock_rank::line));
-    EXPECT_FALSE(IsAllowed({lock_rank::event}, lock_rank::event)) << "there is one event lock only";
-    EXPECT_TRUE(IsAllowed({lock_rank::event}, lock_rank::leaf));
+    EXPECT_FALSE(IsAllowed({lock_rank::event, lock_rank::line}, lock_rank::lines));
 }
 
 TEST(lock_order, TheBreachIsTheFirstLockThatForbidsTheWait) {
     const std::array<held_lock, 3> held = {
         held_lock{nullptr, lock_rank::link}, {nullptr, lock_rank::line}, {nullptr, lock_rank::leaf}};
-    EXPECT_EQ(lock_order::FindBreach(held, lock_rank::lines), &held[1]);
+    EXPECT_EQ(lock_order::FindBreach(held, lock_rank::event), &held[1]);
 }
 
-TEST(lock_order, TapiIsNotCalledWithALeafOrTheLogsLock) {
+TEST(lock_order, TapiIsCalledWithNoLockBehindTheEventLock) {
     for (const lock_rank rank : kRanks) {
         const std::array<held_lock, 2> held = {held_lock{nullptr, lock_rank::link}, {nullptr, rank}};
-        const bool is_allowed = rank != lock_rank::leaf && rank != lock_rank::log;
+        const bool is_allowed = rank <= lock_rank::event;
         EXPECT_EQ(lock_order::FindCallbackBreach(held), is_allowed ? nullptr : &held[1])
             << lock_order::Name(rank);
     }
@@ -121,18 +95,13 @@ TEST_F(checked_locks_death_test, WrongOrderEndsTheProgramWithBothStacks) {
                                 testing::HasSubstr("and here is the thread now")));
 }
 
-TEST_F(checked_locks_death_test, PairThatMustNotBeWaitedForEndsTheProgramAlsoWhenNobodyHoldsIt) {
-    const auto take = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
-        const lock_guard lines(lines_);
-        const lock_pair_guard both(line_, event_);
-    };
-    EXPECT_DEATH(take(), "a thread waits for the line's lock with the lines lock .* held");
-    const auto take_the_other_way_round = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+TEST_F(checked_locks_death_test, CallbackWithALinesLockEndsTheProgram) {
+    const auto call = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+        const lock_guard event(event_);
         const lock_guard line(line_);
-        const lock_pair_guard both(line_, event_);
+        lock_order::BeforeCallback();
     };
-    EXPECT_DEATH(take_the_other_way_round(),
-                 "a thread waits for the event lock with the line's lock .* held");
+    EXPECT_DEATH(call(), "TAPI is called inside the event lock with the line's lock .* held");
 }
 
 TEST_F(checked_locks_death_test, CallbackWithALeafEndsTheProgram) {
@@ -150,14 +119,15 @@ TEST_F(checked_locks_death_test, CallbackWithoutTheEventLockEndsTheProgram) {
 
 TEST_F(checked_locks, TheRightOrderAndTakingALockAgainAreNoBreach) {
     for (int round = 0; round < 3; ++round) {
-        const lock_pair_guard lines(lines_, event_);
-        const lock_pair_guard both(line_, event_);
+        const lock_guard event(event_);
+        const lock_guard lines(lines_);
+        const lock_guard line(line_);
+        const lock_guard event_again(event_);
         const lock_guard lines_again(lines_);
         const lock_guard leaf(leaf_);
     }
     const lock_guard event(event_);
     lock_order::BeforeCallback();
-    const lock_guard line(line_);
     SUCCEED() << "a breach ends the program";
 }
 

@@ -39,7 +39,8 @@ class call_features : public manager_fixture {
   protected:
     void SetUp() override {
         manager_ = MakeManager();
-        ASSERT_EQ(manager_->LineOpen(5, AsHandle<HTAPILINE>(0xA1), &line_, kTspiVersion, tapi_.Procedure()),
+        ASSERT_EQ(telephony_manager::LineOpen(manager_, 5, AsHandle<HTAPILINE>(0xA1), &line_, kTspiVersion,
+                                              tapi_.Procedure()),
                   0);
     }
 

@@ -105,6 +105,74 @@ TEST_F(provider_lifecycle_steps, an_exception_takes_a_manager_away_that_was_ther
     EXPECT_EQ(lifecycle.Manager(), nullptr);
 }
 
+TEST_F(provider_lifecycle_steps, a_creation_that_fails_leaves_the_manager_of_another_thread_alone) {
+    // The first creation is shut down under, and before it gives up another thread makes the next manager.
+    provider_lifecycle* self = nullptr;
+    int made = 0;
+    LONG second = -1;
+    provider_lifecycle lifecycle([&](auto calls, std::uint32_t base) {
+        auto lines = KeepLines()(std::move(calls), base);
+        if (++made == 1) {
+            EXPECT_EQ(self->Shutdown(kTspiVersion), 0);
+            // Inside the creation lock, which is recursive: as early as another thread could possibly be.
+            second = self->Init(kTspiVersion, 9, completions_.Procedure());
+        }
+        return lines;
+    });
+    self = &lifecycle;
+    EXPECT_EQ(Enumerate(lifecycle), kOperationFailed);
+    EXPECT_EQ(second, 0);
+    EXPECT_EQ(made, 2);
+    ASSERT_NE(lifecycle.Manager(), nullptr) << "the one that Init has made, and told TAPI of";
+    EXPECT_EQ(lifecycle.Manager()->LineCount(), 1U);
+    EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
+}
+
+TEST_F(provider_lifecycle_steps, a_shutdown_before_the_end_of_the_initialisation_makes_it_fail) {
+    provider_lifecycle lifecycle(KeepLines());
+    ASSERT_EQ(Enumerate(lifecycle), 0);
+    // Numbering the lines waits for the event lock; the shutdown comes meanwhile and is over first.
+    signal begun;
+    LONG initialised = -1;
+    std::thread init;
+    {
+        const lock_guard events(lines_->EventLock());
+        init = std::thread([&] {
+            begun.Set();
+            initialised = Init(lifecycle, 5);
+        });
+        EXPECT_TRUE(begun.Wait());
+        EXPECT_TRUE(log_.WaitFor(kManagerCategory, "TSPI_providerInit", kSoon));
+        EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
+    }
+    init.join();
+    if (lifecycle.Manager() == nullptr) {
+        EXPECT_EQ(initialised, kOperationFailed) << "TAPI must not believe in a manager that is gone";
+    } else {
+        // The thread had not yet asked for the manager when it was shut down, and has made the next one.
+        EXPECT_EQ(initialised, 0);
+        EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
+    }
+}
+
+TEST_F(provider_lifecycle_steps, nothing_is_initialised_with_a_manager_that_is_being_shut_down) {
+    provider_lifecycle lifecycle(KeepLines());
+    ASSERT_EQ(Init(lifecycle, 5), 0);
+    HDRVLINE line = nullptr;
+    ASSERT_EQ(telephony_manager::LineOpen(lifecycle.Manager(), 5, AsHandle<HTAPILINE>(0xA1), &line,
+                                          kTspiVersion, tapi_.Procedure()),
+              0);
+    (void)MakeCall(*lifecycle.Manager());
+    LONG initialised = -1;
+    tapi_.SetReaction([&](const tapi_event&) { initialised = Init(lifecycle, 7); });
+    EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
+    tapi_.SetReaction({});
+    EXPECT_EQ(initialised, kOperationFailed);
+    EXPECT_EQ(lifecycle.Manager(), nullptr);
+    EXPECT_EQ(Init(lifecycle, 5), 0) << "the next one comes after the shutdown";
+    EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
+}
+
 TEST_F(provider_lifecycle_steps, two_threads_that_initialise_share_one_manager) {
     int made = 0;
     signal making;

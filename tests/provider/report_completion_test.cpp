@@ -30,10 +30,10 @@ class report_completion : public manager_fixture {
 TEST_F(report_completion, calls_the_procedure_and_logs_it) {
     const auto manager = MakeManager();
     log_.Skip();
-    manager->ReportCompletion(0x1234, static_cast<LONG>(0x80000048));
-    EXPECT_THAT(completions_.Completions(), ElementsAre(completion{0x1234, kOperationFailed}));
-    EXPECT_THAT(log_.Texts(),
-                ElementsAre("AsyncCompletionProc: (dwRequestID: 0x00001234, lResult: 0x80000048)"));
+    EXPECT_EQ(manager->LineHold(0x1234, nullptr), 0x1234);
+    EXPECT_THAT(completions_.Completions(), ElementsAre(completion{0x1234, 0}));
+    EXPECT_THAT(ManagerLog(),
+                ElementsAre("AsyncCompletionProc: (dwRequestID: 0x00001234, lResult: 0x00000000)"));
 }
 
 TEST_F(report_completion, is_logged_before_tapi_is_told) {
@@ -44,23 +44,16 @@ TEST_F(report_completion, is_logged_before_tapi_is_told) {
                             "AsyncCompletionProc: (dwRequestID: 0x00000001, lResult: 0x00000000)");
     });
     log_.Skip();
-    manager->ReportCompletion(1, 0);
+    EXPECT_EQ(manager->LineHold(1, nullptr), 1);
     EXPECT_EQ(logged, 1U);
 }
 
-TEST_F(report_completion, does_nothing_at_all_before_tapi_has_told_its_procedure) {
+TEST_F(report_completion, is_not_made_before_tapi_has_told_its_procedure) {
     const auto manager = telephony_manager::Create(5, KeepLines());
     log_.Skip();
-    manager->ReportCompletion(0x1234, 0);
-    EXPECT_THAT(log_.Lines(), IsEmpty());
+    EXPECT_EQ(manager->LineHold(0x1234, nullptr), 0x1234);
+    EXPECT_THAT(ManagerLog(), IsEmpty());
     EXPECT_THAT(completions_.Completions(), IsEmpty());
-}
-
-TEST_F(report_completion, does_nothing_without_a_procedure_although_there_are_no_lines) {
-    const auto manager = telephony_manager::Create(5, &FailToMakeLines);
-    log_.Skip();
-    EXPECT_NO_THROW(manager->ReportCompletion(0x1234, 0));
-    EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
 TEST_F(report_completion, holds_the_event_lock_meanwhile_and_no_longer) {
@@ -68,7 +61,7 @@ TEST_F(report_completion, holds_the_event_lock_meanwhile_and_no_longer) {
     bool was_free = true;
     completions_.SetReaction([&] { was_free = IsEventLockFree(); });
     EXPECT_TRUE(IsEventLockFree());
-    manager->ReportCompletion(1, 0);
+    EXPECT_EQ(manager->LineHold(1, nullptr), 1);
     EXPECT_FALSE(was_free);
     EXPECT_TRUE(IsEventLockFree());
 }
@@ -76,9 +69,9 @@ TEST_F(report_completion, holds_the_event_lock_meanwhile_and_no_longer) {
 TEST_F(report_completion, swallows_what_the_procedure_throws_and_lets_go_of_the_lock) {
     const auto manager = MakeManager();
     completions_.SetReaction([] { throw std::runtime_error("TAPI is in trouble"); });
-    EXPECT_NO_THROW(manager->ReportCompletion(1, 0));
+    EXPECT_EQ(manager->LineHold(1, nullptr), 1) << "the request has succeeded all the same";
     EXPECT_TRUE(IsEventLockFree());
-    EXPECT_EQ(manager->LineHold(2, nullptr), 2) << "the request has succeeded all the same";
+    EXPECT_EQ(manager->LineHold(2, nullptr), 2);
     EXPECT_EQ(completions_.Completions().size(), 2U);
 }
 
@@ -89,7 +82,7 @@ TEST_F(report_completion, waits_for_a_message_that_is_on_its_way) {
     signal reported;
     std::thread reporting([&] {
         begun.Set();
-        manager->ReportCompletion(1, 0);
+        EXPECT_EQ(manager->LineHold(1, nullptr), 1);
         reported.Set();
     });
     EXPECT_TRUE(begun.Wait());
@@ -101,23 +94,32 @@ TEST_F(report_completion, waits_for_a_message_that_is_on_its_way) {
     EXPECT_EQ(completions_.Completions().size(), 1U);
 }
 
-TEST_F(report_completion, fails_without_a_line_manager_and_touches_nothing_of_it) {
-    const auto manager = telephony_manager::Create(5, &FailToMakeLines);
-    manager->SetCompletionProcedure(completions_.Procedure());
-    log_.Skip();
-    EXPECT_ANY_THROW(manager->ReportCompletion(1, 0));
-    EXPECT_THAT(completions_.Completions(), IsEmpty());
-    EXPECT_THAT(log_.Lines(), IsEmpty());
-}
-
-TEST_F(report_completion, fails_once_the_lines_have_been_stopped) {
+TEST_F(report_completion, is_not_made_once_the_lines_have_been_stopped) {
     const auto manager = MakeManager();
     lines_->Stop();
     log_.Skip();
-    EXPECT_ANY_THROW(manager->ReportCompletion(1, 0));
     EXPECT_EQ(manager->LineHold(77, nullptr), kOperationFailed);
     EXPECT_THAT(completions_.Completions(), IsEmpty());
-    EXPECT_THAT(ManagerLog(), ElementsAre("LineHoldCall: Caught Exception!"));
+    EXPECT_THAT(log_.Texts(), ElementsAre("LineHoldCall: Caught Exception!")) << "nothing was done";
+}
+
+TEST_F(report_completion, comes_when_the_way_to_tapi_is_shut_under_a_request_that_is_at_work) {
+    const auto manager = MakeManager();
+    HDRVLINE line = nullptr;
+    ASSERT_EQ(telephony_manager::LineOpen(manager, 5, AsHandle<HTAPILINE>(0xA1), &line, kTspiVersion,
+                                          tapi_.Procedure()),
+              0);
+    HDRVCALL const call = MakeCall(*manager);
+    // A shutdown that does not wait any longer for the application inside this message.
+    tapi_.SetReaction([&](const tapi_event& event) {
+        if (event.message == LINE_CALLSTATE && event.param1 == LINECALLSTATE_DISCONNECTED) {
+            lines_->EventLock().Shut();
+        }
+    });
+    EXPECT_EQ(manager->LineDrop(2, call), 2);
+    EXPECT_THAT(completions_.Completions(), ElementsAre(completion{1, 0}, completion{2, 0}));
+    EXPECT_EQ(tapi_.Events().back(), CallState(0xA1, 0xC1, LINECALLSTATE_DISCONNECTED, 1));
+    EXPECT_EQ(manager->LineDrop(3, call), kOperationFailed);
 }
 
 TEST_F(report_completion, that_shutdown_makes_impossible_keeps_a_call_from_being_placed) {
@@ -138,6 +140,8 @@ TEST_F(report_completion, that_shutdown_makes_impossible_keeps_a_call_from_being
     EXPECT_EQ(manager->LineSetupTransfer(5, call, nullptr, &second), kOperationFailed);
     EXPECT_EQ(unused, nullptr);
     EXPECT_EQ(second, nullptr);
+    EXPECT_EQ(manager->LineDrop(6, call), kOperationFailed);
+    EXPECT_EQ(manager->LineBlindTransfer(7, call, L"4713"), kOperationFailed);
     // A request that does go out shows that none did before it.
     lines_->Calls().DropCall(reinterpret_cast<std::uint64_t>(call));
     ASSERT_TRUE(service_.WaitForRequests(requests + 1, std::chrono::seconds(10)));

@@ -17,7 +17,7 @@
 
 #include "calls/call_manager.h"
 #include "calls/tapi_call.h"
-#include "lines/event_lock.h"
+#include "platform/event_lock.h"
 #include "lines/line.h"
 #include "platform/ansi_text.h"
 #include "tests/support/log_reader.h"
@@ -81,7 +81,7 @@ class line_fixture : public testing::Test {
     /// A call that TAPI has placed by the line's MakeCall, in PROCEEDING. Likewise.
     std::shared_ptr<tapi_call> PlacedCall(std::uintptr_t handle = 0xC1) {
         std::uint64_t driver_call_handle = 0;
-        line_.MakeCall(AsHandle<HTAPICALL>(handle), 0, L"4711", driver_call_handle);
+        line_.Calls().MakeCall(AsHandle<HTAPICALL>(handle), 0, L"4711", driver_call_handle);
         Forget();
         return calls_.FindCall(driver_call_handle);
     }

@@ -1,14 +1,11 @@
-// The one lock around everything that is told to TAPI.
-
-#include "lines/event_lock.h"
+// Everything that lines tell TAPI goes through one gate.
 
 #include <chrono>
-#include <mutex>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/locks.h"
+#include "platform/event_lock.h"
 #include "tests/support/line_fixture.h"
 #include "tests/support/worker.h"
 
@@ -20,52 +17,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using namespace std::chrono_literals;
 
-/// Whether the calling thread gets the lock at once; it does not keep it.
-bool CanTake(event_lock& events) {
-    const bool taken = events.try_lock();
-    if (taken) {
-        events.unlock();
-    }
-    return taken;
-}
-
-TEST(event_lock, ItsHolderMayTakeItAgain) {
-    event_lock events;
-    const lock_guard outer(events);
-    EXPECT_TRUE(CanTake(events));
-}
-
-TEST(event_lock, NobodyElseGetsItWhileItIsHeld) {
-    event_lock events;
-    const lock_guard guard(events);
-    worker other([&] { EXPECT_FALSE(CanTake(events)); });
-    EXPECT_TRUE(other.FinishesWithin(kSoon));
-}
-
-TEST(event_lock, AHeldLockIsWaitedForUntilTheDeadlineOnly) {
-    event_lock events;
-    const lock_guard guard(events);
-    worker other([&] {
-        const auto deadline = lock_clock::now() + 50ms;
-        const bool taken = events.try_lock_until(deadline);
-        EXPECT_FALSE(taken);
-        EXPECT_GE(lock_clock::now(), deadline);
-        if (taken) {
-            events.unlock();
-        }
-    });
-    EXPECT_TRUE(other.FinishesWithin(kSoon));
-}
-
-TEST(event_lock, IsOpenUntilItIsShutAndThenShutForGood) {
-    event_lock events;
-    EXPECT_FALSE(events.IsShut());
-    events.Shut();
-    EXPECT_TRUE(events.IsShut());
-    events.Shut();
-    EXPECT_TRUE(events.IsShut());
-}
-
 using shut_event_lock = line_fixture;
 
 TEST_F(shut_event_lock, NothingIsToldOnceItIsShut) {
@@ -75,7 +26,7 @@ TEST_F(shut_event_lock, NothingIsToldOnceItIsShut) {
     Forget();
     line_.SendEvent(AsHandle<HTAPICALL>(0xC1), LINE_CALLINFO, 0x200, 0, 0);
     call->SetState(LINECALLSTATE_ONHOLD, 0, true);
-    line_.OnClientCallState(StateOf(L"call-2", L"Ringing"));
+    line_.Calls().OnClientCallState(StateOf(L"call-2", L"Ringing"));
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(call->State(), LINECALLSTATE_ONHOLD);
 }
