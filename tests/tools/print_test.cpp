@@ -1,4 +1,4 @@
-// What the host's program makes of events and wire lines for a reader.
+// What the demonstration makes of events and wire lines for a reader.
 
 #include <chrono>
 #include <mutex>
@@ -9,10 +9,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tools/telephony_host/merged_print.h"
-#include "tools/telephony_host/wire_text.h"
+#include "tools/demonstration/merged_print.h"
+#include "tools/demonstration/wire_text.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 namespace {
 
 using namespace std::chrono_literals;
@@ -140,4 +140,4 @@ TEST(WireText, ShowsWhatIsNoMessageAsItIs) {
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

@@ -9,10 +9,10 @@
 #include <gtest/gtest.h>
 
 #include "tests/tools/program_helper.h"
+#include "tools/demonstration/simulator_process.h"
 #include "tools/service_simulator/registry_publication.h"
-#include "tools/telephony_host/simulator_process.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 namespace {
 
 using namespace std::chrono_literals;
@@ -29,8 +29,8 @@ std::wstring WithProvider(const std::wstring& mode) {
     return mode + L" --provider \"" + tests::ProviderFile() + L"\"";
 }
 
-TEST(TelephonyHostProgram, PlaysAWorkingDay) {
-    const program_result day = RunProgram(L"telephony_host.exe", WithProvider(L"--day"), "", kPatience);
+TEST(DemonstrationProgram, PlaysAWorkingDay) {
+    const program_result day = RunProgram(L"demonstration.exe", WithProvider(L"--day"), "", kPatience);
     EXPECT_TRUE(day.ended);
     EXPECT_EQ(day.exit_code, 0U) << day.output;
     for (int step = 1; step <= 10; ++step) {
@@ -42,8 +42,8 @@ TEST(TelephonyHostProgram, PlaysAWorkingDay) {
     EXPECT_FALSE(simulator::registry_publication::Exists());
 }
 
-TEST(TelephonyHostProgram, TakesCommands) {
-    const program_result session = RunProgram(L"telephony_host.exe", WithProvider(L"--interactive"),
+TEST(DemonstrationProgram, TakesCommands) {
+    const program_result session = RunProgram(L"demonstration.exe", WithProvider(L"--interactive"),
                                               "list\n"
                                               "open\n"
                                               "ring 1001 +4930123 \"Dora M\xC3\xBCller\"\n"
@@ -83,8 +83,8 @@ TEST(TelephonyHostProgram, TakesCommands) {
     EXPECT_THAT(session.output, Not(HasSubstr("breach:")));
 }
 
-TEST(TelephonyHostProgram, EndsInGoodOrderWithItsInput) {
-    const program_result session = RunProgram(L"telephony_host.exe", WithProvider(L"--interactive"),
+TEST(DemonstrationProgram, EndsInGoodOrderWithItsInput) {
+    const program_result session = RunProgram(L"demonstration.exe", WithProvider(L"--interactive"),
                                               "open 1\nring 1001 5\nwait accepted", kPatience);
     EXPECT_TRUE(session.ended);
     EXPECT_EQ(session.exit_code, 0U) << session.output;
@@ -92,16 +92,16 @@ TEST(TelephonyHostProgram, EndsInGoodOrderWithItsInput) {
     EXPECT_THAT(session.output, HasSubstr("The provider kept its contract with TAPI."));
 }
 
-TEST(TelephonyHostProgram, SaysWhatIsWrong) {
-    const program_result usage = RunProgram(L"telephony_host.exe", L"--night", "", kPatience);
+TEST(DemonstrationProgram, SaysWhatIsWrong) {
+    const program_result usage = RunProgram(L"demonstration.exe", L"--night", "", kPatience);
     EXPECT_EQ(usage.exit_code, 2U);
-    EXPECT_THAT(usage.output, HasSubstr("usage: telephony_host"));
+    EXPECT_THAT(usage.output, HasSubstr("usage: demonstration"));
     const program_result missing =
-        RunProgram(L"telephony_host.exe", L"--day --provider C:\\missing.tsp", "", kPatience);
+        RunProgram(L"demonstration.exe", L"--day --provider C:\\missing.tsp", "", kPatience);
     EXPECT_EQ(missing.exit_code, 1U);
     EXPECT_THAT(missing.output, HasSubstr("the provider cannot be loaded"));
     const program_result foreign =
-        RunProgram(L"telephony_host.exe", L"--day --provider kernel32.dll", "", kPatience);
+        RunProgram(L"demonstration.exe", L"--day --provider kernel32.dll", "", kPatience);
     EXPECT_EQ(foreign.exit_code, 1U);
     EXPECT_THAT(foreign.output, HasSubstr("does not export TSPI_lineNegotiateTSPIVersion"));
 }
@@ -148,4 +148,4 @@ TEST(SimulatorProcess, RefusesAProgramThatIsNotThere) {
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

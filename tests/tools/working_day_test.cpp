@@ -1,6 +1,6 @@
 // The working day with a provider that does not do its work: it must not pass.
 
-#include "tools/telephony_host/working_day.h"
+#include "tools/demonstration/working_day.h"
 
 #include <chrono>
 #include <string>
@@ -11,8 +11,12 @@
 
 #include "tests/tools/fake_provider_helper.h"
 #include "tests/tools/program_helper.h"
+#include "tools/demonstration/application.h"
+#include "tools/demonstration/merged_print.h"
+#include "tools/demonstration/simulator_process.h"
+#include "tools/telephony_host/telephony_host.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 namespace {
 
 using namespace std::chrono_literals;
@@ -28,7 +32,7 @@ TEST(WorkingDay, FailsWithAProviderThatDoesNothing) {
                            [&](const std::string& line) { lines.push_back(line); });
         simulator_process service(tests::ProgramFolder() + L"service_simulator.exe",
                                   [](const wire_report&) {});
-        telephony_host host(provider.Module());
+        host::telephony_host host(provider.Module());
         application dialler(host, print);
         passed = working_day(dialler, service, print, 50ms).Play();
     }
@@ -49,7 +53,7 @@ TEST(WorkingDay, FailsWithAProviderThatBreaksItsContract) {
                            [&](const std::string& line) { lines.push_back(line); });
         simulator_process service(tests::ProgramFolder() + L"service_simulator.exe",
                                   [](const wire_report&) {});
-        telephony_host host(provider.Module());
+        host::telephony_host host(provider.Module());
         application dialler(host, print);
         EXPECT_EQ(host.Start(), 0);
         provider.completion(4711, 0);
@@ -61,4 +65,4 @@ TEST(WorkingDay, FailsWithAProviderThatBreaksItsContract) {
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

@@ -1,4 +1,4 @@
-#include "tools/telephony_host/interactive_prompt.h"
+#include "tools/demonstration/interactive_prompt.h"
 
 #include <algorithm>
 #include <array>
@@ -11,7 +11,7 @@
 #include "tools/telephony_host/event_text.h"
 #include "tools/telephony_host/names.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 namespace {
 
@@ -44,7 +44,7 @@ DWORD StateByName(const std::string& word) {
     std::transform(wanted.begin(), wanted.end(), wanted.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     for (DWORD state = LINECALLSTATE_IDLE; state <= LINECALLSTATE_UNKNOWN; state <<= 1U) {
-        if (CallStateName(state) == wanted) {
+        if (host::CallStateName(state) == wanted) {
             return state;
         }
     }
@@ -100,12 +100,7 @@ void interactive_prompt::Run(console::line_reader& input, console::line_writer& 
 }
 
 bool interactive_prompt::Finish() {
-    for (const call_view& each : host_.Calls()) {
-        if (each.State() != LINECALLSTATE_IDLE) {
-            (void)dialler_.Drop(each.call);
-        }
-        (void)dialler_.CloseCall(each.call);
-    }
+    dialler_.EndCalls();
     for (const HTAPILINE each : host_.OpenLines()) {
         (void)dialler_.CloseLine(each);
     }
@@ -195,9 +190,10 @@ HTAPICALL interactive_prompt::CallFor(const words& arguments, std::size_t positi
     if (position < arguments.size()) {
         return reinterpret_cast<HTAPICALL>(Number(arguments[position]));
     }
-    const std::vector<call_view> calls = host_.Calls();
-    const auto live = std::find_if(calls.rbegin(), calls.rend(),
-                                   [](const call_view& each) { return each.State() != LINECALLSTATE_IDLE; });
+    const std::vector<host::call_view> calls = host_.Calls();
+    const auto live = std::find_if(calls.rbegin(), calls.rend(), [](const host::call_view& each) {
+        return each.State() != LINECALLSTATE_IDLE;
+    });
     if (calls.empty()) {
         Refuse("there is no call");
     }
@@ -205,20 +201,20 @@ HTAPICALL interactive_prompt::CallFor(const words& arguments, std::size_t positi
 }
 
 std::optional<HTAPICALL> interactive_prompt::NewestCall(DWORD state) const {
-    const std::vector<call_view> calls = host_.Calls();
+    const std::vector<host::call_view> calls = host_.Calls();
     const auto found = std::find_if(calls.rbegin(), calls.rend(),
-                                    [state](const call_view& each) { return each.State() == state; });
+                                    [state](const host::call_view& each) { return each.State() == state; });
     return found == calls.rend() ? std::nullopt : std::optional(found->call);
 }
 
 void interactive_prompt::List(const words&) {
-    for (const line_device& each : host_.Devices()) {
-        const std::optional<line_caps> caps = host_.GetDevCaps(each.device_id);
+    for (const host::line_device& each : host_.Devices()) {
+        const std::optional<host::line_caps> caps = host_.GetDevCaps(each.device_id);
         const HTAPILINE line = LineOfDevice(each.device_id);
         print_.AddLine("device " + std::to_string(each.device_id) + "  permanent id " +
                        (caps ? std::to_string(static_cast<std::int32_t>(caps->permanent_line_id)) : "?") +
                        "  " + (caps ? console::ToUtf8(caps->line_name) : "?") + "  " +
-                       (line == nullptr ? "closed" : "open as " + HandleText(line)));
+                       (line == nullptr ? "closed" : "open as " + host::HandleText(line)));
     }
 }
 
@@ -227,7 +223,7 @@ void interactive_prompt::Open(const words& arguments) {
         (void)dialler_.OpenLine(static_cast<DWORD>(Number(arguments[0])));
         return;
     }
-    for (const line_device& each : host_.Devices()) {
+    for (const host::line_device& each : host_.Devices()) {
         if (LineOfDevice(each.device_id) == nullptr) {
             (void)dialler_.OpenLine(each.device_id);
         }
@@ -239,9 +235,9 @@ void interactive_prompt::Close(const words& arguments) {
 }
 
 void interactive_prompt::Calls(const words&) {
-    for (const call_view& each : host_.Calls()) {
-        print_.AddLine("call " + HandleText(each.call) + "  line " + HandleText(each.line) + "  " +
-                       CallStateName(each.State()));
+    for (const host::call_view& each : host_.Calls()) {
+        print_.AddLine("call " + host::HandleText(each.call) + "  line " + host::HandleText(each.line) +
+                       "  " + host::CallStateName(each.State()));
     }
 }
 
@@ -329,17 +325,17 @@ void interactive_prompt::Wait(const words& arguments) {
     if (arguments.size() > 1) {
         const HTAPICALL call = CallFor(arguments, 1);
         if (!host_.WaitForCurrentState(call, state, kPatience)) {
-            Refuse("call " + HandleText(call) + " did not come to " + CallStateName(state));
+            Refuse("call " + host::HandleText(call) + " did not come to " + host::CallStateName(state));
         }
         return;
     }
-    const auto in_state = [state](const tapi_event& each) {
+    const auto in_state = [state](const host::tapi_event& each) {
         return each.IsMessage(static_cast<DWORD>(LINE_CALLSTATE)) && each.param1 == state;
     };
     // Looking at the calls before and after the mark is taken leaves no gap for the message to slip through.
     const std::uint64_t since = host_.Mark();
     if (!NewestCall(state) && !host_.WaitForEvent(in_state, kPatience, since)) {
-        Refuse("no call came to " + CallStateName(state));
+        Refuse("no call came to " + host::CallStateName(state));
     }
 }
 
@@ -364,4 +360,4 @@ void interactive_prompt::Quit(const words&) {
     ended_ = true;
 }
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

@@ -2,16 +2,25 @@
 
 // A working day with the provider, played from the first line to the shutdown, every step checked.
 
+#include <windows.h>
+#include <winsock2.h>
+
 #include <chrono>
-#include <functional>
+#include <cstddef>
+#include <cstdint>
 #include <string>
+
+#include <tapi.h>
+#include <tspi.h>
+
 #include <vector>
 
-#include "tools/telephony_host/application.h"
-#include "tools/telephony_host/merged_print.h"
-#include "tools/telephony_host/simulator_process.h"
+#include "tools/demonstration/application.h"
+#include "tools/demonstration/merged_print.h"
+#include "tools/demonstration/simulator_process.h"
+#include "tools/telephony_host/telephony_host.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 /// Plays the day with a provider that has not been started. For one thread.
 class working_day {
@@ -52,14 +61,13 @@ class working_day {
     void CheckDevice(DWORD device_id, std::int32_t permanent_id, const std::wstring& name);
     HTAPICALL RingingCall(HTAPILINE line, const std::string& ring);
     void AnswerCall(HTAPICALL call);
-    void ExpectAccepted(const request_result& result, const std::string& what);
+    void ExpectAccepted(const host::request_result& result, const std::string& what);
     void ExpectState(HTAPICALL call, DWORD state, std::size_t from = 0);
     void ExpectEnd(HTAPICALL call, DWORD mode);
-    void FinishCalls();
     void PrintOutcomes();
 
     application& dialler_;
-    telephony_host& host_;
+    host::telephony_host& host_;
     simulator_process& service_;
     merged_print& print_;
     const std::chrono::milliseconds patience_;
@@ -70,4 +78,4 @@ class working_day {
     HTAPICALL workshop_call_ = nullptr;
 };
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

@@ -1,4 +1,4 @@
-#include "tools/telephony_host/merged_print.h"
+#include "tools/demonstration/merged_print.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 namespace {
 
@@ -159,4 +159,4 @@ void merged_print::Run() {
     }
 }
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

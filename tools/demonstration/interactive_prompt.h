@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "tools/console/line_io.h"
-#include "tools/telephony_host/application.h"
-#include "tools/telephony_host/merged_print.h"
-#include "tools/telephony_host/simulator_process.h"
+#include "tools/demonstration/application.h"
+#include "tools/demonstration/merged_print.h"
+#include "tools/demonstration/simulator_process.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 /// Carries out commands with a provider that has been started. For one thread.
 class interactive_prompt {
@@ -76,10 +76,10 @@ class interactive_prompt {
     [[nodiscard]] std::optional<HTAPICALL> NewestCall(DWORD state) const;
 
     application& dialler_;
-    telephony_host& host_;
+    host::telephony_host& host_;
     simulator_process& service_;
     merged_print& print_;
     bool ended_ = false;
 };
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

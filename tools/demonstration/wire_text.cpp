@@ -1,4 +1,4 @@
-#include "tools/telephony_host/wire_text.h"
+#include "tools/demonstration/wire_text.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +8,7 @@
 
 #include "tools/console/command_words.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 namespace {
 
@@ -190,4 +190,4 @@ std::string WireText(std::string_view message) {
     return text;
 }
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

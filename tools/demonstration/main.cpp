@@ -1,9 +1,10 @@
-// telephony_host: the telephony service's stand-in as a program. It loads a provider, starts the service
-// simulator as its other neighbour, and either plays a working day or takes commands.
+// demonstration: shows a provider at work between its two neighbours. It loads the provider as the telephony
+// service does, starts the service simulator, and either plays a working day or takes commands.
 
 #include <windows.h>
 #include <winsock2.h>
 
+#include <cstddef>
 #include <exception>
 #include <optional>
 
@@ -16,19 +17,21 @@
 
 #include "tools/console/command_words.h"
 #include "tools/console/line_io.h"
-#include "tools/telephony_host/application.h"
-#include "tools/telephony_host/interactive_prompt.h"
-#include "tools/telephony_host/merged_print.h"
-#include "tools/telephony_host/simulator_process.h"
-#include "tools/telephony_host/wire_text.h"
-#include "tools/telephony_host/working_day.h"
+#include "tools/demonstration/application.h"
+#include "tools/demonstration/interactive_prompt.h"
+#include "tools/demonstration/merged_print.h"
+#include "tools/demonstration/simulator_process.h"
+#include "tools/demonstration/wire_text.h"
+#include "tools/demonstration/working_day.h"
+#include "tools/telephony_host/provider_module.h"
+#include "tools/telephony_host/telephony_host.h"
 
 namespace {
 
 using namespace brivelnox;
 
 constexpr std::string_view kUsage =
-    "usage: telephony_host --day | --interactive [--provider <path>] [--simulator <path>]";
+    "usage: demonstration --day | --interactive [--provider <path>] [--simulator <path>]";
 
 struct arguments {
     bool day = false;
@@ -82,14 +85,14 @@ std::wstring LogFile() {
     return folder + L"\\Brivelnox\\Brivelnox.Tsp\\logs\\Brivelnox.Tsp.log";
 }
 
-void ShowWire(host::merged_print& print, const host::wire_report& line) {
+void ShowWire(demonstration::merged_print& print, const demonstration::wire_report& line) {
     const std::string mark = line.direction == "in" ? "> " : line.direction == "out" ? "< " : "- ";
-    const std::string text = line.direction == "note" ? line.text : host::WireText(line.text);
-    print.Add(host::print_column::kWire, line.time, mark + text);
+    const std::string text = line.direction == "note" ? line.text : demonstration::WireText(line.text);
+    print.Add(demonstration::print_column::kWire, line.time, mark + text);
 }
 
-bool PlayInteractively(host::application& dialler, host::simulator_process& service,
-                       host::merged_print& print, console::line_writer& output) {
+bool PlayInteractively(demonstration::application& dialler, demonstration::simulator_process& service,
+                       demonstration::merged_print& print, console::line_writer& output) {
     for (const char* const line :
          {"register 1001 \"Anna Berger (Reception)\"", "register 1002 \"Bruno Keller (Sales)\""}) {
         (void)service.Command(line);
@@ -101,29 +104,30 @@ bool PlayInteractively(host::application& dialler, host::simulator_process& serv
     const HANDLE input_handle = GetStdHandle(STD_INPUT_HANDLE);
     const bool typed = GetFileType(input_handle) == FILE_TYPE_CHAR;
     console::line_reader input(input_handle);
-    host::interactive_prompt prompt(dialler, service, print);
+    demonstration::interactive_prompt prompt(dialler, service, print);
     prompt.Run(input, output,
-               typed ? host::interactive_prompt::echo::kPrompt : host::interactive_prompt::echo::kCommands);
+               typed ? demonstration::interactive_prompt::echo::kPrompt
+                     : demonstration::interactive_prompt::echo::kCommands);
     return prompt.Finish();
 }
 
 int Run(const arguments& wanted, console::line_writer& output) {
-    const auto start = host::merged_print::clock::now();
+    const auto start = demonstration::merged_print::clock::now();
     const host::provider_module provider(wanted.provider);
     const std::string missing = provider.Missing();
     if (!missing.empty()) {
         (void)output.Write("the provider does not export " + missing);
         return 1;
     }
-    host::merged_print print(start, [&](const std::string& line) { (void)output.Write(line); });
-    host::simulator_process service(wanted.simulator,
-                                    [&](const host::wire_report& line) { ShowWire(print, line); });
+    demonstration::merged_print print(start, [&](const std::string& line) { (void)output.Write(line); });
+    demonstration::simulator_process service(
+        wanted.simulator, [&](const demonstration::wire_report& line) { ShowWire(print, line); });
     host::host_options options;
     options.created_device_offset =
         100;  // easy to read, and out of reach of the few lines of a demonstration
     host::telephony_host service_host(provider, options);
-    host::application dialler(service_host, print);
-    const bool good = wanted.day ? host::working_day(dialler, service, print).Play()
+    demonstration::application dialler(service_host, print);
+    const bool good = wanted.day ? demonstration::working_day(dialler, service, print).Play()
                                  : PlayInteractively(dialler, service, print, output);
     print.Flush();
     print.AddLine("log file: " + console::ToUtf8(LogFile()));
@@ -144,7 +148,7 @@ int main() {
     try {
         return Run(*wanted, output);
     } catch (const std::exception& failure) {
-        (void)output.Write(std::string("telephony_host: ") + failure.what());
+        (void)output.Write(std::string("demonstration: ") + failure.what());
         return 1;
     }
 }

@@ -1,12 +1,15 @@
-#include "tools/telephony_host/working_day.h"
+#include "tools/demonstration/working_day.h"
 
+#include <exception>
+#include <optional>
 #include <stdexcept>
-#include <utility>
 
 #include "tools/telephony_host/event_text.h"
+#include "tools/telephony_host/information.h"
 #include "tools/telephony_host/names.h"
+#include "tools/telephony_host/tapi_event.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 namespace {
 
@@ -85,7 +88,7 @@ void working_day::StartAndList() {
     Service("plan 1001 200 ringback \"Emil Hauser\"");
     Service("plan 1001 202 answered \"Frida Stern\"");
     Expect(dialler_.Start() == 0, "the provider starts");
-    const std::vector<line_device> devices = host_.Devices();
+    const std::vector<host::line_device> devices = host_.Devices();
     Expect(devices.size() == 2, "two lines, not " + std::to_string(devices.size()));
     CheckDevice(devices[0].device_id, kReception, kReceptionName);
     reception_ = dialler_.OpenLine(devices[0].device_id);
@@ -96,7 +99,7 @@ void working_day::StartAndList() {
 
 void working_day::IncomingCall() {
     const HTAPICALL call = RingingCall(reception_, "ring 1001 +493055501 \"Dora Lindt\"");
-    const std::optional<call_information> told = dialler_.GetCallInfo(call);
+    const std::optional<host::call_information> told = dialler_.GetCallInfo(call);
     Expect(told && told->caller.number == kCallerNumber && told->caller.name == kCallerName,
            "the caller's number and name");
     Expect(told->origin == LINECALLORIGIN_INBOUND, "an inbound call");
@@ -119,13 +122,13 @@ void working_day::IncomingCall() {
 }
 
 void working_day::OutgoingCall() {
-    const request_result made = dialler_.MakeCall(reception_, L"200");
+    const host::request_result made = dialler_.MakeCall(reception_, L"200");
     ExpectAccepted(made, "make call");
     ExpectState(made.call, LINECALLSTATE_PROCEEDING);
     ExpectState(made.call, LINECALLSTATE_RINGBACK);
     Service("connect 1001");
     ExpectState(made.call, LINECALLSTATE_CONNECTED);
-    const std::optional<call_information> told = dialler_.GetCallInfo(made.call);
+    const std::optional<host::call_information> told = dialler_.GetCallInfo(made.call);
     Expect(told && told->called.number == L"200" && told->called.name == L"Emil Hauser", "the called party");
     ExpectAccepted(dialler_.Drop(made.call), "drop");
     ExpectEnd(made.call, LINEDISCONNECTMODE_NORMAL);
@@ -135,7 +138,7 @@ void working_day::OutgoingCall() {
 void working_day::ConsultAndTransfer() {
     const HTAPICALL first = RingingCall(reception_, "ring 1001 +493055502 \"Gustav Reim\"");
     AnswerCall(first);
-    const request_result consultation = dialler_.SetupTransfer(first);
+    const host::request_result consultation = dialler_.SetupTransfer(first);
     ExpectAccepted(consultation, "set up transfer");
     ExpectState(consultation.call, LINECALLSTATE_DIALTONE);
     // The softphone puts its first call on hold when its user turns to another.
@@ -153,7 +156,7 @@ void working_day::ConsultAndTransfer() {
 }
 
 void working_day::BusyNumber() {
-    const request_result made = dialler_.MakeCall(sales_, L"486");
+    const host::request_result made = dialler_.MakeCall(sales_, L"486");
     ExpectAccepted(made, "make call");
     ExpectState(made.call, LINECALLSTATE_BUSY);
     ExpectState(made.call, LINECALLSTATE_IDLE);
@@ -163,7 +166,7 @@ void working_day::BusyNumber() {
 void working_day::BlindTransfer() {
     const HTAPICALL call =
         RingingCall(sales_, "ring 1002 +493055503 \"Hanna Otto\" 1001 \"Anna Berger\" CFB");
-    const std::optional<call_information> told = dialler_.GetCallInfo(call);
+    const std::optional<host::call_information> told = dialler_.GetCallInfo(call);
     Expect(told && told->reason == LINECALLREASON_FWDBUSY && told->redirecting.number == L"1001",
            "who forwarded the call, and why");
     AnswerCall(call);
@@ -175,7 +178,7 @@ void working_day::BlindTransfer() {
 void working_day::NewSoftphone() {
     const std::uint64_t since = host_.Mark();
     Service("register 1003 \"Clara Vogt (Workshop)\"");
-    const std::optional<tapi_event> created =
+    const std::optional<host::tapi_event> created =
         host_.WaitForMessage(static_cast<DWORD>(LINE_CREATE), patience_, since);
     Expect(created.has_value(), "LINE_CREATE");
     const std::optional<DWORD> device =
@@ -198,20 +201,11 @@ void working_day::SoftphoneGoesAway() {
 }
 
 void working_day::Shutdown() {
-    FinishCalls();
+    dialler_.EndCalls();
     for (const HTAPILINE each : host_.OpenLines()) {
         Expect(dialler_.CloseLine(each) == 0, "a line closes");
     }
     Expect(dialler_.Shutdown() == 0, "the provider shuts down");
-}
-
-void working_day::FinishCalls() {
-    for (const call_view& each : host_.Calls()) {
-        if (each.State() != LINECALLSTATE_IDLE) {
-            (void)dialler_.Drop(each.call);
-        }
-        (void)dialler_.CloseCall(each.call);
-    }
 }
 
 void working_day::Contract() {
@@ -220,7 +214,7 @@ void working_day::Contract() {
         print_.AddLine("breach: " + each);
     }
     Expect(breaches.empty(), std::to_string(host_.Checker().BreachCount()) + " breaches");
-    Expect(telephony_host::StrayCallbacks() == 0, "no message from nowhere");
+    Expect(host::telephony_host::StrayCallbacks() == 0, "no message from nowhere");
     print_.AddLine("messages and completions: " + std::to_string(host_.Mark()) + ", breaches: none");
 }
 
@@ -237,7 +231,7 @@ std::string working_day::Service(const std::string& command) {
 }
 
 void working_day::CheckDevice(DWORD device_id, std::int32_t permanent_id, const std::wstring& name) {
-    const std::optional<line_caps> caps = dialler_.GetDevCaps(device_id);
+    const std::optional<host::line_caps> caps = dialler_.GetDevCaps(device_id);
     Expect(caps && caps->line_name == name && caps->permanent_line_id == static_cast<DWORD>(permanent_id),
            "the name and the permanent id of line " + std::to_string(permanent_id));
 }
@@ -257,26 +251,26 @@ void working_day::AnswerCall(HTAPICALL call) {
     ExpectState(call, LINECALLSTATE_CONNECTED);
 }
 
-void working_day::ExpectAccepted(const request_result& result, const std::string& what) {
-    Expect(result.Accepted(), what + " is accepted, not " + ResultName(result.returned));
+void working_day::ExpectAccepted(const host::request_result& result, const std::string& what) {
+    Expect(result.Accepted(), what + " is accepted, not " + host::ResultName(result.returned));
     Expect(host_.WaitForCompletion(result.request_id, patience_) == 0, what + " is completed with 0");
 }
 
 void working_day::ExpectState(HTAPICALL call, DWORD state, std::size_t from) {
     Expect(host_.WaitForCallState(call, state, patience_, from),
-           CallStateName(state) + " for call " + HandleText(call));
+           host::CallStateName(state) + " for call " + host::HandleText(call));
 }
 
 void working_day::ExpectEnd(HTAPICALL call, DWORD mode) {
     ExpectState(call, LINECALLSTATE_DISCONNECTED);
     ExpectState(call, LINECALLSTATE_IDLE);
-    const std::optional<call_view> view = host_.View(call);
+    const std::optional<host::call_view> view = host_.View(call);
     for (std::size_t i = 0; view && i < view->states.size(); ++i) {
         if (view->states[i] == LINECALLSTATE_DISCONNECTED) {
-            Expect(view->modes[i] == mode, "disconnected as " + DisconnectModeName(mode) + ", not as " +
-                                               DisconnectModeName(view->modes[i]));
+            Expect(view->modes[i] == mode, "disconnected as " + host::DisconnectModeName(mode) + ", not as " +
+                                               host::DisconnectModeName(view->modes[i]));
         }
     }
 }
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

@@ -18,7 +18,7 @@
 #include "platform/unique_handle.h"
 #include "tools/console/line_io.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 /// What a command of the simulator brought.
 struct simulator_reply {
@@ -70,4 +70,4 @@ class simulator_process {
     std::thread reader_;
 };
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 enum class print_column { kApplication, kWire, kTapi };
 
@@ -63,4 +63,4 @@ std::vector<std::string> ColumnHeading();
 /// counts by characters.
 std::vector<std::string> WrapText(const std::string& text, std::size_t width);
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 /// A message of the wire in short: without its envelope, the most telling values first, attribute names cut
 /// short, UUIDs cut to their first group, entities decoded, UTF-8. For example `CallState Ringing line=1001
@@ -11,4 +11,4 @@ namespace brivelnox::host {
 /// EscapeLine's form, shortened.
 std::string WireText(std::string_view message);
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration

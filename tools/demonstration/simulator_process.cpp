@@ -1,4 +1,4 @@
-#include "tools/telephony_host/simulator_process.h"
+#include "tools/demonstration/simulator_process.h"
 
 #include <charconv>
 #include <stdexcept>
@@ -7,7 +7,7 @@
 
 #include "tools/console/command_words.h"
 
-namespace brivelnox::host {
+namespace brivelnox::demonstration {
 
 namespace {
 
@@ -153,4 +153,4 @@ simulator_reply simulator_process::Command(const std::string& line) {
     }
 }
 
-}  // namespace brivelnox::host
+}  // namespace brivelnox::demonstration
