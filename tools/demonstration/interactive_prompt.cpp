@@ -4,26 +4,31 @@
 #include <array>
 #include <cctype>
 #include <chrono>
-#include <stdexcept>
-#include <utility>
+#include <cstdint>
+#include <exception>
+#include <string_view>
+#include <vector>
 
 #include "tools/console/command_words.h"
 #include "tools/telephony_host/event_text.h"
+#include "tools/telephony_host/information.h"
 #include "tools/telephony_host/names.h"
+#include "tools/telephony_host/tapi_event.h"
 
 namespace brivelnox::demonstration {
 
 namespace {
 
+using console::Refuse;
+
 constexpr std::chrono::milliseconds kPatience{10000};
 
-/// The commands that are the softphones'. The rest of the service's own commands are for tests.
-constexpr std::array<std::string_view, 11> kServiceCommands{"ring",   "ringback",   "connect",  "park",
-                                                            "hangup", "remove",     "register", "unregister",
-                                                            "phones", "phonecalls", "plan"};
-
-[[noreturn]] void Refuse(const std::string& why) {
-    throw std::invalid_argument(why);
+/// Whether the command is one of the softphones'. The rest of the service's own commands are for tests.
+bool IsSoftphoneCommand(std::string_view name) {
+    static constexpr auto kNames =
+        std::to_array<std::string_view>({"ring", "ringback", "connect", "park", "hangup", "remove",
+                                         "register", "unregister", "phones", "phonecalls", "plan"});
+    return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
 }
 
 std::uintptr_t Number(const std::string& word) {
@@ -53,33 +58,39 @@ DWORD StateByName(const std::string& word) {
 
 }  // namespace
 
-const std::vector<interactive_prompt::command>& interactive_prompt::Commands() {
+console::command_table interactive_prompt::Commands() {
     using self = interactive_prompt;
-    static const std::vector<command> commands{
-        {"list", "", 0, &self::List, "the lines with name, permanent id and device id"},
-        {"open", "[device]", 0, &self::Open, "opens a line, or all of them"},
-        {"close", "<device>", 1, &self::Close, "closes a line"},
-        {"calls", "", 0, &self::Calls, "the calls"},
-        {"dial", "<number> [device]", 1, &self::Dial, "dials on a call with dial tone, else makes a call"},
-        {"answer", "[call]", 0, &self::Answer, "answers"},
-        {"hold", "[call]", 0, &self::Hold, "puts on hold"},
-        {"unhold", "[call]", 0, &self::Unhold, "takes back from hold"},
-        {"swap", "[active held]", 0, &self::Swap, "swaps the active and the held call"},
-        {"transfer", "[call]", 0, &self::Transfer, "sets up a consultation call for a transfer"},
-        {"complete", "[call consultation]", 0, &self::Complete, "completes the transfer"},
-        {"blind", "<number> [call]", 1, &self::Blind, "transfers without asking"},
-        {"redirect", "<number> [call]", 1, &self::Redirect, "redirects an offered call"},
-        {"digits", "<digits> [call]", 1, &self::Digits, "sends digits"},
-        {"drop", "[call]", 0, &self::Drop, "hangs up"},
-        {"closecall", "[call]", 0, &self::CloseCall, "gives the call's handle back"},
-        {"info", "[call]", 0, &self::Info, "who is calling whom, and why"},
-        {"status", "[call]", 0, &self::Status, "the call's state and what can be done with it"},
-        {"wait", "<state> [call]", 1, &self::Wait,
-         "waits until a call is in the state, for input from a file"},
-        {"help", "", 0, &self::Help, "this list"},
-        {"quit", "", 0, &self::Quit, "closes everything and ends"},
+    // What they bring shows in the print.
+    const auto by = [this](void (self::*operation)(const words&)) {
+        return [this, operation](const words& arguments) {
+            (this->*operation)(arguments);
+            return std::string();
+        };
     };
-    return commands;
+    return console::command_table({
+        {"list", "", "the lines with name, permanent id and device id", by(&self::List)},
+        {"open", "[device]", "opens a line, or all of them", by(&self::Open)},
+        {"close", "<device>", "closes a line", by(&self::Close)},
+        {"calls", "", "the calls", by(&self::Calls)},
+        {"dial", "<number> [device]", "dials on a call with dial tone, else makes a call", by(&self::Dial)},
+        {"answer", "[call]", "answers", by(&self::Answer)},
+        {"hold", "[call]", "puts on hold", by(&self::Hold)},
+        {"unhold", "[call]", "takes back from hold", by(&self::Unhold)},
+        {"swap", "[active held]", "swaps the active and the held call", by(&self::Swap)},
+        {"transfer", "[call]", "sets up a consultation call for a transfer", by(&self::Transfer)},
+        {"complete", "[call consultation]", "completes the transfer", by(&self::Complete)},
+        {"blind", "<number> [call]", "transfers without asking", by(&self::Blind)},
+        {"redirect", "<number> [call]", "redirects an offered call", by(&self::Redirect)},
+        {"digits", "<digits> [call]", "sends digits", by(&self::Digits)},
+        {"drop", "[call]", "hangs up", by(&self::Drop)},
+        {"closecall", "[call]", "gives the call's handle back", by(&self::CloseCall)},
+        {"info", "[call]", "who is calling whom, and why", by(&self::Info)},
+        {"status", "[call]", "the call's state and what can be done with it", by(&self::Status)},
+        {"wait", "<state> [call]", "waits until a call is in the state, for input from a file",
+         by(&self::Wait)},
+        {"help", "", "this list", by(&self::Help)},
+        {"quit", "", "closes everything and ends", by(&self::Quit)},
+    });
 }
 
 interactive_prompt::interactive_prompt(application& dialler, simulator_process& service, merged_print& print)
@@ -116,50 +127,32 @@ bool interactive_prompt::Finish() {
 }
 
 bool interactive_prompt::Execute(const std::string& line) {
-    words arguments = console::SplitWords(line);
-    if (!arguments.empty()) {
-        const std::string name = arguments.front();
-        arguments.erase(arguments.begin());
-        try {
-            RunCommand(name, arguments);
-        } catch (const std::exception& failure) {
-            print_.AddLine(std::string("error: ") + failure.what());
+    const words all = console::SplitWords(line);
+    try {
+        if (!all.empty() && !commands_.Run(all)) {
+            PassToService(all);
         }
+    } catch (const std::exception& failure) {
+        print_.AddLine(std::string("error: ") + failure.what());
     }
     return !ended_;
 }
 
-void interactive_prompt::RunCommand(const std::string& name, const words& arguments) {
-    const auto found = std::find_if(Commands().begin(), Commands().end(),
-                                    [&](const command& known) { return known.name == name; });
-    if (found == Commands().end()) {
-        if (!PassToService(name, arguments)) {
-            Refuse("unknown command " + name + ", try help");
-        }
-        return;
+void interactive_prompt::PassToService(const words& all) {
+    if (!IsSoftphoneCommand(all.front())) {
+        Refuse("unknown command " + all.front() + ", try help");
     }
-    if (arguments.size() < found->least_words) {
-        Refuse("usage: " + name + " " + std::string(found->arguments));
-    }
-    (this->*found->run)(arguments);
-}
-
-bool interactive_prompt::PassToService(const std::string& name, const words& arguments) {
-    if (std::find(kServiceCommands.begin(), kServiceCommands.end(), name) == kServiceCommands.end()) {
-        return false;
-    }
-    std::string line = name;
-    for (const std::string& word : arguments) {
+    std::string line;
+    for (const std::string& word : all) {
         // The prompt speaks UTF-8, the service the ANSI code page.
         const std::string ansi = console::ToAnsi(console::FromUtf8(word));
-        line += " " + console::EscapeLine(console::QuoteWord(ansi));
+        line.append(line.empty() ? "" : " ").append(console::EscapeLine(console::QuoteWord(ansi)));
     }
     const simulator_reply reply = service_.Command(line);
     for (const std::string& each : reply.lines) {
         print_.AddLine("service: " + console::ToUtf8(console::FromAnsi(console::UnescapeLine(each))));
     }
     print_.AddLine((reply.success ? "service: ok " : "error: ") + reply.text);
-    return true;
 }
 
 HTAPILINE interactive_prompt::LineOfDevice(DWORD device_id) const {
@@ -340,16 +333,13 @@ void interactive_prompt::Wait(const words& arguments) {
 }
 
 void interactive_prompt::Help(const words&) {
-    for (const command& known : Commands()) {
-        std::string usage = std::string(known.name) + " " + std::string(known.arguments);
-        usage.resize(std::max<std::size_t>(usage.size(), 32), ' ');
-        print_.AddLine("  " + usage + std::string(known.help));
+    for (const std::string& each : commands_.Help()) {
+        print_.AddLine("  " + each);
     }
     print_.AddLine("and on the service's side, for the softphone with a permanent id:");
     for (const std::string& each : service_.Command("help").lines) {
         const words parts = console::SplitWords(each);
-        if (parts.size() > 1 &&
-            std::find(kServiceCommands.begin(), kServiceCommands.end(), parts[1]) != kServiceCommands.end()) {
+        if (parts.size() > 1 && IsSoftphoneCommand(parts[1])) {
             print_.AddLine("  " + each.substr(each.find(' ') + 1));
         }
     }

@@ -2,15 +2,22 @@
 
 // A dialler at a prompt: the application's commands, and those of the softphones on the service's side.
 
+#include <windows.h>
+#include <winsock2.h>
+
+#include <cstddef>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
+#include <tapi.h>
+#include <tspi.h>
+
+#include "tools/console/command_table.h"
 #include "tools/console/line_io.h"
 #include "tools/demonstration/application.h"
 #include "tools/demonstration/merged_print.h"
 #include "tools/demonstration/simulator_process.h"
+#include "tools/telephony_host/telephony_host.h"
 
 namespace brivelnox::demonstration {
 
@@ -18,6 +25,8 @@ namespace brivelnox::demonstration {
 class interactive_prompt {
   public:
     interactive_prompt(application& dialler, simulator_process& service, merged_print& print);
+    interactive_prompt(const interactive_prompt&) = delete;
+    interactive_prompt& operator=(const interactive_prompt&) = delete;
 
     /// What shows the reader where a command is: a prompt for a person who types, the command itself where
     /// the input is a file or a pipe and nobody sees it.
@@ -34,18 +43,9 @@ class interactive_prompt {
     bool Finish();
 
   private:
-    using words = std::vector<std::string>;
-    /// What is wrong is thrown as std::invalid_argument.
-    using operation = void (interactive_prompt::*)(const words&);
-    struct command {
-        std::string_view name;
-        std::string_view arguments;
-        std::size_t least_words = 0;
-        operation run = nullptr;
-        std::string_view help;
-    };
-    static const std::vector<command>& Commands();
+    using words = console::words;
 
+    console::command_table Commands();
     void List(const words& arguments);
     void Open(const words& arguments);
     void Close(const words& arguments);
@@ -68,8 +68,7 @@ class interactive_prompt {
     void Help(const words& arguments);
     void Quit(const words& arguments);
 
-    void RunCommand(const std::string& name, const words& arguments);
-    bool PassToService(const std::string& name, const words& arguments);
+    void PassToService(const words& all);
     [[nodiscard]] HTAPILINE LineOfDevice(DWORD device_id) const;
     [[nodiscard]] HTAPILINE LineFor(const words& arguments, std::size_t position) const;
     [[nodiscard]] HTAPICALL CallFor(const words& arguments, std::size_t position) const;
@@ -79,6 +78,7 @@ class interactive_prompt {
     host::telephony_host& host_;
     simulator_process& service_;
     merged_print& print_;
+    const console::command_table commands_ = Commands();
     bool ended_ = false;
 };
 

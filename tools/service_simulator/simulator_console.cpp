@@ -1,8 +1,11 @@
 #include "tools/service_simulator/simulator_console.h"
 
-#include <algorithm>
 #include <array>
-#include <stdexcept>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <optional>
 #include <utility>
 
 #include "tools/console/command_words.h"
@@ -13,12 +16,9 @@ namespace {
 
 using console::EscapeLine;
 using console::QuoteWord;
+using console::Refuse;
 using console::ToNumber;
 using console::UnescapeLine;
-
-[[noreturn]] void Refuse(const std::string& why) {
-    throw std::invalid_argument(why);
-}
 
 std::int32_t Number(const std::string& word, const char* what) {
     const std::optional<std::int32_t> number = ToNumber(word);
@@ -35,7 +35,7 @@ bool OnOff(const std::string& word) {
     return word == "on";
 }
 
-std::string WordAt(const std::vector<std::string>& words, std::size_t position) {
+std::string WordAt(const console::words& words, std::size_t position) {
     return position < words.size() ? words[position] : std::string();
 }
 
@@ -80,36 +80,38 @@ std::string WireReport(const wire_line& line) {
     return text + std::to_string(line.connection) + " " + EscapeLine(line.text);
 }
 
-const std::vector<simulator_console::command>& simulator_console::Commands() {
+console::command_table simulator_console::Commands() {
     using self = simulator_console;
-    static const std::vector<command> commands{
-        {"register", "<line> [name] [port]", 1, &self::Register, "registers a softphone, or renews it"},
-        {"unregister", "<line>", 1, &self::Unregister, "the softphone goes away"},
-        {"status", "<line> client|sip on|off", 3, &self::Status, "changes one of its connections"},
-        {"ring", "<line> <number> [name] [forwarder number] [name] [type]", 2, &self::Ring,
-         "an incoming call"},
-        {"phonedial", "<line> <number> [name]", 2, &self::Dial, "its user dials"},
-        {"ringback", "<line> [call]", 1, &self::Ringback, "the far end rings"},
-        {"connect", "<line> [call]", 1, &self::Connect, "the call is answered or resumed"},
-        {"park", "<line> [call]", 1, &self::Park, "the call is put on hold"},
-        {"state", "<line> <state> [call]", 2, &self::State, "any state by its name"},
-        {"hangup", "<line> <reason> [call]", 2, &self::Hangup, "the call is hung up, not yet removed"},
-        {"remove", "<line> [call]", 1, &self::Remove, "the call is removed"},
-        {"digits", "<line> [call]", 1, &self::Digits, "the digits played to the call so far"},
-        {"automatic", "<line> on|off", 2, &self::Automatic, "whether it reacts to requests by itself"},
-        {"plan", "<line> <number> <outcome> [name]", 3, &self::Plan,
-         "what a dialled number does: ringback, answered, busy, unknown, silent"},
-        {"phones", "", 0, &self::List, "the softphones"},
-        {"phonecalls", "<line>", 1, &self::Calls, "a softphone's calls"},
-        {"raw", "<bytes>", 1, &self::Raw, "sends any bytes, \\xNN for those that cannot be typed"},
-        {"answers", "list|keepalive on|off", 2, &self::Answers, "whether requests are answered"},
-        {"reading", "on|off", 1, &self::Reading, "whether the connection is read from"},
-        {"break", "graceful|reset", 1, &self::Drop, "ends the connection"},
-        {"restart", "", 0, &self::Restart, "goes away and comes back on another port"},
-        {"help", "", 0, &self::Help, "this list"},
-        {"quit", "", 0, &self::Quit, "ends the service"},
+    const auto by = [this](std::string (self::*operation)(const words&)) {
+        return std::bind_front(operation, this);
     };
-    return commands;
+    return console::command_table({
+        {"register", "<line> [name] [port]", "registers a softphone, or renews it", by(&self::Register)},
+        {"unregister", "<line>", "the softphone goes away", by(&self::Unregister)},
+        {"status", "<line> client|sip on|off", "changes one of its connections", by(&self::Status)},
+        {"ring", "<line> <number> [name] [forwarder number] [name] [type]", "an incoming call",
+         by(&self::Ring)},
+        {"phonedial", "<line> <number> [name]", "its user dials", by(&self::Dial)},
+        {"ringback", "<line> [call]", "the far end rings", by(&self::Ringback)},
+        {"connect", "<line> [call]", "the call is answered or resumed", by(&self::Connect)},
+        {"park", "<line> [call]", "the call is put on hold", by(&self::Park)},
+        {"state", "<line> <state> [call]", "any state by its name", by(&self::State)},
+        {"hangup", "<line> <reason> [call]", "the call is hung up, not yet removed", by(&self::Hangup)},
+        {"remove", "<line> [call]", "the call is removed", by(&self::Remove)},
+        {"digits", "<line> [call]", "the digits played to the call so far", by(&self::Digits)},
+        {"automatic", "<line> on|off", "whether it reacts to requests by itself", by(&self::Automatic)},
+        {"plan", "<line> <number> <outcome> [name]",
+         "what a dialled number does: ringback, answered, busy, unknown, silent", by(&self::Plan)},
+        {"phones", "", "the softphones", by(&self::List)},
+        {"phonecalls", "<line>", "a softphone's calls", by(&self::Calls)},
+        {"raw", "<bytes>", "sends any bytes, \\xNN for those that cannot be typed", by(&self::Raw)},
+        {"answers", "list|keepalive on|off", "whether requests are answered", by(&self::Answers)},
+        {"reading", "on|off", "whether the connection is read from", by(&self::Reading)},
+        {"break", "graceful|reset", "ends the connection", by(&self::Drop)},
+        {"restart", "", "goes away and comes back on another port", by(&self::Restart)},
+        {"help", "", "this list", by(&self::Help)},
+        {"quit", "", "ends the service", by(&self::Quit)},
+    });
 }
 
 simulator_console::simulator_console(service_simulator& simulator,
@@ -124,19 +126,12 @@ bool simulator_console::Execute(std::string_view line) {
     for (std::string& word : all) {
         word = UnescapeLine(word);
     }
-    const std::string name = all.front();
-    all.erase(all.begin());
-    const auto found = std::find_if(Commands().begin(), Commands().end(),
-                                    [&](const command& known) { return known.name == name; });
     try {
-        if (found == Commands().end()) {
-            Refuse("unknown command " + name);
+        const std::optional<std::string> result = commands_.Run(all);
+        if (!result) {
+            Refuse("unknown command " + all.front());
         }
-        if (all.size() < found->least_words) {
-            Refuse("usage: " + name + " " + std::string(found->arguments));
-        }
-        const std::string result = (this->*found->run)(all);
-        print_("OK " + name + (result.empty() ? "" : " " + EscapeLine(result)));
+        print_("OK " + all.front() + (result->empty() ? "" : " " + EscapeLine(*result)));
     } catch (const std::exception& failure) {
         print_("ERR " + EscapeLine(failure.what()));
     }
@@ -144,9 +139,8 @@ bool simulator_console::Execute(std::string_view line) {
 }
 
 std::string simulator_console::Help(const words&) {
-    for (const command& known : Commands()) {
-        print_("HELP " + std::string(known.name) + " " + std::string(known.arguments) + " - " +
-               std::string(known.help));
+    for (const std::string& each : commands_.Help()) {
+        print_("HELP " + each);
     }
     return {};
 }

@@ -2,12 +2,16 @@
 
 // The simulator's commands, one per line.
 
+#include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "tools/console/command_table.h"
 #include "tools/service_simulator/service_simulator.h"
+#include "tools/service_simulator/softphone.h"
+#include "tools/service_simulator/wire_log.h"
 
 namespace brivelnox::simulator {
 
@@ -21,6 +25,8 @@ class simulator_console {
   public:
     /// `print` takes each line of output.
     simulator_console(service_simulator& simulator, std::function<void(const std::string&)> print);
+    simulator_console(const simulator_console&) = delete;
+    simulator_console& operator=(const simulator_console&) = delete;
 
     /// Carries out one command line; words may hold the escapes of EscapeLine. Whatever it prints ends with
     /// one line that begins with "OK " and the command's name, followed by its result if it has one, or with
@@ -29,19 +35,9 @@ class simulator_console {
     bool Execute(std::string_view line);
 
   private:
-    using words = std::vector<std::string>;
-    /// Takes the words after the command's name and returns the result. What is wrong is thrown as
-    /// std::invalid_argument.
-    using operation = std::string (simulator_console::*)(const words&);
-    struct command {
-        std::string_view name;
-        std::string_view arguments;
-        std::size_t least_words = 0;
-        operation run = nullptr;
-        std::string_view help;
-    };
-    static const std::vector<command>& Commands();
+    using words = console::words;
 
+    console::command_table Commands();
     std::string Help(const words& arguments);
     std::string List(const words& arguments);
     std::string Calls(const words& arguments);
@@ -71,7 +67,8 @@ class simulator_console {
     std::string ChangeCall(const words& arguments, const std::string& state);
 
     service_simulator& simulator_;
-    std::function<void(const std::string&)> print_;
+    const std::function<void(const std::string&)> print_;
+    const console::command_table commands_ = Commands();
     bool ended_ = false;
 };
 
