@@ -5,6 +5,8 @@
 #include <array>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -83,6 +85,15 @@ TEST(RequestParser, TakesEmptyValues) {
     EXPECT_EQ(parsed.digits, "");
 }
 
+TEST(RequestParser, TakesEveryCharacterThatXmlAllowsInAValue) {
+    const request parsed = ParseRequest(
+        "<msg><request><forwardCall permanentLineId='4' clientCallId=' c ' "
+        "phoneNumber='\"\xFC\">/= '/></request></msg>");
+    EXPECT_EQ(parsed.kind, request_kind::kForwardCall);
+    EXPECT_EQ(parsed.client_call_id, " c ");
+    EXPECT_EQ(parsed.phone_number, "\"\xFC\">/= ");
+}
+
 TEST(RequestParser, FindsEverythingElseMalformed) {
     constexpr auto kMalformed = std::to_array<std::string_view>({
         "",
@@ -103,6 +114,13 @@ TEST(RequestParser, FindsEverythingElseMalformed) {
         "<msg><request><acceptCall permanentLineId='1' clientCallId='it's'/></request></msg>",
         "<msg><request><acceptCall permanentLineId='1' clientCallId='a<b'/></request></msg>",
         "<msg><request><acceptCall permanentLineId='1' clientCallId='a&b'/></request></msg>",
+        "<msg><request><acceptCall permanentLineId='1' clientCallId='a&amp;b'/></request></msg>",
+        "<msg><request><acceptCall permanentLineId='1' clientCallId='c' x='y'/></request></msg>",
+        "<msg><request><acceptCall permanentLineId='1' clientCallId='c'></acceptCall></request></msg>",
+        "<msg><request><acceptCall permanentLineId='1'/></request></msg>",
+        "<msg><request id='1'><KeepAlive/><KeepAlive/></request></msg>",
+        "<msg><request id='1'><KeepAlive/></request></msg><msg/>",
+        "<msg><!-- --><request id='1'><KeepAlive/></request></msg>",
         "<msg><request><parkCall permanentLineId='1' clientCallId='c'/></request></msg>",
     });
     for (const std::string_view text : kMalformed) {

@@ -1,9 +1,10 @@
 #include "tools/service_simulator/request_parser.h"
 
-#include <array>
-#include <charconv>
+#include <algorithm>
 #include <cstddef>
 #include <optional>
+
+#include <tinyxml2.h>
 
 namespace brivelnox::simulator {
 
@@ -12,151 +13,109 @@ namespace {
 constexpr std::string_view kStartTag = "<msg>";
 constexpr std::string_view kEndTag = "</msg>";
 
-enum class field { kNone, kId, kLine, kCall, kCallOnHold, kNumber, kDigits };
-
-/// A fixed text and the value that follows it.
-struct part {
-    std::string_view text;
-    field value = field::kNone;
+/// An argument of a request that is a text.
+struct text_argument {
+    const char* name = nullptr;
+    std::string request::*value = nullptr;
 };
 
-struct pattern {
+/// How a request is written: with an id and no arguments, or with the line and then the texts.
+struct request_form {
     request_kind kind = request_kind::kMalformed;
     std::string_view name;
-    std::array<part, 4> parts;
+    bool has_id = false;
+    std::vector<text_argument> texts;
 };
 
-constexpr part kEndOfCommand{"'/></request></msg>", field::kNone};
-constexpr part kNothing{"", field::kNone};
-
-constexpr std::array<pattern, 10> kPatterns{{
-    {request_kind::kGetClientRegistrations,
-     "GetClientRegistrations",
-     {{{"<msg><request id='", field::kId},
-       {"'><GetClientRegistrations/></request></msg>", field::kNone},
-       kNothing,
-       kNothing}}},
-    {request_kind::kKeepAlive,
-     "KeepAlive",
-     {{{"<msg><request id='", field::kId},
-       {"'><KeepAlive/></request></msg>", field::kNone},
-       kNothing,
-       kNothing}}},
-    {request_kind::kPlaceCall,
-     "placeCall",
-     {{{"<msg><request><placeCall permanentLineId='", field::kLine},
-       {"' phoneNumber='", field::kNumber},
-       {"' requestedClientCallId='", field::kCall},
-       kEndOfCommand}}},
-    {request_kind::kAcceptCall,
-     "acceptCall",
-     {{{"<msg><request><acceptCall permanentLineId='", field::kLine},
-       {"' clientCallId='", field::kCall},
-       kEndOfCommand,
-       kNothing}}},
-    {request_kind::kHoldCall,
-     "holdCall",
-     {{{"<msg><request><holdCall permanentLineId='", field::kLine},
-       {"' clientCallId='", field::kCall},
-       kEndOfCommand,
-       kNothing}}},
-    {request_kind::kResumeCall,
-     "resumeCall",
-     {{{"<msg><request><resumeCall permanentLineId='", field::kLine},
-       {"' clientCallId='", field::kCall},
-       kEndOfCommand,
-       kNothing}}},
-    {request_kind::kTransferCall,
-     "transferCall",
-     {{{"<msg><request><transferCall permanentLineId='", field::kLine},
-       {"' clientCallId='", field::kCall},
-       {"' clientCallOnHoldId='", field::kCallOnHold},
-       kEndOfCommand}}},
-    {request_kind::kForwardCall,
-     "forwardCall",
-     {{{"<msg><request><forwardCall permanentLineId='", field::kLine},
-       {"' clientCallId='", field::kCall},
-       {"' phoneNumber='", field::kNumber},
-       kEndOfCommand}}},
-    {request_kind::kPlayDtmf,
-     "playDtmf",
-     {{{"<msg><request><playDtmf permanentLineId='", field::kLine},
-       {"' clientCallId='", field::kCall},
-       {"' digits='", field::kDigits},
-       kEndOfCommand}}},
-    {request_kind::kHangupCall,
-     "hangupCall",
-     {{{"<msg><request><hangupCall permanentLineId='", field::kLine},
-       {"' clientCallId='", field::kCall},
-       kEndOfCommand,
-       kNothing}}},
-}};
-
-std::optional<std::int32_t> ReadNumber(std::string_view text) {
-    std::int32_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    // Written back it has to be the same: no leading zeros, no "-0".
-    if (error != std::errc() || end != text.data() + text.size() || std::to_string(value) != text) {
-        return std::nullopt;
-    }
-    return value;
+const std::vector<request_form>& Forms() {
+    using enum request_kind;
+    static constexpr text_argument kCall{"clientCallId", &request::client_call_id};
+    static constexpr text_argument kPlacedCall{"requestedClientCallId", &request::client_call_id};
+    static constexpr text_argument kCallOnHold{"clientCallOnHoldId", &request::client_call_on_hold_id};
+    static constexpr text_argument kNumber{"phoneNumber", &request::phone_number};
+    static constexpr text_argument kDigits{"digits", &request::digits};
+    static const std::vector<request_form> forms{
+        {kGetClientRegistrations, "GetClientRegistrations", true, {}},
+        {kKeepAlive, "KeepAlive", true, {}},
+        {kPlaceCall, "placeCall", false, {kNumber, kPlacedCall}},
+        {kAcceptCall, "acceptCall", false, {kCall}},
+        {kHoldCall, "holdCall", false, {kCall}},
+        {kResumeCall, "resumeCall", false, {kCall}},
+        {kTransferCall, "transferCall", false, {kCall, kCallOnHold}},
+        {kForwardCall, "forwardCall", false, {kCall, kNumber}},
+        {kPlayDtmf, "playDtmf", false, {kCall, kDigits}},
+        {kHangupCall, "hangupCall", false, {kCall}},
+    };
+    return forms;
 }
 
-bool Store(field which, std::string_view value, request& into) {
-    if (which == field::kId || which == field::kLine) {
-        const std::optional<std::int32_t> number = ReadNumber(value);
-        if (number) {
-            (which == field::kId ? into.id : into.permanent_line_id) = *number;
-        }
-        return number.has_value();
-    }
-    std::string& text = which == field::kCall         ? into.client_call_id
-                        : which == field::kCallOnHold ? into.client_call_on_hold_id
-                        : which == field::kNumber     ? into.phone_number
-                                                      : into.digits;
-    text = value;
-    return value.find_first_of("<&") == std::string_view::npos;
+const request_form* FindForm(std::string_view name) {
+    const auto found =
+        std::find_if(Forms().begin(), Forms().end(), [name](const auto& each) { return each.name == name; });
+    return found == Forms().end() ? nullptr : &*found;
 }
 
-std::optional<request> Match(const pattern& expected, std::string_view rest) {
+std::optional<request> Read(const request_form& form, const tinyxml2::XMLElement& envelope,
+                            const tinyxml2::XMLElement& command) {
     request result;
-    result.kind = expected.kind;
-    for (const part& item : expected.parts) {
-        if (rest.substr(0, item.text.size()) != item.text) {
+    result.kind = form.kind;
+    result.id = envelope.IntAttribute("id");
+    result.permanent_line_id = command.IntAttribute("permanentLineId");
+    for (const text_argument& each : form.texts) {
+        const char* const value = command.Attribute(each.name);
+        // XML forbids both characters in a value; the library lets them pass.
+        if (value == nullptr || std::string_view(value).find_first_of("<&") != std::string_view::npos) {
             return std::nullopt;
         }
-        rest.remove_prefix(item.text.size());
-        if (item.value == field::kNone) {
-            break;
-        }
-        // A value ends at its closing quote, so it cannot hold one.
-        const std::size_t quote = rest.find('\'');
-        if (quote == std::string_view::npos || !Store(item.value, rest.substr(0, quote), result)) {
-            return std::nullopt;
-        }
-        rest.remove_prefix(quote);
+        result.*each.value = value;
     }
-    return rest.empty() ? std::optional<request>(std::move(result)) : std::nullopt;
+    return result;
+}
+
+std::string Attribute(std::string_view name, std::string_view value) {
+    return std::string(" ").append(name).append("='").append(value).append("'");
+}
+
+/// The request as the protocol writes it.
+std::string Write(const request_form& form, const request& subject) {
+    std::string id;
+    std::string arguments;
+    if (form.has_id) {
+        id = Attribute("id", std::to_string(subject.id));
+    } else {
+        arguments = Attribute("permanentLineId", std::to_string(subject.permanent_line_id));
+    }
+    for (const text_argument& each : form.texts) {
+        arguments += Attribute(each.name, subject.*each.value);
+    }
+    std::string text = "<msg><request" + id + "><";
+    return text.append(form.name).append(arguments).append("/></request></msg>");
 }
 
 }  // namespace
 
 std::string_view RequestName(request_kind kind) {
-    for (const pattern& known : kPatterns) {
-        if (known.kind == kind) {
-            return known.name;
-        }
-    }
-    return "malformed";
+    const auto found =
+        std::find_if(Forms().begin(), Forms().end(), [kind](const auto& each) { return each.kind == kind; });
+    return found == Forms().end() ? "malformed" : found->name;
 }
 
 request ParseRequest(std::string_view message) {
-    for (const pattern& known : kPatterns) {
-        if (std::optional<request> match = Match(known, message)) {
-            return std::move(*match);
-        }
+    // Entities stay as they are, so that they are seen.
+    tinyxml2::XMLDocument document(false);
+    if (document.Parse(message.data(), message.size()) != tinyxml2::XML_SUCCESS) {
+        return {};
     }
-    return {};
+    const auto envelope =
+        tinyxml2::XMLConstHandle(document).FirstChildElement("msg").FirstChildElement("request");
+    const tinyxml2::XMLElement* const command = envelope.FirstChildElement().ToElement();
+    const request_form* const form = command == nullptr ? nullptr : FindForm(command->Name());
+    if (form == nullptr) {
+        return {};
+    }
+    const std::optional<request> read = Read(*form, *envelope.ToElement(), *command);
+    // Written again it has to be the same bytes: so nothing stands there that was not read.
+    return read && Write(*form, *read) == message ? *read : request{};
 }
 
 std::vector<std::string> message_splitter::Add(std::string_view bytes) {
