@@ -136,6 +136,14 @@ TEST(WireText, ShowsWhatIsNoMessageAsItIs) {
     EXPECT_EQ(WireText("<msg></msg>"), "<msg></msg>");
     EXPECT_EQ(WireText("<msg><event><CallState isCaller=1></event></msg>"),
               "<msg><event><CallState isCaller=1></event></msg>");
+    EXPECT_EQ(WireText("<msg><request><playDtmf permanentLineId='7' clientCallId='c1' "
+                       "digits='it's \xFC'/></request></msg>"),
+              "<msg><request><playDtmf permanentLineId='7' clientCallId='c1' "
+              "digits='it's \\xFC'/></request></msg>");
+    EXPECT_EQ(WireText("<msg><request id='3'><KeepAlive/></request></msg><msg/>"),
+              "<msg><request id='3'><KeepAlive/></request></msg><msg/>");
+    EXPECT_EQ(WireText("<msg>words<request id='3'><KeepAlive/></request></msg>"),
+              "<msg>words<request id='3'><KeepAlive/></request></msg>");
     EXPECT_EQ(WireText(std::string(300, 'x')), std::string(200, 'x') + "...");
 }
 

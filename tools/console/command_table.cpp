@@ -5,8 +5,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "tools/console/command_words.h"
-
 namespace brivelnox::console {
 
 namespace {

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-namespace brivelnox::console {
+#include "tools/console/command_words.h"
 
-using words = std::vector<std::string>;
+namespace brivelnox::console {
 
 /// Says what is wrong with a command: thrown as std::invalid_argument.
 [[noreturn]] void Refuse(const std::string& why);

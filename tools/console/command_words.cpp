@@ -33,23 +33,23 @@ std::string Narrow(UINT code_page, std::wstring_view text) {
 
 }  // namespace
 
-std::vector<std::string> SplitWords(std::string_view line) {
-    std::vector<std::string> words;
+words SplitWords(std::string_view line) {
+    words result;
     bool in_word = false;
     bool in_quotes = false;
     for (const char c : line) {
         const bool divides = (c == ' ' || c == '\t') && !in_quotes;
         if (!divides && !in_word) {
-            words.emplace_back();
+            result.emplace_back();
         }
         in_word = !divides;
         if (c == '"') {
             in_quotes = !in_quotes;
         } else if (!divides) {
-            words.back() += c;
+            result.back() += c;
         }
     }
-    return words;
+    return result;
 }
 
 std::string QuoteWord(std::string_view word) {

@@ -8,9 +8,11 @@
 
 namespace brivelnox::console {
 
+using words = std::vector<std::string>;
+
 /// The words of a command line, divided by blanks. Text between double quotes is one word (or a part of one),
 /// blanks included; there is no way to write a double quote itself.
-std::vector<std::string> SplitWords(std::string_view line);
+words SplitWords(std::string_view line);
 
 /// The word in double quotes if it is empty or holds a blank, else the word: SplitWords gives it back. A
 /// double quote within becomes a single one.
@@ -20,8 +22,7 @@ std::string QuoteWord(std::string_view word);
 std::optional<std::int32_t> ToNumber(std::string_view word);
 
 /// The text on one line of printable ASCII: a backslash becomes "\\", any other byte outside 0x20 to 0x7E
-/// becomes
-/// "\xNN".
+/// becomes "\xNN".
 std::string EscapeLine(std::string_view bytes);
 
 /// The bytes that EscapeLine wrote. A backslash sequence that it does not write is taken as it stands.

@@ -1,11 +1,13 @@
 #include "tools/demonstration/simulator_process.h"
 
 #include <charconv>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include "tools/console/command_words.h"
+#include "tools/console/line_io.h"
 
 namespace brivelnox::demonstration {
 

@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "platform/unique_handle.h"
-#include "tools/console/line_io.h"
 
 namespace brivelnox::demonstration {
 
