@@ -67,25 +67,41 @@ console::command_table interactive_prompt::Commands() {
             return std::string();
         };
     };
+    const auto on_call = [this](auto operation) {
+        return [this, operation](const words& arguments) {
+            (void)(dialler_.*operation)(CallFor(arguments, 0));
+            return std::string();
+        };
+    };
+    const auto on_call_with_text = [this](auto operation) {
+        return [this, operation](const words& arguments) {
+            (void)(dialler_.*operation)(CallFor(arguments, 1), console::FromUtf8(arguments[0]));
+            return std::string();
+        };
+    };
     return console::command_table({
         {"list", "", "the lines with name, permanent id and device id", by(&self::List)},
         {"open", "[device]", "opens a line, or all of them", by(&self::Open)},
         {"close", "<device>", "closes a line", by(&self::Close)},
         {"calls", "", "the calls", by(&self::Calls)},
         {"dial", "<number> [device]", "dials on a call with dial tone, else makes a call", by(&self::Dial)},
-        {"answer", "[call]", "answers", by(&self::Answer)},
-        {"hold", "[call]", "puts on hold", by(&self::Hold)},
+        {"answer", "[call]", "answers", on_call(&application::Answer)},
+        {"hold", "[call]", "puts on hold", on_call(&application::Hold)},
         {"unhold", "[call]", "takes back from hold", by(&self::Unhold)},
         {"swap", "[active held]", "swaps the active and the held call", by(&self::Swap)},
-        {"transfer", "[call]", "sets up a consultation call for a transfer", by(&self::Transfer)},
+        {"transfer", "[call]", "sets up a consultation call for a transfer",
+         on_call(&application::SetupTransfer)},
         {"complete", "[call consultation]", "completes the transfer", by(&self::Complete)},
-        {"blind", "<number> [call]", "transfers without asking", by(&self::Blind)},
-        {"redirect", "<number> [call]", "redirects an offered call", by(&self::Redirect)},
-        {"digits", "<digits> [call]", "sends digits", by(&self::Digits)},
-        {"drop", "[call]", "hangs up", by(&self::Drop)},
-        {"closecall", "[call]", "gives the call's handle back", by(&self::CloseCall)},
-        {"info", "[call]", "who is calling whom, and why", by(&self::Info)},
-        {"status", "[call]", "the call's state and what can be done with it", by(&self::Status)},
+        {"blind", "<number> [call]", "transfers without asking",
+         on_call_with_text(&application::BlindTransfer)},
+        {"redirect", "<number> [call]", "redirects an offered call",
+         on_call_with_text(&application::Redirect)},
+        {"digits", "<digits> [call]", "sends digits", on_call_with_text(&application::GenerateDigits)},
+        {"drop", "[call]", "hangs up", on_call(&application::Drop)},
+        {"closecall", "[call]", "gives the call's handle back", on_call(&application::CloseCall)},
+        {"info", "[call]", "who is calling whom, and why", on_call(&application::GetCallInfo)},
+        {"status", "[call]", "the call's state and what can be done with it",
+         on_call(&application::GetCallStatus)},
         {"wait", "<state> [call]", "waits until a call is in the state, for input from a file",
          by(&self::Wait)},
         {"help", "", "this list", by(&self::Help)},
@@ -244,14 +260,6 @@ void interactive_prompt::Dial(const words& arguments) {
     }
 }
 
-void interactive_prompt::Answer(const words& arguments) {
-    (void)dialler_.Answer(CallFor(arguments, 0));
-}
-
-void interactive_prompt::Hold(const words& arguments) {
-    (void)dialler_.Hold(CallFor(arguments, 0));
-}
-
 void interactive_prompt::Unhold(const words& arguments) {
     const std::optional<HTAPICALL> held = NewestCall(LINECALLSTATE_ONHOLD);
     (void)dialler_.Unhold(arguments.empty() && held ? *held : CallFor(arguments, 0));
@@ -269,10 +277,6 @@ void interactive_prompt::Swap(const words& arguments) {
     }
 }
 
-void interactive_prompt::Transfer(const words& arguments) {
-    (void)dialler_.SetupTransfer(CallFor(arguments, 0));
-}
-
 void interactive_prompt::Complete(const words& arguments) {
     const std::optional<HTAPICALL> consultation = NewestCall(LINECALLSTATE_CONNECTED);
     const std::optional<HTAPICALL> held = NewestCall(LINECALLSTATE_ONHOLD);
@@ -283,34 +287,6 @@ void interactive_prompt::Complete(const words& arguments) {
     } else {
         Refuse("a held call and a connected consultation call are needed");
     }
-}
-
-void interactive_prompt::Blind(const words& arguments) {
-    (void)dialler_.BlindTransfer(CallFor(arguments, 1), console::FromUtf8(arguments[0]));
-}
-
-void interactive_prompt::Redirect(const words& arguments) {
-    (void)dialler_.Redirect(CallFor(arguments, 1), console::FromUtf8(arguments[0]));
-}
-
-void interactive_prompt::Digits(const words& arguments) {
-    (void)dialler_.GenerateDigits(CallFor(arguments, 1), console::FromUtf8(arguments[0]));
-}
-
-void interactive_prompt::Drop(const words& arguments) {
-    (void)dialler_.Drop(CallFor(arguments, 0));
-}
-
-void interactive_prompt::CloseCall(const words& arguments) {
-    (void)dialler_.CloseCall(CallFor(arguments, 0));
-}
-
-void interactive_prompt::Info(const words& arguments) {
-    (void)dialler_.GetCallInfo(CallFor(arguments, 0));
-}
-
-void interactive_prompt::Status(const words& arguments) {
-    (void)dialler_.GetCallStatus(CallFor(arguments, 0));
 }
 
 void interactive_prompt::Wait(const words& arguments) {

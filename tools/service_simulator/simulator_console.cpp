@@ -85,6 +85,9 @@ console::command_table simulator_console::Commands() {
     const auto by = [this](std::string (self::*operation)(const words&)) {
         return std::bind_front(operation, this);
     };
+    const auto to_state = [this](const char* state) {
+        return [this, state](const words& arguments) { return ChangeCall(arguments, state); };
+    };
     return console::command_table({
         {"register", "<line> [name] [port]", "registers a softphone, or renews it", by(&self::Register)},
         {"unregister", "<line>", "the softphone goes away", by(&self::Unregister)},
@@ -92,9 +95,9 @@ console::command_table simulator_console::Commands() {
         {"ring", "<line> <number> [name] [forwarder number] [name] [type]", "an incoming call",
          by(&self::Ring)},
         {"phonedial", "<line> <number> [name]", "its user dials", by(&self::Dial)},
-        {"ringback", "<line> [call]", "the far end rings", by(&self::Ringback)},
-        {"connect", "<line> [call]", "the call is answered or resumed", by(&self::Connect)},
-        {"park", "<line> [call]", "the call is put on hold", by(&self::Park)},
+        {"ringback", "<line> [call]", "the far end rings", to_state("Ringback")},
+        {"connect", "<line> [call]", "the call is answered or resumed", to_state("Connected")},
+        {"park", "<line> [call]", "the call is put on hold", to_state("Parked")},
         {"state", "<line> <state> [call]", "any state by its name", by(&self::State)},
         {"hangup", "<line> <reason> [call]", "the call is hung up, not yet removed", by(&self::Hangup)},
         {"remove", "<line> [call]", "the call is removed", by(&self::Remove)},
@@ -211,18 +214,6 @@ std::string simulator_console::ChangeCall(const words& arguments, const std::str
         Refuse("no call " + id);
     }
     return id;
-}
-
-std::string simulator_console::Ringback(const words& arguments) {
-    return ChangeCall(arguments, "Ringback");
-}
-
-std::string simulator_console::Connect(const words& arguments) {
-    return ChangeCall(arguments, "Connected");
-}
-
-std::string simulator_console::Park(const words& arguments) {
-    return ChangeCall(arguments, "Parked");
 }
 
 std::string simulator_console::State(const words& arguments) {

@@ -46,9 +46,6 @@ class simulator_console {
     std::string Status(const words& arguments);
     std::string Ring(const words& arguments);
     std::string Dial(const words& arguments);
-    std::string Ringback(const words& arguments);
-    std::string Connect(const words& arguments);
-    std::string Park(const words& arguments);
     std::string State(const words& arguments);
     std::string Hangup(const words& arguments);
     std::string Remove(const words& arguments);
