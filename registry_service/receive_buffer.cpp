@@ -16,6 +16,10 @@ constexpr std::string_view kEndTag = "</msg>";
 receive_buffer::receive_buffer() : bytes_(new char[kInitialCapacity]()), capacity_(kInitialCapacity) {}
 
 bool receive_buffer::Append(const char* data, std::size_t length) {
+    // The held bytes never fill the maximum, so this cannot wrap, and what passes it can be added up.
+    if (length >= kMaximumCapacity - used_) {
+        return false;
+    }
     // One more than the bytes themselves: a zero byte always lies behind them.
     const std::size_t needed = used_ + length + 1;
     if (needed > capacity_ && !Grow(needed)) {
@@ -27,9 +31,6 @@ bool receive_buffer::Append(const char* data, std::size_t length) {
 }
 
 bool receive_buffer::Grow(std::size_t needed) {
-    if (needed > kMaximumCapacity) {
-        return false;
-    }
     // By half at least, so that a message of a thousand chunks is not copied a thousand times.
     const std::size_t capacity = std::min(std::max(needed, capacity_ + capacity_ / 2), kMaximumCapacity);
     char* const bytes = new (std::nothrow) char[capacity]();

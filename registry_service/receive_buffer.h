@@ -7,8 +7,7 @@
 namespace brivelnox {
 
 /// The bytes received and not yet consumed, and the search for messages in them. A message is everything from
-/// a
-/// "<msg>" to the next "</msg>"; both tags are matched literally. Searching goes by length, so a zero byte
+/// a "<msg>" to the next "</msg>"; both tags are matched literally. Searching goes by length, so a zero byte
 /// inside or between messages hides nothing, and goes on where it stopped, so a long message costs time by
 /// its size only.
 ///
@@ -18,9 +17,11 @@ class receive_buffer {
   public:
     /// The size of a new buffer in bytes.
     static constexpr std::size_t kInitialCapacity = 2048;
-    /// What the buffer may grow to. A message that never ends must not take the memory of the whole telephony
-    /// service; the longest honest message, a list of ten thousand clients, is some two million bytes.
-    static constexpr std::size_t kMaximumCapacity = std::size_t{64} * 1024 * 1024;
+    /// What the buffer may grow to, in bytes. A message that never ends must not take the memory of the whole
+    /// telephony service, and neither must the tree that a message is parsed into: of the shortest texts and
+    /// elements it takes some fifty times the message, so 0.8 GB at the most. The longest honest message, a
+    /// list of forty thousand clients, is some eight million bytes.
+    static constexpr std::size_t kMaximumCapacity = std::size_t{16} * 1024 * 1024;
 
     receive_buffer();
     receive_buffer(const receive_buffer&) = delete;

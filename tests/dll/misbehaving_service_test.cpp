@@ -29,7 +29,7 @@ constexpr DWORD kOnHold = LINECALLSTATE_ONHOLD;
 
 constexpr std::size_t kMegabyte = std::size_t{1024} * 1024;
 // The most that the provider is to hold of a message that does not end.
-constexpr std::size_t kLargestMessage = 64 * kMegabyte;
+constexpr std::size_t kLargestMessage = 16 * kMegabyte;
 
 class misbehaving_service : public open_line {
   protected:

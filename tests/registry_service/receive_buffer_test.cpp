@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -280,9 +281,22 @@ TEST_F(receive_buffer_test, ChunkThatWouldPassTheMaximumIsRefusedAndChangesNothi
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>"));
 }
 
-TEST_F(receive_buffer_test, ChunkOfTheLargestSizeThereIsIsRefused) {
+TEST_F(receive_buffer_test, ChunkThatFillsTheMaximumByItselfIsRefused) {
     EXPECT_FALSE(buffer_.Append("", receive_buffer::kMaximumCapacity));
     EXPECT_EQ(buffer_.Used(), 0u);
+}
+
+TEST_F(receive_buffer_test, ChunkOfTheLargestSizeThereIsIsRefusedWhateverIsHeld) {
+    constexpr std::size_t kLargest = std::numeric_limits<std::size_t>::max();
+    for (const std::string_view held : {"", "<msg>a"}) {
+        buffer_.Discard();
+        ASSERT_TRUE(buffer_.Append(held.data(), held.size()));
+        for (const std::size_t length : {kLargest, kLargest - 1, kLargest - held.size()}) {
+            EXPECT_FALSE(buffer_.Append("", length)) << length;
+            EXPECT_EQ(buffer_.Used(), held.size()) << length;
+            EXPECT_EQ(buffer_.Capacity(), receive_buffer::kInitialCapacity) << length;
+        }
+    }
 }
 
 // Time.
