@@ -13,6 +13,7 @@
 #include <tinyxml2.h>
 
 #include "logging/category_log.h"
+#include "registry_service/parse_cost.h"
 #include "registry_service/winsock_start.h"
 
 namespace {
@@ -302,11 +303,15 @@ tcp_link::framing_result tcp_link::RunFraming(const char* data, std::size_t leng
     return framing_result::succeeded;
 }
 
-/// Parses one message and hands it over. Returns false when it is none.
+/// Parses one message and hands it over. Returns false when it is none, or one that would keep the reader and
+/// the lock for too long.
 bool tcp_link::Deliver(std::string_view message) {
     tinyxml2::XMLDocument document(true, tinyxml2::PRESERVE_WHITESPACE);
-    if (document.Parse(message.data(), message.size()) != tinyxml2::XML_SUCCESS) {
-        Log(L"Could not parse xml, %d", static_cast<int>(document.ErrorID()));
+    const tinyxml2::XMLError error = brivelnox::IsParsedInLinearTime(message)
+                                         ? document.Parse(message.data(), message.size())
+                                         : tinyxml2::XML_ERROR_PARSING;
+    if (error != tinyxml2::XML_SUCCESS) {
+        Log(L"Could not parse xml, %d", static_cast<int>(error));
         return false;
     }
     const tinyxml2::XMLNode* const first = document.FirstChild();
