@@ -3,6 +3,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <string>
 
 #include <tinyxml2.h>
 

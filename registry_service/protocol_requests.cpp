@@ -11,10 +11,10 @@ std::optional<std::string> FormatRequest(const char* format, ...) {
     va_start(arguments, format);
     const int length = std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    if (length < 0 || static_cast<size_t>(length) >= sizeof(text)) {
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof(text)) {
         return std::nullopt;
     }
-    return std::string(text, static_cast<size_t>(length));
+    return std::string(text, static_cast<std::size_t>(length));
 }
 
 }  // namespace brivelnox

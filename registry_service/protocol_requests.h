@@ -1,12 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
 namespace brivelnox {
 
 /// The size of the buffer a request is formatted into, its closing null included.
-inline constexpr size_t kRequestBufferSize = 1024;
+inline constexpr std::size_t kRequestBufferSize = 1024;
 
 // The requests of the service's protocol, as printf texts. Values go into the single-quoted attributes
 // exactly as they are: a value with a quote, "<" or "&" makes a malformed message. That is intended; callers
