@@ -1,7 +1,9 @@
 #include "registry_service/keep_alive_timer.h"
 
+#include <atomic>
 #include <utility>
 
+#include "platform/module_pin.h"
 #include "platform/unique_handle.h"
 
 namespace brivelnox {
@@ -22,8 +24,7 @@ struct keep_alive_timer::tick_context {
     std::weak_ptr<void> owner;
     std::function<void()> tick;
     std::atomic<bool> ticking{false};
-    // Keeps this module loaded while the timer can tick.
-    unique_module module;
+    const unique_module pin = PinThisModule();  // while the timer can tick
 };
 
 keep_alive_timer::keep_alive_timer() : queue_(CreateTimerQueue()) {}
@@ -40,9 +41,6 @@ void keep_alive_timer::Start(DWORD period_milliseconds, std::weak_ptr<void> owne
     context_ = std::make_unique<tick_context>();
     context_->owner = std::move(owner);
     context_->tick = std::move(tick);
-    (void)GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                             reinterpret_cast<const wchar_t*>(&keep_alive_timer::OnTimer),
-                             context_->module.put());
     if (!CreateTimerQueueTimer(&timer_, queue_, &keep_alive_timer::OnTimer, context_.get(),
                                period_milliseconds, period_milliseconds, WT_EXECUTEDEFAULT)) {
         timer_ = nullptr;

@@ -13,6 +13,8 @@
 #include <tinyxml2.h>
 
 #include "logging/category_log.h"
+#include "platform/module_pin.h"
+#include "platform/unique_handle.h"
 #include "registry_service/parse_cost.h"
 #include "registry_service/winsock_start.h"
 
@@ -36,7 +38,8 @@ struct tcp_link::reader_start {
     tcp_link* link;
     std::weak_ptr<void> owner;
     connection_ptr connection;
-    HMODULE module;
+    // The reader may still be on its way out when the telephony service unloads this module.
+    brivelnox::unique_module pin;
 };
 
 tcp_link::~tcp_link() {
@@ -80,14 +83,9 @@ tcp_link::connection_ptr tcp_link::Connect(std::uint16_t port) {
     }
     auto connection = std::make_shared<link_connection>(std::move(socket), std::move(network_event));
 
-    auto start = std::make_unique<reader_start>(reader_start{this, owner_, connection, nullptr});
-    // The reader may still be on its way out when the telephony service unloads this module.
-    (void)GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                             reinterpret_cast<const wchar_t*>(&tcp_link::ReaderThread), &start->module);
+    auto start =
+        std::make_unique<reader_start>(reader_start{this, owner_, connection, brivelnox::PinThisModule()});
     if (!connection->StartReader(&tcp_link::ReaderThread, start.get())) {
-        if (start->module != nullptr) {
-            (void)FreeLibrary(start->module);
-        }
         return nullptr;
     }
     (void)start.release();  // the reader's now
@@ -127,14 +125,14 @@ bool tcp_link::IsConnected() const {
 }
 
 DWORD WINAPI tcp_link::ReaderThread(void* argument) {
-    HMODULE module = nullptr;
+    brivelnox::unique_module pin;
     {
         const std::unique_ptr<reader_start> start(static_cast<reader_start*>(argument));
-        module = start->module;
+        pin = std::move(start->pin);
         RunReader(*start);
     }
-    if (module != nullptr) {
-        FreeLibraryAndExitThread(module, 0);
+    if (pin) {
+        FreeLibraryAndExitThread(pin.release(), 0);
     }
     return 0;
 }

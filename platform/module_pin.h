@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/unique_handle.h"
+
+namespace brivelnox {
+
+/// Keeps the module that this is part of loaded as long as the returned owner lives: code of a thread that
+/// nobody waits for may still run when the telephony service unloads the provider. Empty when the system
+/// refuses. A thread that gives up its own pin ends itself with it (FreeLibraryAndExitThread): behind a mere
+/// FreeLibrary there may be no code left. Any thread.
+[[nodiscard]] unique_module PinThisModule();
+
+}  // namespace brivelnox
