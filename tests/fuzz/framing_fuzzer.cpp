@@ -1,10 +1,14 @@
 // Received bytes, cut into pieces in any way: the link has to find the same messages, and the client to make
-// the same records of them, as if each message had come alone. The cuts are part of the input
-// (received_chunks.h tells how it is written).
+// the same records of them, as if each message had come alone, in a time that grows with the bytes and not
+// with their square. The cuts are part of the input (received_chunks.h tells how it is written), and so may
+// be a mark at what is repeated to see how the time grows (growing_input.h).
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +18,7 @@
 #include "buffer_access.h"
 #include "framing_model.h"
 #include "fuzz_input.h"
+#include "growing_input.h"
 #include "message_records.h"
 #include "received_chunks.h"
 #include "registry_service/receive_buffer.h"
@@ -165,6 +170,66 @@ void CheckReceiver(const received_chunks& chunks, const received_chunks& one_pie
     RequireSame(together, found, "the cuts make no difference");
 }
 
+// How the time grows. The part that is repeated has this many bytes at first, and then this many times as
+// many, which takes so many times as long, or the square of it where something is wrong.
+constexpr std::size_t kGrowingFrom = 4096;
+constexpr std::size_t kGrowth = 8;
+// What is not allowed any more, half the way to the square; and how long it has to take, so that it is no
+// accident of a busy machine. Some ten times what a linear time is here.
+constexpr std::size_t kTooMuchGrowth = 24;
+constexpr std::chrono::milliseconds kNoAccident{50};
+constexpr int kTries = 3;
+// Of the inputs without a mark one in so many is measured, for it takes as long as some of the rest together.
+constexpr std::size_t kMeasuredOneIn = 32;
+
+/// The processor's time of this thread: others that run beside it do not count.
+std::chrono::nanoseconds ThreadTime() {
+    std::timespec time = {};
+    Require(clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time) == 0, "there is a clock");
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+/// What the client takes for it.
+std::chrono::nanoseconds TimeToReceive(const received_chunks& chunks) {
+    short_lived<noting_client> receiver;
+    const std::chrono::nanoseconds start = ThreadTime();
+    for (const std::string& piece : chunks.pieces) {
+        receiver.Feed(piece);
+    }
+    return ThreadTime() - start;
+}
+
+void CheckGrowthOfTime(const received_chunks& few, const received_chunks& many) {
+    // The shortest of several tries is the one that was disturbed least.
+    auto time_of_few = std::chrono::nanoseconds::max();
+    auto time_of_many = std::chrono::nanoseconds::max();
+    for (int attempt = 0; attempt < kTries; ++attempt) {
+        time_of_many = std::min(time_of_many, TimeToReceive(many));
+        if (time_of_many < kNoAccident) {
+            return;
+        }
+        time_of_few = std::min(time_of_few, TimeToReceive(few));
+    }
+    if (time_of_many > kTooMuchGrowth * time_of_few) {
+        Broken("the time grows with the bytes and not with their square",
+               std::to_string(time_of_few.count()) + " ns, and " + std::to_string(time_of_many.count()) +
+                   " ns for " + std::to_string(kGrowth) + " times as much of the part that is repeated");
+    }
+}
+
+void CheckTime(std::string_view input) {
+    const growing_input growing(input);
+    const std::size_t size = growing.PartSize();
+    if (size == 0 || size > kGrowingFrom ||
+        (!growing.IsMarked() && std::hash<std::string_view>{}(input) % kMeasuredOneIn != 0)) {
+        return;
+    }
+    const std::size_t copies = kGrowingFrom / size;
+    const received_chunks few = ReadChunks(growing.WithCopies(copies));
+    const received_chunks many = ReadChunks(growing.WithCopies(kGrowth * copies));
+    CheckGrowthOfTime(few, many);
+}
+
 void CheckInput(std::string_view input) {
     const received_chunks chunks = ReadChunks(input);
     const received_chunks one_piece = {{chunks.Together()}};
@@ -180,6 +245,7 @@ void CheckInput(std::string_view input) {
     for (const std::string& message : messages) {
         CheckAttributes(message);
     }
+    CheckTime(input);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include <tinyxml2.h>
 
+#include "registry_service/parse_cost.h"
+
 namespace brivelnox::fuzz {
 
 namespace {
@@ -57,6 +59,9 @@ std::vector<std::string> FindMessages(const received_chunks& chunks, const messa
 }
 
 bool IsDelivered(std::string_view message) {
+    if (!IsParsedInLinearTime(message)) {
+        return false;
+    }
     tinyxml2::XMLDocument document(true, tinyxml2::PRESERVE_WHITESPACE);
     if (document.Parse(message.data(), message.size()) != tinyxml2::XML_SUCCESS) {
         return false;

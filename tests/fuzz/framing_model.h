@@ -18,7 +18,8 @@ using message_outcome = std::function<bool(const std::string& message)>;
 std::vector<std::string> FindMessages(const received_chunks& chunks, const message_outcome& rest_counts);
 
 /// Whether the link hands the message over: it is one XML document whose first node is an element that has
-/// one.
+/// one, and it is not refused for the time that it would take, which is the product's own word; that such a
+/// time is never taken is another rule.
 bool IsDelivered(std::string_view message);
 
 }  // namespace brivelnox::fuzz

@@ -13,7 +13,11 @@ std::string Escaped(char letter) {
     if (letter >= '1' && letter <= '9') {
         return std::string(kFilling * static_cast<std::size_t>(letter - '0'), 'x');
     }
-    return {1, letter == 'n' ? '\n' : letter == '0' ? '\0' : letter};
+    if (letter == '(' || letter == ')') {
+        return {};
+    }
+    const char meant = letter == 'n' ? '\n' : letter == '0' ? '\0' : letter == '#' ? '0' : letter;
+    return {1, meant};
 }
 
 }  // namespace
