@@ -10,8 +10,13 @@ namespace brivelnox::test {
 namespace {
 
 TEST(module_pin, is_of_the_module_that_it_is_part_of) {
-    const unique_module module = PinThisModule();
-    EXPECT_EQ(module.get(), GetModuleHandleW(nullptr));
+    HMODULE module = nullptr;
+    ASSERT_TRUE(GetModuleHandleExW(
+        GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+        reinterpret_cast<const wchar_t*>(&PinThisModule), &module));
+    const unique_module pin = PinThisModule();
+    ASSERT_TRUE(pin);
+    EXPECT_EQ(pin.get(), module);
 }
 
 }  // namespace
