@@ -4,6 +4,7 @@
 #include <winsock2.h>
 
 #include <algorithm>
+#include <map>
 #include <string>
 
 #include <tapi.h>
@@ -155,6 +156,48 @@ TEST_F(transfer_requests, dial_needs_dial_tone_and_misses_it_before_a_destinatio
     EXPECT_THAT(log_.Texts(), ElementsAre("LineMakeCallAsync: Call is not in state dialtone",
                                           "LineMakeCallAsync: Call is not in state dialtone"));
     EXPECT_EQ(ManagerLog(), log_.Texts());
+}
+
+TEST_F(transfer_requests, dial_is_refused_in_every_state_but_dial_tone) {
+    std::map<DWORD, LONG> refused;
+    // A softphone's calls, from inside the messages: some of the states are left again at once.
+    host_.SetEventHook([&](const host::tapi_event& event) {
+        if (event.IsMessage(LINE_CALLSTATE) && event.param1 != LINECALLSTATE_DIALTONE) {
+            refused[static_cast<DWORD>(event.param1)] = host_.Dial(event.call, L"4712").returned;
+        }
+    });
+    const std::size_t since = service_.ReceivedCount();
+    HTAPICALL const held = HeldCall("in-1");
+    const std::uint64_t mark = host_.Mark();
+    Play("out-1", "Ringback", true);
+    Play("out-1", "Hangup", true, 486);
+    ASSERT_TRUE(Becomes(host_.WaitForNewCall(line_, kSoon, mark), LINECALLSTATE_IDLE));
+    service_.Send(simulator::CallRemovedEvent(kPhone, "in-1"));
+    ASSERT_TRUE(Becomes(held, LINECALLSTATE_IDLE));
+    ASSERT_TRUE(Settled(kPhone));
+    // A consultation call, the third of all, has no state before its dial tone.
+    const HDRVCALL third = AsHandle<HDRVCALL>(3);
+    host_.SetEventHook([&](const host::tapi_event& event) {
+        if (event.kind == host::event_kind::kCompletion) {
+            refused[LINECALLSTATE_UNKNOWN] = Dial(third, L"4712");
+        }
+    });
+    ASSERT_EQ(host_.Driver(host_.SetupTransfer(held).call), third);
+    host_.SetEventHook({});
+
+    EXPECT_THAT(refused, testing::Each(testing::Pair(testing::_, kNotInDialTone)));
+    EXPECT_THAT(
+        refused,
+        testing::UnorderedElementsAre(
+            testing::Key(DWORD{LINECALLSTATE_IDLE}), testing::Key(DWORD{LINECALLSTATE_OFFERING}),
+            testing::Key(DWORD{LINECALLSTATE_ACCEPTED}), testing::Key(DWORD{LINECALLSTATE_RINGBACK}),
+            testing::Key(DWORD{LINECALLSTATE_BUSY}), testing::Key(DWORD{LINECALLSTATE_CONNECTED}),
+            testing::Key(DWORD{LINECALLSTATE_PROCEEDING}), testing::Key(DWORD{LINECALLSTATE_ONHOLD}),
+            testing::Key(DWORD{LINECALLSTATE_DISCONNECTED}), testing::Key(DWORD{LINECALLSTATE_UNKNOWN})));
+    // Each once, and IDLE for both calls.
+    EXPECT_EQ(log_.Count(kManagerCategory, "LineMakeCallAsync: Call is not in state dialtone"),
+              refused.size() + 1);
+    EXPECT_THAT(RequestsSince(since), IsEmpty());
 }
 
 TEST_F(transfer_requests, dial_works_in_dial_tone_only_once) {
