@@ -3,17 +3,32 @@
 #include <windows.h>
 #include <winsock2.h>
 
+#include <functional>
+#include <memory>
 #include <string>
 
 #include <tapi.h>
 #include <tspi.h>
 
+#include <vector>
+
+#include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 
 namespace brivelnox::dll_test {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
+
+const HDRVLINE kNoLine = AsHandle<HDRVLINE>(0xA5A5A5A5);
+
+void CALLBACK IgnoreEvent(HTAPILINE, HTAPICALL, DWORD, DWORD_PTR, DWORD_PTR, DWORD_PTR) {}
+
+/// TSPI_lineOpen for what the host would not do. Nothing is told through the procedure.
+LONG OpenPastHost(const host::provider_module& module, DWORD device, HDRVLINE& handle) {
+    return module.TSPI_lineOpen(device, AsHandle<HTAPILINE>(0xBBBB0001), &handle, kVersion, &IgnoreEvent);
+}
 
 class requests_inside_callbacks : public open_line {
   protected:
@@ -106,6 +121,59 @@ TEST_F(requests_inside_callbacks, the_line_is_closed_inside_a_call_state) {
                             DWORD{LINECALLSTATE_DISCONNECTED}, DWORD{LINECALLSTATE_IDLE}));
 }
 
+TEST_F(requests_inside_callbacks, a_line_is_not_opened_inside_its_own_closing) {
+    ConnectedCall();
+    HDRVLINE handle = kNoLine;
+    std::vector<LONG> opened;
+    host_.SetEventHook([&](const host::tapi_event& event) {
+        if (event.IsMessage(LINE_CALLSTATE)) {
+            opened.push_back(OpenPastHost(module_, device_, handle));
+        }
+    });
+    log_.Skip();
+    EXPECT_EQ(host_.CloseLine(line_), 0);
+    host_.SetEventHook({});
+    // Inside DISCONNECTED and inside IDLE.
+    EXPECT_THAT(opened, ElementsAre(kOperationFailed, kOperationFailed));
+    EXPECT_EQ(handle, kNoLine);
+    EXPECT_EQ(log_.Count(kManagerCategory, "LineOpen: Caught Exception!"), 2u);
+    EXPECT_EQ(log_.CountStarting("Line", "LineOpen "), 0u);
+    // Closed, it is opened like any other.
+    line_ = host_.OpenLine(device_);
+    ASSERT_NE(line_, nullptr);
+    AcceptedCall("in-2");
+}
+
+TEST_F(requests_inside_callbacks, no_number_is_dialled_on_a_line_that_is_being_closed) {
+    // Its id is before that of the consultation call, which has hexadecimal digits and hyphens: a closing
+    // ends the calls in the order of their ids.
+    HTAPICALL const first = ConnectedCall("!in-1");
+    HTAPICALL const consultation = host_.SetupTransfer(first).call;
+    ASSERT_EQ(host_.States(consultation).back(), DWORD{LINECALLSTATE_DIALTONE});
+    std::optional<host::request_result> dialled;
+    host_.SetEventHook([&](const host::tapi_event& event) {
+        if (event.IsMessage(LINE_CALLSTATE) && event.call == first &&
+            event.param1 == LINECALLSTATE_DISCONNECTED) {
+            dialled = host_.Dial(consultation, L"4712");
+        }
+    });
+    const std::size_t since = service_.ReceivedCount();
+    const std::uint64_t mark = host_.Mark();
+    log_.Skip();
+    EXPECT_EQ(host_.CloseLine(line_), 0);
+    host_.SetEventHook({});
+    ASSERT_TRUE(dialled);
+    EXPECT_EQ(dialled->returned, kOperationFailed);
+    EXPECT_EQ(log_.Count(kManagerCategory, "LineMakeCallAsync: Caught Exception!"), 1u);
+    EXPECT_THAT(host_.States(consultation),
+                ElementsAre(DWORD{LINECALLSTATE_DIALTONE}, DWORD{LINECALLSTATE_DISCONNECTED},
+                            DWORD{LINECALLSTATE_IDLE}));
+    EXPECT_EQ(host_.History().Since(mark).size(), 4u) << "both calls end, and nothing completes";
+    line_ = host_.OpenLine(device_);
+    ASSERT_NE(line_, nullptr);
+    EXPECT_THAT(RequestsSince(since), IsEmpty());
+}
+
 TEST_F(requests_inside_callbacks, a_call_is_placed_inside_the_completion_of_another) {
     HTAPICALL second = nullptr;
     host_.SetEventHook([&](const host::tapi_event& event) {
@@ -127,6 +195,86 @@ TEST_F(requests_inside_callbacks, the_answer_is_sent_from_inside_the_state_that_
     phone_->Ring({"4711", "Anna"});
     HTAPICALL const call = host_.WaitForNewCall(line_, kSoon, mark);
     EXPECT_TRUE(Becomes(call, LINECALLSTATE_CONNECTED));
+}
+
+/// Two open lines with a connected call each. A shutdown closes the first line first.
+class requests_inside_shutdown : public hosted_provider {
+  protected:
+    static constexpr std::int32_t kFirstPhone = 1001;
+    static constexpr std::size_t kFirst = 0;
+    static constexpr std::size_t kSecond = 1;
+
+    void SetUp() override {
+        for (const std::int32_t id : {kFirstPhone, kFirstPhone + 1}) {
+            phones_.push_back(AddPhone(id, Text("Desk %d", static_cast<int>(id))));
+        }
+        StartAll();
+        for (const std::size_t i : {kFirst, kSecond}) {
+            devices_.push_back(host_.Devices().at(i).device_id);
+            HTAPILINE const line = host_.OpenLine(devices_.back());
+            (void)phones_[i]->Connect(phones_[i]->Ring({"4711", "Anna"}));
+            HTAPICALL const call = host_.WaitForNewCall(line, kSoon);
+            ASSERT_TRUE(host_.WaitForCurrentState(call, LINECALLSTATE_CONNECTED, kSoon));
+            ASSERT_TRUE(Settled(kFirstPhone));
+            calls_.push_back(host_.Driver(call));
+            tapi_calls_.push_back(call);
+        }
+        log_.Skip();
+    }
+
+    /// Shuts the provider down. What happens inside the messages about the second line's call.
+    void ShutDown(const std::function<void()>& act) {
+        host_.SetEventHook([this, act](const host::tapi_event& event) {
+            if (event.IsMessage(LINE_CALLSTATE) && event.call == tapi_calls_[kSecond]) {
+                act();
+            }
+        });
+        EXPECT_EQ(host_.Shutdown(), 0);
+        host_.SetEventHook({});
+    }
+
+    std::vector<std::shared_ptr<simulator::softphone>> phones_;
+    std::vector<DWORD> devices_;
+    std::vector<HDRVCALL> calls_;
+    std::vector<HTAPICALL> tapi_calls_;
+};
+
+TEST_F(requests_inside_shutdown, open_no_line_that_it_has_closed_or_is_closing) {
+    HDRVLINE handle = kNoLine;
+    std::vector<LONG> opened;
+    ShutDown([&] {
+        opened.push_back(OpenPastHost(module_, devices_[kFirst], handle));
+        opened.push_back(OpenPastHost(module_, devices_[kSecond], handle));
+    });
+    EXPECT_THAT(opened, ElementsAre(kOperationFailed, kOperationFailed, kOperationFailed, kOperationFailed));
+    EXPECT_EQ(handle, kNoLine);
+    EXPECT_EQ(log_.Count(kManagerCategory, "LineOpen: Caught Exception!"), 4u);
+    EXPECT_EQ(log_.CountStarting("Line", "LineOpen "), 0u);
+}
+
+TEST_F(requests_inside_shutdown, still_open_nothing_for_an_unknown_device) {
+    HDRVLINE handle = kNoLine;
+    std::vector<LONG> opened;
+    ShutDown([&] { opened.push_back(OpenPastHost(module_, 4711, handle)); });
+    EXPECT_THAT(opened, ElementsAre(0, 0));
+    EXPECT_EQ(handle, kNoLine);
+    EXPECT_EQ(log_.Count(kManagerCategory, "LineOpen: Caught Exception!"), 0u);
+}
+
+TEST_F(requests_inside_shutdown, are_told_all_about_the_call_of_a_line_that_it_has_closed) {
+    constexpr std::size_t kSize = 1024;
+    patterned_structure before(kSize);
+    ASSERT_EQ(module_.TSPI_lineGetCallInfo(calls_[kFirst], before.As<LINECALLINFO>()), 0);
+    ASSERT_EQ(before.As<LINECALLINFO>()->dwLineDeviceID, devices_[kFirst]);
+    int asked = 0;
+    ShutDown([&] {
+        ++asked;
+        patterned_structure inside(kSize);
+        EXPECT_EQ(module_.TSPI_lineGetCallInfo(calls_[kFirst], inside.As<LINECALLINFO>()), 0);
+        EXPECT_TRUE(SameBytes(before, inside));
+    });
+    EXPECT_EQ(asked, 2);
+    EXPECT_EQ(log_.Count(kManagerCategory, "LineGetCallInfo: Caught Exception!"), 0u);
 }
 
 }  // namespace
