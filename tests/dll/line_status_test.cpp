@@ -2,6 +2,11 @@
 
 #include <windows.h>
 #include <winsock2.h>
+
+#include <chrono>
+#include <map>
+#include <string>
+
 #include <tapi.h>
 #include <tspi.h>
 
@@ -41,6 +46,14 @@ class line_status : public open_line {
         patterned_structure address_answer(64);
         EXPECT_EQ(module_.TSPI_lineGetAddressStatus(line, 0, address_answer.As<LINEADDRESSSTATUS>()), 0);
         EXPECT_TRUE(SameBytes(ExpectedAddressStatus(64, active, on_hold), address_answer));
+    }
+
+    static std::string CallEvent(const std::string& id, const std::string& state) {
+        simulator::call_state_event event;
+        event.permanent_line_id = kPhone;
+        event.client_call_id = id;
+        event.call_state = state;
+        return simulator::CallStateEvent(event);
     }
 };
 
@@ -86,6 +99,35 @@ TEST_F(line_status, count_nothing_on_a_closed_line_nor_on_an_unknown_one) {
     ExpectCounts(driver, 0, 0);
     // The call got no handle, and what happens to it is told with none when the line is open again.
     host_.Checker().SetNullCallRule(host::null_call_rule::kTolerate);
+}
+
+TEST_F(line_status, never_count_a_call_twice_nor_not_at_all_while_it_is_held_and_resumed) {
+    constexpr int kToggles = 2000;
+    HTAPICALL const call = ConnectedCall();
+    std::string toggles;
+    for (int i = 0; i < kToggles; ++i) {
+        toggles += CallEvent("in-1", "Parked") + CallEvent("in-1", "Connected");
+    }
+    const HDRVLINE driver = host_.Driver(line_);
+    std::map<DWORD, int> line_counts;
+    std::map<DWORD, int> address_counts;
+    const std::size_t told = host_.States(call).size();
+    const auto deadline = std::chrono::steady_clock::now() + 4 * kSoon;
+    service_.Send(toggles + CallEvent("in-1", "Ringing"));
+    while (host_.View(call)->State() != LINECALLSTATE_ACCEPTED) {
+        LINEDEVSTATUS line = {};
+        line.dwTotalSize = sizeof line;
+        ASSERT_EQ(module_.TSPI_lineGetLineDevStatus(driver, &line), 0);
+        ++line_counts[line.dwNumActiveCalls + line.dwNumOnHoldCalls];
+        LINEADDRESSSTATUS address = {};
+        address.dwTotalSize = sizeof address;
+        ASSERT_EQ(module_.TSPI_lineGetAddressStatus(driver, 0, &address), 0);
+        ++address_counts[address.dwNumActiveCalls + address.dwNumOnHoldCalls];
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the last event does not arrive";
+    }
+    ASSERT_EQ(host_.States(call).size(), told + 2 * kToggles + 1);
+    EXPECT_THAT(line_counts, testing::ElementsAre(testing::Key(1u)));
+    EXPECT_THAT(address_counts, testing::ElementsAre(testing::Key(1u)));
 }
 
 TEST_F(line_status, say_in_service_whatever_the_state_of_the_softphone) {
