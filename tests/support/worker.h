@@ -11,10 +11,9 @@
 #include <thread>
 #include <utility>
 
-namespace brivelnox::test {
+#include "tests/support/signal.h"
 
-/// How long a test waits for what should come at once; generous, for a busy machine.
-inline constexpr std::chrono::seconds kSoon{30};
+namespace brivelnox::test {
 
 /// Runs a function on a thread of its own.
 class worker {
