@@ -29,15 +29,6 @@ class line_open_close : public raw_provider {
                                      tapi_.Procedure());
     }
 
-    /// The first softphone reports a call in this state.
-    void Play(const std::string& state) {
-        simulator::call_state_event event;
-        event.permanent_line_id = 1001;
-        event.client_call_id = "in-1";
-        event.call_state = state;
-        service_.Send(simulator::CallStateEvent(event));
-    }
-
     HDRVLINE handle_ = AsHandle<HDRVLINE>(kPattern);
 };
 
@@ -107,7 +98,7 @@ TEST_F(line_open_close, opening_an_unknown_device_succeeds_and_leaves_the_handle
 TEST_F(line_open_close, an_open_line_may_be_opened_again_and_takes_the_new_handle) {
     ASSERT_EQ(Open(5, kTapiLine), 0);
     ASSERT_EQ(Open(5, 0xAAAA0002), 0);
-    Play("Ringing");
+    Play(1001, "in-1", "Ringing");
     ASSERT_TRUE(tapi_.WaitForCount(3, kSoon));
     for (const test::tapi_event& event : tapi_.Events()) {
         EXPECT_EQ(event.line, 0xAAAA0002u);
@@ -133,7 +124,7 @@ TEST_F(line_open_close, closing_an_unknown_line_is_no_error) {
 
 TEST_F(line_open_close, closing_ends_the_calls_towards_tapi_before_it_returns) {
     ASSERT_EQ(Open(5), 0);
-    Play("Connected");
+    Play(1001, "in-1", "Connected");
     // LINE_NEWCALL, OFFERING, LINE_CALLINFO or not, ACCEPTED, CONNECTED.
     ASSERT_TRUE(tapi_.WaitForCount(4, kSoon));
     const std::uintptr_t call = test::tapi_recorder::kFirstCallHandle;
@@ -148,7 +139,7 @@ TEST_F(line_open_close, closing_ends_the_calls_towards_tapi_before_it_returns) {
 TEST_F(line_open_close, a_closed_line_tells_nothing_and_its_calls_get_no_handle) {
     ASSERT_EQ(Open(5), 0);
     ASSERT_EQ(module_.TSPI_lineClose(handle_), 0);
-    Play("Ringing");
+    Play(1001, "in-1", "Ringing");
     ASSERT_TRUE(log_.WaitFor(
         "Line", "Skip sending event to TAPI. Desk 1001, tapiLineHandle: 0xAAAA0001, line not open", kSoon,
         3));

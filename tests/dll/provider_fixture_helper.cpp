@@ -36,6 +36,27 @@ loaded_provider::~loaded_provider() {
     (void)module_.TSPI_providerShutdown(kVersion, 0);
 }
 
+bool loaded_provider::HasHandled(simulator::service_simulator& service, std::int32_t permanent_line_id) {
+    // Events are handled in their order, and this one does nothing but leave a line in the log.
+    const std::string marker = "marker-" + std::to_string(++markers_);
+    simulator::call_state_event event;
+    event.permanent_line_id = permanent_line_id;
+    event.client_call_id = marker;
+    event.call_state = "None";
+    service.Send(simulator::CallStateEvent(event));
+    const auto deadline = std::chrono::steady_clock::now() + kSoon;
+    const std::string ending = "client_call_id: " + marker + ", client call state: None";
+    while (std::chrono::steady_clock::now() < deadline) {
+        for (const std::string& text : log_.Texts("Line")) {
+            if (text.ends_with(ending)) {
+                return true;
+            }
+        }
+        Sleep(2);
+    }
+    return false;
+}
+
 void hosted_provider::TearDown() {
     if (host_.Running()) {
         EXPECT_EQ(host_.Shutdown(), 0);
@@ -63,27 +84,6 @@ void hosted_provider::StartService() {
 void hosted_provider::StartAll() {
     StartService();
     ASSERT_EQ(host_.Start(), 0);
-}
-
-bool hosted_provider::Settled(std::int32_t permanent_line_id) {
-    // Events are handled in their order, and this one does nothing but leave a line in the log.
-    const std::string marker = "marker-" + std::to_string(++markers_);
-    simulator::call_state_event event;
-    event.permanent_line_id = permanent_line_id;
-    event.client_call_id = marker;
-    event.call_state = "None";
-    service_.Send(simulator::CallStateEvent(event));
-    const auto deadline = std::chrono::steady_clock::now() + kSoon;
-    const std::string ending = "client_call_id: " + marker + ", client call state: None";
-    while (std::chrono::steady_clock::now() < deadline) {
-        for (const std::string& text : log_.Texts("Line")) {
-            if (text.ends_with(ending)) {
-                return true;
-            }
-        }
-        Sleep(2);
-    }
-    return false;
 }
 
 void open_line::SetUp() {

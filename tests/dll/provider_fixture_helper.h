@@ -78,8 +78,15 @@ class loaded_provider : public testing::Test {
     /// last Skip.
     [[nodiscard]] std::vector<std::string> ManagerLog() const { return log_.Texts(kManagerCategory); }
 
+    /// Whether everything that the service has sent up to now has been handled by the provider. The line with
+    /// this identifier must exist.
+    [[nodiscard]] bool HasHandled(simulator::service_simulator& service, std::int32_t permanent_line_id);
+
     test::log_reader log_ = test::log_reader::OfProvider();
     host::provider_module module_;
+
+  private:
+    int markers_ = 0;
 };
 
 /// Fixture: a service with softphones and the telephony host, which checks the contract all the time. At the
@@ -98,15 +105,12 @@ class hosted_provider : public loaded_provider {
     /// The service first, then the provider. Fails the test when the provider does not start.
     void StartAll();
 
-    /// Whether everything that the service has sent up to now has been handled by the provider. The line with
-    /// this identifier must exist.
-    [[nodiscard]] bool Settled(std::int32_t permanent_line_id);
+    [[nodiscard]] bool Settled(std::int32_t permanent_line_id) {
+        return HasHandled(service_, permanent_line_id);
+    }
 
     simulator::service_simulator service_;
     host::telephony_host host_{module_};
-
-  private:
-    int markers_ = 0;
 };
 
 /// Fixture: one softphone, "Desk 1001" with permanent line id 1001, whose line is open as line_. Its own

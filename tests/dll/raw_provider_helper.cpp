@@ -46,6 +46,14 @@ void raw_provider::SetUp() {
     service_.Publish();
 }
 
+void raw_provider::Play(std::int32_t permanent_line_id, const std::string& id, const std::string& state) {
+    simulator::call_state_event event;
+    event.permanent_line_id = permanent_line_id;
+    event.client_call_id = id;
+    event.call_state = state;
+    service_.Send(simulator::CallStateEvent(event));
+}
+
 DWORD raw_provider::DeviceIdOf(std::uintptr_t driver_line_handle) {
     struct {
         VARSTRING header;

@@ -68,6 +68,12 @@ class raw_provider : public loaded_provider {
     }
     LONG Shutdown(DWORD version = kVersion) { return module_.TSPI_providerShutdown(version, 7); }
 
+    /// The softphone reports a call in this state, with no parties.
+    void Play(std::int32_t permanent_line_id, const std::string& id, const std::string& state);
+    [[nodiscard]] bool Settled(std::int32_t permanent_line_id) {
+        return HasHandled(service_, permanent_line_id);
+    }
+
     /// Whether there is a telephony manager, as far as TAPI can tell.
     [[nodiscard]] bool IsInitialised() {
         return module_.TSPI_lineSetDefaultMediaDetection(nullptr, 0) != kUninitialized;
