@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/busy_processors.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::dll_test {
@@ -140,6 +142,48 @@ TEST_F(shutdown_inside_initialisation, does_not_wait_for_the_list_and_gives_the_
     EXPECT_EQ(lines_, 3u);
 }
 
+TEST_F(shutdown_inside_initialisation, lets_it_see_the_lines_or_fail) {
+    constexpr int kRounds = 30;
+    constexpr std::int32_t kLatePhone = 1004;
+    const test::busy_processors load;
+    // How often the initialisation has succeeded, by the number of lines that it has seen.
+    std::map<std::string, int> seen;
+    for (int round = 0; round < kRounds; ++round) {
+        ASSERT_EQ(Enumerate(), 0);
+        // Both have to wait while a new line is announced. Either may get on first.
+        test::signal inside;
+        test::signal release;
+        tapi_.SetReaction([&](const test::tapi_event&) {
+            inside.Set();
+            EXPECT_TRUE(release.Wait());
+        });
+        simulator::registration late;
+        late.permanent_line_id = kLatePhone;
+        service_.AddSoftphone(late);
+        EXPECT_TRUE(inside.Wait());
+        log_.Skip();
+        LONG initialised = 0;
+        std::thread initialising([&] { initialised = Init(5); });
+        EXPECT_TRUE(log_.WaitFor(kManagerCategory, "TSPI_providerInit", kSoon));
+        std::thread stopping([&] { EXPECT_EQ(Shutdown(), 0); });
+        EXPECT_TRUE(log_.WaitFor("LineManager", "CleanUp", kSoon));
+        release.Set();
+        initialising.join();
+        stopping.join();
+        tapi_.SetReaction({});
+        service_.RemoveSoftphone(kLatePhone, simulator::announcement::kSilent);
+        ASSERT_TRUE(service_.WaitForNoConnection(kSoon));
+        for (const std::string& text : ManagerLog()) {
+            if (initialised == 0 && text.starts_with("Initial line count: ")) {
+                ++seen[text];
+            }
+        }
+        ASSERT_TRUE(initialised == 0 || initialised == kOperationFailed) << std::hex << initialised;
+        ASSERT_FALSE(IsInitialised());
+    }
+    EXPECT_THAT(seen, testing::Each(testing::Key("Initial line count: 4")));
+}
+
 class shutdown_and_callbacks : public raw_provider {
   protected:
     void StartWithOpenLine() {
@@ -149,20 +193,12 @@ class shutdown_and_callbacks : public raw_provider {
                   0);
     }
 
-    void Ring(const std::string& id) {
-        simulator::call_state_event event;
-        event.permanent_line_id = 1001;
-        event.client_call_id = id;
-        event.call_state = "Ringing";
-        service_.Send(simulator::CallStateEvent(event));
-    }
-
     HDRVLINE line_ = nullptr;
 };
 
 TEST_F(shutdown_and_callbacks, of_a_quick_application_take_no_time) {
     StartWithOpenLine();
-    Ring("in-1");
+    Play(1001, "in-1", "Ringing");
     ASSERT_TRUE(tapi_.WaitForCount(3, kSoon));
     const auto begun = steady_clock::now();
     EXPECT_EQ(Shutdown(), 0);
@@ -187,7 +223,7 @@ TEST_F(shutdown_and_callbacks, of_an_application_that_blocks_is_over_within_its_
             left.Set();
         }
     });
-    Ring("in-1");
+    Play(1001, "in-1", "Ringing");
     ASSERT_TRUE(inside.Wait(kSoon));
 
     log_.Skip();
