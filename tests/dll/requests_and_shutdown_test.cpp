@@ -85,6 +85,30 @@ class requests_and_shutdown : public raw_provider {
     std::uintptr_t calls_ = 0;
 };
 
+/// Applications that ask all the time, so that a request has to share the provider with them.
+class asking_applications {
+  public:
+    explicit asking_applications(const host::provider_module& module) {
+        for (int i = 0; i < kCount; ++i) {
+            threads_.push_back(std::make_unique<test::worker>([this, &module] {
+                while (!done_) {
+                    LINECALLSTATUS status = {};
+                    (void)module.TSPI_lineGetCallStatus(nullptr, &status);
+                }
+            }));
+        }
+    }
+    ~asking_applications() { done_ = true; }
+    asking_applications(const asking_applications&) = delete;
+    asking_applications& operator=(const asking_applications&) = delete;
+
+  private:
+    static constexpr int kCount = 4;
+
+    std::atomic<bool> done_{false};
+    std::vector<std::unique_ptr<test::worker>> threads_;
+};
+
 /// A request tells a state, and the application does not come back from that message while the provider is
 /// shut down.
 class request_that_tells_and_shutdown : public requests_and_shutdown {
@@ -123,7 +147,9 @@ class request_that_tells_and_shutdown : public requests_and_shutdown {
             if (when == comes_back::kLate) {
                 EXPECT_TRUE(stopping.FinishesWithin(kSoon));
             }
+            const asking_applications others(module_);
             release.Set();
+            EXPECT_TRUE(asking.FinishesWithin(test::kSoon));
         }
         tapi_.SetReaction({});
         EXPECT_FALSE(IsInitialised());
@@ -131,24 +157,11 @@ class request_that_tells_and_shutdown : public requests_and_shutdown {
     }
 
     void ExpectToComplete(DWORD state, const std::function<request()>& prepare) {
-        // Applications that ask meanwhile.
-        constexpr int kApplications = 4;
-        std::atomic<bool> done{false};
-        std::vector<std::unique_ptr<test::worker>> applications;
-        for (int i = 0; i < kApplications; ++i) {
-            applications.push_back(std::make_unique<test::worker>([&] {
-                while (!done) {
-                    LINECALLSTATUS status = {};
-                    (void)module_.TSPI_lineGetCallStatus(nullptr, &status);
-                }
-            }));
-        }
         int completed = 0;
         for (int round = 0; round < kRounds; ++round) {
             Start();
             completed += Completes(state, prepare(), comes_back::kInTime);
         }
-        done = true;
         EXPECT_EQ(completed, kRounds);
     }
 
