@@ -102,7 +102,7 @@ TEST_F(line_status, count_nothing_on_a_closed_line_nor_on_an_unknown_one) {
 }
 
 TEST_F(line_status, never_count_a_call_twice_nor_not_at_all_while_it_is_held_and_resumed) {
-    constexpr int kToggles = 1000;
+    constexpr int kToggles = 2000;
     HTAPICALL const call = ConnectedCall();
     std::string toggles;
     for (int i = 0; i < kToggles; ++i) {
