@@ -20,8 +20,12 @@ std::shared_ptr<tapi_call> call_manager::GetNewTapiCallHandle(call_line& line, c
                                                               std::uint32_t call_origin) {
     const std::uint64_t driver_call_handle = NextDriverCallHandle();
     HTAPICALL tapi_call_handle = nullptr;
+    announced_call_.store(driver_call_handle);
     line.SendEvent(nullptr, LINE_NEWCALL, static_cast<DWORD_PTR>(driver_call_handle),
                    reinterpret_cast<DWORD_PTR>(&tapi_call_handle), 0);
+    if (announced_call_.exchange(0) != driver_call_handle) {
+        return nullptr;
+    }
     if (tapi_call_handle == nullptr) {
         Log(L"GetNewTapiCallHandle: Line not open");
     }
@@ -132,6 +136,8 @@ void call_manager::CloseCall(std::uint64_t handle) {
     Log(L"CloseCall: LineCloseCall (driverCallHandle: 0x%08X)", Low32(handle));
     const call_ptr call = FindCall(handle);
     if (call == nullptr) {
+        // It may be the one that is just being announced, and has no record yet.
+        (void)announced_call_.compare_exchange_strong(handle, 0);
         return;
     }
     call->SetState(LINECALLSTATE_IDLE, 0, false);

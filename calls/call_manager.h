@@ -34,9 +34,9 @@ class call_manager {
     call_manager& operator=(const call_manager&) = delete;
 
     /// Announces a call that a softphone has started (LINE_NEWCALL) and creates its record with the handle
-    /// that TAPI writes back. Without one, because the line is not open, the call exists with handle 0. A
-    /// call that TAPI knows and whose record cannot be made is told to be idle before the failure goes on.
-    /// The caller holds the event lock.
+    /// that TAPI writes back. Without one, because the line is not open, the call exists with handle 0. Null
+    /// when TAPI has closed the call from inside the message. A call that TAPI knows and whose record cannot be
+    /// made is told to be idle before the failure goes on. The caller holds the event lock.
     std::shared_ptr<tapi_call> GetNewTapiCallHandle(call_line& line, const client_call_state& state,
                                                     std::uint32_t call_origin);
 
@@ -87,6 +87,8 @@ class call_manager {
     mutable mutex lock_;
     std::map<std::uint64_t, call_ptr> calls_ BRIVELNOX_GUARDED_BY(lock_);
     std::atomic<std::uint32_t> last_driver_call_handle_{0};
+    // The call that TAPI is being sent LINE_NEWCALL for, until TAPI closes it; 0: none.
+    std::atomic<std::uint64_t> announced_call_{0};
 };
 
 }  // namespace brivelnox

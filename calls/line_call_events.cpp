@@ -145,6 +145,9 @@ void line_calls::StartCall(const client_state_rule& rule, const client_call_stat
     const std::uint32_t origin = state.isCaller ? LINECALLORIGIN_OUTBOUND : LINECALLORIGIN_INBOUND;
     const std::uint32_t resets = resets_;
     const call_ptr call = call_manager_.GetNewTapiCallHandle(line_, state, origin);
+    if (call == nullptr) {
+        return;
+    }
     call->Update(state);
     if (resets_ != resets) {
         // TAPI has closed the line from inside LINE_NEWCALL, and has forgotten the call with it.

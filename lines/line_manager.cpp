@@ -310,7 +310,9 @@ void line_manager::OnRegistrationList(const client_registration_list& registrati
         // counts after it and must not overtake that thread, however long the list takes it. It always gets
         // to its end: it waits for nothing that this thread holds, and TAPI is told nothing before.
         (void)WaitForSingleObject(initial_lines_made_.get(), INFINITE);
-        AddMissingLines(registrations);
+        if (list_complete_) {
+            AddMissingLines(registrations);
+        }
     } else {
         ApplyRegistrationList(registrations);
     }
@@ -321,12 +323,9 @@ void line_manager::OnRegistrationList(const client_registration_list& registrati
     }
 }
 
-/// Makes the lines that the first list names and the start has not made, because it was content with a list
-/// that nobody had asked for. A start without lines has asked again; the answer to that brings them.
+/// Makes the lines that the answer to the start names and the start has not made, because it was content with a
+/// list that nobody had asked for.
 void line_manager::AddMissingLines(const client_registration_list& registrations) {
-    if (InitialLineCount() == 0) {
-        return;
-    }
     for (const client_registration& registration : registrations) {
         if (registration.permanentLineId != kNoPermanentLineId &&
             FindLineByPermanentLineId(registration.permanentLineId) == nullptr) {

@@ -68,7 +68,7 @@ provider_lifecycle::creation provider_lifecycle::EnsureManager(std::uint32_t dev
 /// Throws when a shutdown has come in between: TAPI must not be told that the provider is initialised.
 void provider_lifecycle::RequireInstalled(const manager_ptr& manager) const {
     const lock_guard guard(manager_lock_);
-    if (manager_ != manager) {
+    if (manager_ != manager || is_shutting_down_) {
         throw std::runtime_error("shut down while initialising");
     }
 }

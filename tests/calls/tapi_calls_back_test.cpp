@@ -152,15 +152,16 @@ TEST_F(closing_inside_an_event, OfItsInformationIsTheLastWord) {
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(closing_inside_an_event, OfACallWithoutAnEntryYetIsIgnored) {
+TEST_F(closing_inside_an_event, OfACallThatIsJustBeingAnnouncedIsTheLastWord) {
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == LINE_NEWCALL) {
             calls_.CloseCall(static_cast<std::uint64_t>(event.param1));
         }
     });
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
-    EXPECT_NE(calls_.FindCall(1), nullptr);
-    EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_ACCEPTED));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(NewCall(kTapiLine, 1, kNewCall)));
+    EXPECT_EQ(calls_.FindCall(1), nullptr);
+    EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
 class closing_the_line_inside_new_call : public line_fixture {

@@ -57,7 +57,7 @@ void contract_checker::Enter(const tapi_event& event) {
         own.first = EventText(event);
     }
     ++own.depth;
-    if (!running_) {
+    if (!running_ && !IsOfARequestUnderWay(event)) {
         Report("after shutdown: " + EventText(event));
         return;
     }
@@ -66,6 +66,13 @@ void contract_checker::Enter(const tapi_event& event) {
     } else {
         CheckMessage(event);
     }
+}
+
+/// Whether it completes a request that has not returned yet: one that was inside the provider when a shutdown
+/// gave up waiting for it is carried to its end all the same.
+bool contract_checker::IsOfARequestUnderWay(const tapi_event& event) const {
+    const auto found = requests_.find(event.request_id);
+    return event.kind == event_kind::kCompletion && found != requests_.end() && !found->second.returned;
 }
 
 void contract_checker::Leave(DWORD thread_id) {

@@ -162,6 +162,7 @@ class contract_checker {
     // All of these are called with the lock held.
     void Report(std::string text);
     void CheckMessage(const tapi_event& event);
+    [[nodiscard]] bool IsOfARequestUnderWay(const tapi_event& event) const;
     void CheckCompletion(const tapi_event& event);
     void CheckLineCreate(const tapi_event& event, const std::string& text);
     void CheckNewCall(const tapi_event& event, const std::string& text);
