@@ -5,11 +5,12 @@
 #include <cstdarg>
 #include <cstdio>
 #include <iterator>
+#include <mutex>
 
 #include <shlobj.h>
 #include <shlwapi.h>
 
-#include <string_view>
+#include <string>
 
 #include "logging/log_backups.h"
 #include "platform/ansi_text.h"
@@ -46,6 +47,18 @@ std::wstring FormatTimestamp(const SYSTEMTIME& time) {
     (void)_snwprintf_s(text, std::size(text), _TRUNCATE, L"%02d-%02d %02d:%02d:%02d", time.wMonth, time.wDay,
                        time.wHour, time.wMinute, time.wSecond);
     return text;
+}
+
+/// Opens the log's file; nothing where what has its place is no file on a disk. A pipe there would keep the
+/// thread for as long as the pipe's owner likes, and the owner could act as the user of this process.
+unique_file OpenOnDisk(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
+    unique_file file(CreateFileW(path.c_str(), access, share, nullptr, disposition,
+                                 FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS,
+                                 nullptr));
+    if (file && GetFileType(file.get()) != FILE_TYPE_DISK) {
+        file.reset();
+    }
+    return file;
 }
 
 /// The log is a text file: a line feed is stored as CR LF.
@@ -162,8 +175,7 @@ bool logger::IsDayCheckDue(const SYSTEMTIME& now) const {
 }
 
 bool logger::MustRoll(const SYSTEMTIME& now) const {
-    const unique_file file(CreateFileW(log_file_path_.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const unique_file file = OpenOnDisk(log_file_path_, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
     FILETIME created = {};
     if (!file || !GetFileTime(file.get(), &created, nullptr, nullptr)) {
         return false;
@@ -190,9 +202,8 @@ void logger::Roll(const SYSTEMTIME& now) const {
 }
 
 void logger::AppendLine(const std::wstring& line) const {
-    const unique_file file(CreateFileW(log_file_path_.c_str(), FILE_APPEND_DATA,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
-                                       FILE_ATTRIBUTE_NORMAL, nullptr));
+    const unique_file file =
+        OpenOnDisk(log_file_path_, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS);
     if (!file) {
         return;
     }

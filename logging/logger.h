@@ -14,7 +14,9 @@ namespace brivelnox {
 /// it is always on, for the life of the process.
 ///
 /// The file is opened, appended to and closed again for every line, so that it can be read, moved or deleted
-/// at any time. No failure reaches the caller: a line that cannot be written is lost.
+/// at any time. No failure reaches the caller: a line that cannot be written is lost. Where something else
+/// than a file on a disk has the file's place, as a link to a pipe, nothing is written to it and nobody waits
+/// for it.
 ///
 /// All operations may be called on any thread. One recursive lock serialises start, day check, roll and the
 /// writing of a line.

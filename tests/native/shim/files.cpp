@@ -68,12 +68,20 @@ int OpenFlags(DWORD access, DWORD disposition) {
     Misuse("a way of opening files that is not known here");
 }
 
-HANDLE Open(const std::string& path, DWORD access, DWORD share, DWORD disposition, bool folders_too) {
+/// Whether the owner of a pipe that is opened with these flags could act as the user who opens it.
+bool LetsItselfBeImpersonated(DWORD flags) {
+    return (flags & SECURITY_SQOS_PRESENT) == 0 || (flags & SECURITY_DELEGATION) != SECURITY_ANONYMOUS;
+}
+
+HANDLE Open(const std::string& path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
     struct stat status = {};
     const bool existed = stat(path.c_str(), &status) == 0;
-    if (existed && S_ISDIR(status.st_mode) && !folders_too) {
+    if (existed && S_ISDIR(status.st_mode) && (flags & FILE_FLAG_BACKUP_SEMANTICS) == 0) {
         SetLastError(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
+    }
+    if (existed && S_ISFIFO(status.st_mode) && LetsItselfBeImpersonated(flags)) {
+        Misuse("a pipe whose owner may impersonate whoever opens it");
     }
     if (!file_records::TryOpen(path, access, share)) {
         SetLastError(ERROR_SHARING_VIOLATION);
@@ -115,8 +123,29 @@ using native::FromHandle;
 
 HANDLE CreateFileW(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*, DWORD disposition,
                    DWORD flags, HANDLE) {
-    return native::Open(native::ToSystemPath(path), access, share, disposition,
-                        (flags & FILE_FLAG_BACKUP_SEMANTICS) != 0);
+    return native::Open(native::ToSystemPath(path), access, share, disposition, flags);
+}
+
+DWORD GetFileType(HANDLE file) {
+    constexpr struct {
+        mode_t kind;
+        DWORD type;
+    } kTypes[] = {
+        {S_IFREG, FILE_TYPE_DISK},
+        {S_IFDIR, FILE_TYPE_DISK},
+        {S_IFCHR, FILE_TYPE_CHAR},
+        {S_IFIFO, FILE_TYPE_PIPE},
+    };
+    const auto object = FromHandle<file_object>(file);
+    struct stat status = {};
+    if (object && fstat(object->Descriptor(), &status) == 0) {
+        for (const auto& row : kTypes) {
+            if (row.kind == (status.st_mode & S_IFMT)) {
+                return row.type;
+            }
+        }
+    }
+    return FILE_TYPE_UNKNOWN;
 }
 
 BOOL ReadFile(HANDLE file, void* bytes, DWORD size, DWORD* read, void*) {

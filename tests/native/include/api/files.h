@@ -24,6 +24,13 @@ inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x1;
 inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x02000000;
+inline constexpr DWORD SECURITY_SQOS_PRESENT = 0x00100000;
+inline constexpr DWORD SECURITY_ANONYMOUS = 0;
+inline constexpr DWORD SECURITY_DELEGATION = 0x00030000;
+inline constexpr DWORD FILE_TYPE_UNKNOWN = 0;
+inline constexpr DWORD FILE_TYPE_DISK = 1;
+inline constexpr DWORD FILE_TYPE_CHAR = 2;
+inline constexpr DWORD FILE_TYPE_PIPE = 3;
 inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 inline constexpr DWORD MOVEFILE_REPLACE_EXISTING = 1;
 
@@ -40,9 +47,11 @@ struct WIN32_FIND_DATAW {
 // Paths are Windows paths. Drive C: is a folder of the running process alone, made on first use and removed
 // at its end.
 
-/// Share modes between the handles of this process are kept as on Windows.
+/// Share modes between the handles of this process are kept as on Windows. Whoever opens a pipe in a file's
+/// place has to do so anonymously: anything else is misuse.
 HANDLE CreateFileW(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
                    DWORD disposition, DWORD flags, HANDLE template_file);
+DWORD GetFileType(HANDLE file);
 BOOL ReadFile(HANDLE file, void* bytes, DWORD size, DWORD* read, void* overlapped);
 BOOL WriteFile(HANDLE file, const void* bytes, DWORD size, DWORD* written, void* overlapped);
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size);
