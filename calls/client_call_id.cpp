@@ -6,13 +6,17 @@
 
 #include <rpc.h>
 
+#include <stdexcept>
+
 namespace brivelnox {
 
 std::wstring NewClientCallId() {
     UUID uuid = {};
-    // Also unique where the machine has no network address: the result then says "local only", which is
-    // enough here.
-    (void)UuidCreate(&uuid);
+    const RPC_STATUS status = UuidCreate(&uuid);
+    // Where the machine has no network address the id is unique on it alone, which is enough here.
+    if (status != RPC_S_OK && status != RPC_S_UUID_LOCAL_ONLY) {
+        throw std::runtime_error("no UUID can be made");
+    }
     RPC_WSTR text = nullptr;
     if (UuidToStringW(&uuid, &text) != RPC_S_OK) {
         throw std::bad_alloc();

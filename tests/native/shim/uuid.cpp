@@ -1,3 +1,5 @@
+#include "shim/uuid.h"
+
 #include <windows.h>
 
 #include <atomic>
@@ -17,6 +19,8 @@ namespace {
 /// the order of ids is then met in the same order again.
 constexpr char kSeedVariable[] = "BRIVELNOX_UUID_SEED";
 
+std::atomic<RPC_STATUS> status_to_return{RPC_S_OK};
+
 std::uint64_t Scramble(std::uint64_t number) {
     number = (number ^ (number >> 31)) * 0xD6E8FEB86659FD93;
     number = (number ^ (number >> 32)) * 0xD6E8FEB86659FD93;
@@ -33,7 +37,23 @@ void MakeFromSeed(UUID* uuid, std::uint64_t seed) {
 
 }  // namespace
 
+namespace brivelnox::native {
+
+uuid_status::uuid_status(RPC_STATUS status) {
+    status_to_return.store(status, std::memory_order_relaxed);
+}
+
+uuid_status::~uuid_status() {
+    status_to_return.store(RPC_S_OK, std::memory_order_relaxed);
+}
+
+}  // namespace brivelnox::native
+
 RPC_STATUS UuidCreate(UUID* uuid) {
+    const RPC_STATUS status = status_to_return.load(std::memory_order_relaxed);
+    if (status != RPC_S_OK && status != RPC_S_UUID_LOCAL_ONLY) {
+        return status;
+    }
     static const char* const seed = std::getenv(kSeedVariable);
     if (seed != nullptr) {
         MakeFromSeed(uuid, std::strtoull(seed, nullptr, 10));
@@ -43,7 +63,7 @@ RPC_STATUS UuidCreate(UUID* uuid) {
     // A random one says so, in the two places that are made for it.
     uuid->Data3 = static_cast<WORD>((uuid->Data3 & 0x0FFF) | 0x4000);
     uuid->Data4[0] = static_cast<BYTE>((uuid->Data4[0] & 0x3F) | 0x80);
-    return RPC_S_OK;
+    return status;
 }
 
 RPC_STATUS UuidToStringW(const UUID* uuid, RPC_WSTR* text) {
