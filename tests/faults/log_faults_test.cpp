@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 
 #include <tapi.h>
 #include <tspi.h>
@@ -13,6 +14,7 @@
 #include "tests/dll/pe_image_helper.h"
 #include "tests/faults/fault_fixture_helper.h"
 #include "tests/faults/log_place_helper.h"
+#include "tests/support/unix_pipe.h"
 
 namespace brivelnox::faults {
 namespace {
@@ -124,7 +126,7 @@ TEST_F(log_that_cannot_be_written, because_it_is_read_only_costs_nothing_but_the
 }
 
 TEST_F(log_that_cannot_be_written, because_its_disk_is_full_costs_nothing_but_the_lines) {
-    if (const std::string why = place_.PutAFullDiskInPlaceOfTheFile(); !why.empty()) {
+    if (const std::string why = place_.LetTheFileGrowToTheLargestSize(); !why.empty()) {
         GTEST_SKIP() << why;
     }
     LiveWithAndWithout("log on a full disk", [this] { place_.RemoveFile(); });
@@ -138,6 +140,17 @@ TEST_F(log_that_cannot_be_written, because_another_program_keeps_it_to_itself_co
     LiveWithAndWithout("log held open by another program", [&] {
         EXPECT_EQ(GetFileSize(held.get(), nullptr), DWORD{sizeof("kept\r\n") - 1});
         held.reset();
+    });
+}
+
+TEST_F(log_that_cannot_be_written, because_a_pipe_has_its_place_costs_nothing_but_the_lines) {
+    auto pipe = std::make_unique<test::unix_pipe>(place_.File());
+    if (!pipe->IsThere()) {
+        GTEST_SKIP() << "a pipe in a file's place cannot be made here";
+    }
+    LiveWithAndWithout("pipe in the log's place", [&] {
+        EXPECT_EQ(pipe->Take(), "");
+        pipe.reset();
     });
 }
 

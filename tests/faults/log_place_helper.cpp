@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
+#include <limits>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -19,48 +19,12 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr long long kUnitsOfADay = 864000000000;
-constexpr DWORD kLookAgainMilliseconds = 10;
-constexpr int kLooks = 500;
+constexpr int kBytesOfABlock = 4096;
 
 unique_file Open(const std::wstring& path, DWORD access, DWORD creation) {
     return unique_file(CreateFileW(path.c_str(), access,
                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, creation,
                                    FILE_ATTRIBUTE_NORMAL, nullptr));
-}
-
-/// A device node has no attributes that Windows knows, but it can be opened.
-bool Exists(const std::wstring& path) {
-    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES ||
-           Open(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING);
-}
-
-/// The name by which the system beneath Wine knows a file. Empty where there is no such system.
-std::string UnixName(const std::wstring& path) {
-    using name_function = char*(CDECL*)(const wchar_t*);
-    const auto get_name = reinterpret_cast<name_function>(reinterpret_cast<void*>(
-        GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
-    if (get_name == nullptr) {
-        return {};
-    }
-    char* const name = get_name(path.c_str());
-    const std::string result = name == nullptr ? "" : name;
-    (void)HeapFree(GetProcessHeap(), 0, name);
-    return result;
-}
-
-/// Has the system beneath Wine run one of its programs. Nobody can wait for its end.
-bool RunUnixProgram(const std::wstring& program, const std::string& arguments) {
-    std::wstring command_line = program + L" " + std::wstring(arguments.begin(), arguments.end());
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION created = {};
-    if (CreateProcessW(program.c_str(), command_line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                       &startup, &created) == FALSE) {
-        return false;
-    }
-    const unique_process process(created.hProcess);
-    const unique_thread thread(created.hThread);
-    return true;
 }
 
 }  // namespace
@@ -155,45 +119,37 @@ std::string log_place::KeepEverybodyFromWriting() const {
     return "a folder in the file's place, as read-only files may be written by this user";
 }
 
-std::string log_place::PutAFullDiskInPlaceOfTheFile() const {
+std::string log_place::LetTheFileGrowToTheLargestSize() const {
     if (!test::RunsUnderWine()) {
-        return "a disk that is full cannot be had on a real machine";
+        return "a file of the largest size takes a whole disk on a real machine";
     }
-    RemoveFile();
-    // A node of the device that is always full, of this log's own: whatever is done to it is done to no other
-    // file.
-    const std::string name = UnixName(folder_) + "/" + fs::path(file_).filename().string();
-    if (!RunUnixProgram(L"Z:\\bin\\mknod", "-m 666 \"" + name + "\" c 1 7")) {
-        return "the program that makes device nodes cannot be run";
+    const unique_file file = Open(file_, GENERIC_WRITE, CREATE_ALWAYS);
+    // No byte of it takes any room. The largest size that can be had is between the two.
+    LARGE_INTEGER had = {};
+    LARGE_INTEGER refused = {};
+    refused.QuadPart = std::numeric_limits<LONGLONG>::max();
+    while (refused.QuadPart - had.QuadPart > 1) {
+        LARGE_INTEGER tried = {};
+        tried.QuadPart = had.QuadPart + (refused.QuadPart - had.QuadPart) / 2;
+        const bool can_be_had =
+            SetFilePointerEx(file.get(), tried, nullptr, FILE_BEGIN) && SetEndOfFile(file.get());
+        (can_be_had ? had : refused) = tried;
     }
-    for (int look = 0; look < kLooks && !Exists(file_); ++look) {
-        Sleep(kLookAgainMilliseconds);
-    }
-    const unique_file full = Open(file_, FILE_APPEND_DATA, OPEN_EXISTING);
+    const unique_file log = Open(file_, FILE_APPEND_DATA, OPEN_EXISTING);
     DWORD written = 0;
-    if (!full) {
-        return "a device node cannot be made here";
+    // Where half a line still has room there is none for the rest.
+    for (int byte = 0; byte < kBytesOfABlock; ++byte) {
+        if (!::WriteFile(log.get(), "x", 1, &written, nullptr)) {
+            return {};
+        }
     }
-    if (::WriteFile(full.get(), "x", 1, &written, nullptr) || GetLastError() != ERROR_DISK_FULL) {
-        return "the device that is always full takes bytes here";
-    }
-    return {};
+    return "a file of the largest size takes more bytes here";
 }
 
 void log_place::RemoveFile() const {
-    if (!Exists(file_)) {
-        return;
-    }
     (void)SetFileAttributesW(file_.c_str(), FILE_ATTRIBUTE_NORMAL);
     (void)DeleteFileW(file_.c_str());
     (void)RemoveDirectoryW(file_.c_str());
-    // A device node is no file for Windows to delete.
-    if (Exists(file_) && !RunUnixProgram(L"Z:\\bin\\rm", "-f \"" + UnixName(file_) + "\"")) {
-        throw std::runtime_error("the file in the log's place cannot be removed");
-    }
-    for (int look = 0; look < kLooks && Exists(file_); ++look) {
-        Sleep(kLookAgainMilliseconds);
-    }
 }
 
 }  // namespace brivelnox::faults

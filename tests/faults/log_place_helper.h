@@ -37,10 +37,10 @@ class log_place {
     /// does not keep an administrator from it on every system.
     [[nodiscard]] std::string KeepEverybodyFromWriting() const;
 
-    /// Makes the current file one that takes no byte, because its disk is full. Returns why that cannot be
-    /// done here, empty when it was.
-    [[nodiscard]] std::string PutAFullDiskInPlaceOfTheFile() const;
-    /// Whatever stands in its place, too.
+    /// Makes the current file one that takes no byte more, though it can be opened. Returns why that cannot
+    /// be done here, empty when it was.
+    [[nodiscard]] std::string LetTheFileGrowToTheLargestSize() const;
+    /// A folder in its place, too.
     void RemoveFile() const;
 
   private:
