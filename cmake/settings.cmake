@@ -24,12 +24,14 @@ target_compile_options(brivelnox_settings INTERFACE
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:${gcc_warnings}>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:${clang_warnings}>
     $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${BRIVELNOX_WERROR}>>:-Werror>
+    # As /GS, which Visual C++ has on by default: a function that writes beyond its buffer ends the process.
+    $<$<COMPILE_LANGUAGE:CXX>:-fstack-protector-strong>
     # No folder of the building machine in the program or its symbols.
     $<$<COMPILE_LANGUAGE:CXX>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.>)
 
 # Nothing but Windows' own DLLs is needed at run time.
 target_link_options(brivelnox_settings INTERFACE
-    -static -static-libgcc -static-libstdc++ -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+    -static -static-libgcc -static-libstdc++ -fstack-protector-strong -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
 
 if(BRIVELNOX_COVERAGE)
     # Counters are updated from several threads; the paths of the sources have to be found again afterwards.

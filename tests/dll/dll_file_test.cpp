@@ -251,6 +251,47 @@ TEST_F(dll_file, has_its_symbols_beside_it) {
 
 #else
 
+// The functions of the section .text from the table by which exceptions find them.
+std::vector<RUNTIME_FUNCTION> Functions(const pe_image& image) {
+    const std::vector<std::byte> table = image.SectionBytes(".pdata");
+    std::vector<RUNTIME_FUNCTION> functions(table.size() / sizeof(RUNTIME_FUNCTION));
+    std::memcpy(functions.data(), table.data(), functions.size() * sizeof(RUNTIME_FUNCTION));
+    return functions;
+}
+
+TEST_F(dll_file, ends_the_process_when_a_function_has_written_beyond_its_buffer) {
+    const std::vector<std::byte> code = image_.SectionBytes(".text");
+    const auto value_at = [&](std::size_t offset) {
+        std::uint32_t value = 0;
+        std::memcpy(&value, code.data() + offset, sizeof value);
+        return value;
+    };
+    const DWORD start = image_.OptionalHeader().BaseOfCode;
+
+    // The one function that knows the code of that end.
+    std::set<DWORD> ends;
+    for (const RUNTIME_FUNCTION& function : Functions(image_)) {
+        for (DWORD at = function.BeginAddress; at + sizeof(std::uint32_t) <= function.EndAddress; ++at) {
+            if (value_at(at - start) == STATUS_STACK_BUFFER_OVERRUN) {
+                ends.insert(function.BeginAddress);
+            }
+        }
+    }
+    ASSERT_EQ(ends.size(), 1u);
+
+    // Each function with a buffer calls it: a byte for the call, and the distance from behind it.
+    constexpr std::byte kCall{0xE8};
+    constexpr std::size_t kCallSize = 1 + sizeof(std::uint32_t);
+    std::size_t calls = 0;
+    for (std::size_t at = 0; at + kCallSize <= code.size(); ++at) {
+        if (code[at] == kCall &&
+            start + static_cast<DWORD>(at + kCallSize) + value_at(at + 1) == *ends.begin()) {
+            ++calls;
+        }
+    }
+    EXPECT_GT(calls, 100u);
+}
+
 // The checksum by which debuggers tell that a symbol file belongs to a program (CRC-32, as in zip files).
 std::uint32_t Checksum(const std::vector<std::byte>& bytes) {
     std::uint32_t value = 0xFFFFFFFFu;
