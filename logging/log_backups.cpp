@@ -1,6 +1,7 @@
 #include "logging/log_backups.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "platform/unique_handle.h"
 

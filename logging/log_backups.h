@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ struct log_backup {
 };
 
 /// How many backups are kept.
-inline constexpr size_t kBackupsKept = 5;
+inline constexpr std::size_t kBackupsKept = 5;
 
 /// Whether `left` counts as older than `right`: by creation time, then by name (ordinal comparison of the
 /// wide characters, a prefix first), then by the time of the last write.

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <iterator>
 #include <mutex>
@@ -24,10 +25,10 @@ constexpr wchar_t kMakerFolder[] = L"Brivelnox";
 constexpr wchar_t kLogsFolder[] = L"logs";
 constexpr wchar_t kBackupFolder[] = L"\\bak";
 constexpr wchar_t kLogFileSuffix[] = L".log";
-constexpr size_t kMessageCharacters = 512;
-constexpr size_t kTimestampCharacters = 20;
-constexpr size_t kBackupNameCharacters = 32;
-constexpr size_t kCategoryWidth = 20;
+constexpr std::size_t kMessageCharacters = 512;
+constexpr std::size_t kTimestampCharacters = 20;
+constexpr std::size_t kBackupNameCharacters = 32;
+constexpr std::size_t kCategoryWidth = 20;
 
 bool IsSameDay(const SYSTEMTIME& left, const SYSTEMTIME& right) {
     return left.wDay == right.wDay && left.wMonth == right.wMonth && left.wYear == right.wYear;

@@ -26,6 +26,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
             try {
                 brivelnox::logger::Process().StartWithoutWaiting(true, kLogName);
             } catch (...) {
+                // The next thread tries again.
             }
             break;
         case DLL_PROCESS_DETACH:
