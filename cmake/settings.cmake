@@ -1,7 +1,9 @@
 # brivelnox_settings: what every target of this project is compiled and linked with.
 add_library(brivelnox_settings INTERFACE)
 target_compile_features(brivelnox_settings INTERFACE cxx_std_20)
-target_include_directories(brivelnox_settings INTERFACE "${CMAKE_SOURCE_DIR}")
+configure_file("${CMAKE_SOURCE_DIR}/platform/version_numbers.h.in"
+    "${CMAKE_BINARY_DIR}/include/platform/version_numbers.h")
+target_include_directories(brivelnox_settings INTERFACE "${CMAKE_SOURCE_DIR}" "${CMAKE_BINARY_DIR}/include")
 target_compile_definitions(brivelnox_settings INTERFACE
     UNICODE _UNICODE STRICT WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -24,7 +26,8 @@ target_compile_options(brivelnox_settings INTERFACE
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:${gcc_warnings}>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:${clang_warnings}>
     $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${BRIVELNOX_WERROR}>>:-Werror>
-    # As /GS, which Visual C++ has on by default: a function that writes beyond its buffer ends the process.
+    # As /GS, which Visual C++ has on by default: a function that writes beyond its buffer ends the process. What it
+    # calls then is the provider's own, and the compiler's in the programs beside it, which linking adds.
     $<$<COMPILE_LANGUAGE:CXX>:-fstack-protector-strong>
     # No folder of the building machine in the program or its symbols.
     $<$<COMPILE_LANGUAGE:CXX>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.>)

@@ -330,15 +330,16 @@ TEST_F(dll_file, says_its_version) {
     const version_resource resource(path_);
     ASSERT_TRUE(resource.IsThere());
 
+    // The one place beside the build itself that says it, so that no release is numbered by mistake.
+    EXPECT_EQ(resource.Text(L"FileVersion"), L"1.0.0.57");
+    EXPECT_EQ(resource.Text(L"ProductVersion"), L"1.0.0.57");
     const VS_FIXEDFILEINFO numbers = resource.Numbers();
     EXPECT_EQ(numbers.dwFileVersionMS, DWORD{MAKELONG(0, 1)});
     EXPECT_EQ(numbers.dwFileVersionLS, DWORD{MAKELONG(57, 0)});
-    EXPECT_EQ(numbers.dwProductVersionMS, DWORD{MAKELONG(0, 1)});
-    EXPECT_EQ(numbers.dwProductVersionLS, DWORD{MAKELONG(57, 0)});
+    EXPECT_EQ(numbers.dwProductVersionMS, numbers.dwFileVersionMS);
+    EXPECT_EQ(numbers.dwProductVersionLS, numbers.dwFileVersionLS);
     EXPECT_EQ(numbers.dwFileType, DWORD{VFT_DLL});
 
-    EXPECT_EQ(resource.Text(L"FileVersion"), L"1.0.0.57");
-    EXPECT_EQ(resource.Text(L"ProductVersion"), L"1.0.0.57");
     EXPECT_EQ(resource.Text(L"CompanyName"), L"Brivelnox");
     EXPECT_EQ(resource.Text(L"ProductName"), L"Brivelnox TAPI Service Provider");
     EXPECT_EQ(resource.Text(L"OriginalFilename"), L"Brivelnox.tsp");

@@ -5,6 +5,7 @@
 #include <tapi.h>
 #include <tspi.h>
 
+#include "platform/version_numbers.h"
 #include "tests/dll/raw_provider_helper.h"
 
 namespace brivelnox::dll_test {
@@ -46,8 +47,9 @@ TEST_F(line_open_close, opening_gives_the_drivers_handle_and_is_logged) {
                                  "Event procedure address: 0x%08X. Return driverLineHandle: 0x00000002. Desk "
                                  "1002",
                                  Low(reinterpret_cast<void*>(tapi_.Procedure())))));
-    EXPECT_THAT(log_.Texts("Line"), ElementsAre("LineOpen Desk 1002, tapiLineHandle: 0xAAAA0001, deviceId: "
-                                                "0x00000006, driverLineHandle: 0x00000002, v1.0.0.57"));
+    EXPECT_THAT(log_.Texts("Line"),
+                ElementsAre("LineOpen Desk 1002, tapiLineHandle: 0xAAAA0001, deviceId: "
+                            "0x00000006, driverLineHandle: 0x00000002, v" BRIVELNOX_VERSION));
 }
 
 TEST_F(line_open_close, opening_needs_an_address_for_the_handle) {

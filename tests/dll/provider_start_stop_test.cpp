@@ -5,6 +5,7 @@
 #include <tapi.h>
 #include <tspi.h>
 
+#include "platform/version_numbers.h"
 #include "tests/dll/raw_provider_helper.h"
 
 namespace brivelnox::dll_test {
@@ -43,7 +44,7 @@ TEST_F(provider_start_stop, enumeration_begins_with_the_banner) {
     log_.Skip();
     ASSERT_EQ(Enumerate(), 0);
     EXPECT_THAT(ManagerLog(), ElementsAre("TSPI_providerEnumDevices", "InitAppDomain and logging", kHyphens,
-                                          "Brivelnox TSP: Initialize v1.0.0.57", kHyphens));
+                                          "Brivelnox TSP: Initialize v" BRIVELNOX_VERSION, kHyphens));
 }
 
 TEST_F(provider_start_stop, a_second_enumeration_uses_what_is_there) {
@@ -87,8 +88,8 @@ TEST_F(provider_start_stop, initialisation_without_enumeration_makes_the_lines_w
     log_.Skip();
     ASSERT_EQ(Init(5), 0);
     EXPECT_THAT(ManagerLog(),
-                ElementsAre("TSPI_providerInit", kHyphens, "Brivelnox TSP: Initialize v1.0.0.57", kHyphens,
-                            "Initial line count: 3"));
+                ElementsAre("TSPI_providerInit", kHyphens, "Brivelnox TSP: Initialize v" BRIVELNOX_VERSION,
+                            kHyphens, "Initial line count: 3"));
     EXPECT_EQ(PermanentIdOf(5), 1001u);
     EXPECT_EQ(PermanentIdOf(6), 1002u);
     EXPECT_EQ(PermanentIdOf(7), 1003u);
@@ -182,7 +183,7 @@ TEST_F(provider_start_stop, everything_starts_afresh_after_shutdown) {
     lines_ = kPattern;
     ASSERT_EQ(Enumerate(), 0);
     EXPECT_EQ(lines_, 3u);
-    EXPECT_EQ(log_.Count(kManagerCategory, "Brivelnox TSP: Initialize v1.0.0.57"), 1u);
+    EXPECT_EQ(log_.Count(kManagerCategory, "Brivelnox TSP: Initialize v" BRIVELNOX_VERSION), 1u);
     EXPECT_EQ(log_.Count("Line", "Desk 1001 created with driver line handle 0x00000001"), 1u);
     ASSERT_EQ(Init(20), 0);
     EXPECT_EQ(DeviceIdOf(1), 20u);
@@ -195,7 +196,7 @@ TEST_F(provider_start_stop, an_address_that_cannot_be_written_ends_the_initialis
     EXPECT_EQ(module_.TSPI_providerEnumDevices(7, nullptr, &phones_, nullptr, tapi_.Procedure(), nullptr),
               kOperationFailed);
     EXPECT_THAT(ManagerLog(), ElementsAre("TSPI_providerEnumDevices", "InitAppDomain and logging", kHyphens,
-                                          "Brivelnox TSP: Initialize v1.0.0.57", kHyphens,
+                                          "Brivelnox TSP: Initialize v" BRIVELNOX_VERSION, kHyphens,
                                           "Brivelnox TSP: CleanUp", "Exception in TSPI_providerEnumDevices"));
     EXPECT_FALSE(IsInitialised());
 }

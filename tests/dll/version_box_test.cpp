@@ -18,6 +18,7 @@
 
 #include <vector>
 
+#include "platform/version_numbers.h"
 #include "tests/dll/provider_fixture_helper.h"
 
 namespace brivelnox::dll_test {
@@ -156,7 +157,7 @@ TEST_F(version_box, shows_name_notice_and_version_and_is_owned_by_the_callers_wi
     EXPECT_EQ(seen.style, MB_OK);
     // Three lines: the name, a notice, the version.
     constexpr std::string_view beginning = "Brivelnox TAPI Service Provider\n";
-    constexpr std::string_view ending = "\nVersion 1.0.0.57";
+    constexpr std::string_view ending = "\nVersion " BRIVELNOX_VERSION;
     EXPECT_TRUE(seen.text.starts_with(beginning)) << seen.text;
     EXPECT_TRUE(seen.text.ends_with(ending)) << seen.text;
     ASSERT_GT(seen.text.size(), beginning.size() + ending.size()) << "the notice is missing";
@@ -197,7 +198,7 @@ TEST_F(version_box, is_what_every_configuration_dialog_shows) {
         EXPECT_TRUE(seen.found);
         EXPECT_EQ(seen.returned, 0);
         EXPECT_EQ(seen.owner, owner_);
-        EXPECT_THAT(seen.text, testing::EndsWith("\nVersion 1.0.0.57"));
+        EXPECT_THAT(seen.text, testing::EndsWith("\nVersion " BRIVELNOX_VERSION));
         EXPECT_THAT(log_.Texts(), ElementsAre("Show version info"));
     }
 }

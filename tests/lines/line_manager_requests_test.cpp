@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/low32.h"
+#include "platform/version_numbers.h"
 #include "tests/support/line_manager_fixture.h"
 
 namespace brivelnox::test {
@@ -40,7 +41,7 @@ TEST_F(requests_to_a_running_manager, OpeningALineIsLoggedAndReturnsItsDriverLin
                             std::string(procedure) + ". Return driverLineHandle: 0x00000002. Desk 2"));
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("LineOpen Desk 2, tapiLineHandle: 0x000000A2, deviceId: 0x00000006, "
-                            "driverLineHandle: 0x00000002, v1.0.0.57"));
+                            "driverLineHandle: 0x00000002, v" BRIVELNOX_VERSION));
     EXPECT_TRUE(LineOf(102)->IsOpen());
 }
 

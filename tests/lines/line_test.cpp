@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/version_numbers.h"
 #include "tests/support/line_fixture.h"
 
 namespace brivelnox::test {
@@ -83,7 +84,7 @@ TEST_F(opening_a_line, IsLoggedWithHandlesAndVersion) {
     Open();
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("LineOpen Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005, "
-                            "driverLineHandle: 0x00000003, v1.0.0.57"));
+                            "driverLineHandle: 0x00000003, v" BRIVELNOX_VERSION));
     EXPECT_TRUE(line_.IsOpen());
     EXPECT_EQ(line_.TapiLineHandle(), AsHandle<HTAPILINE>(kTapiLine));
 }
@@ -94,7 +95,7 @@ TEST_F(opening_a_line, AgainReplacesHandleAndProcedure) {
     line_.Open(AsHandle<HTAPILINE>(0xA2), tapi_.OtherProcedure());
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("LineOpen Desk 7, tapiLineHandle: 0x000000A2, deviceId: 0x00000005, "
-                            "driverLineHandle: 0x00000003, v1.0.0.57"));
+                            "driverLineHandle: 0x00000003, v" BRIVELNOX_VERSION));
     line_.SendEvent(AsHandle<HTAPICALL>(0xC1), LINE_CALLINFO, 0x200, 0, 0);
     EXPECT_THAT(tapi_.OtherEvents(), ElementsAre(CallInfo(0xA2, 0xC1, 0x200)));
     EXPECT_EQ(tapi_.Count(), 1U);
@@ -114,7 +115,7 @@ TEST_F(opening_a_line, LogsTheLowHalfOfAHandleThatIsWiderThan32Bits) {
     line_.Open(AsHandle<HTAPILINE>(0x1234567890ABCDEF), tapi_.Procedure());
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("LineOpen Desk 7, tapiLineHandle: 0x90ABCDEF, deviceId: 0x00000005, "
-                            "driverLineHandle: 0x00000003, v1.0.0.57"));
+                            "driverLineHandle: 0x00000003, v" BRIVELNOX_VERSION));
     EXPECT_EQ(line_.TapiLineHandle(), AsHandle<HTAPILINE>(0x1234567890ABCDEF));
 }
 

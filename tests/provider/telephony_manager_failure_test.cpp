@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "platform/version_numbers.h"
 #include "tests/provider/manager_fixture_helper.h"
 
 namespace brivelnox::test {
@@ -106,7 +107,7 @@ TEST_F(telephony_manager_failure, to_make_lines_is_logged_and_survived) {
     const auto manager = telephony_manager::Create(5, &FailToMakeLines);
     ASSERT_NE(manager, nullptr);
     EXPECT_THAT(ManagerLog(),
-                ElementsAre(kHyphens, "Brivelnox TSP: Initialize v1.0.0.57", kHyphens,
+                ElementsAre(kHyphens, "Brivelnox TSP: Initialize v" BRIVELNOX_VERSION, kHyphens,
                             "Brivelnox TSP: FATAL ERROR during initialization", "Brivelnox TSP: CleanUp"));
     EXPECT_EQ(manager->LineCount(), 0U);
 }
