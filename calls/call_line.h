@@ -1,11 +1,10 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstdint>
 #include <string>
-
-#include <tspi.h>
 
 #include "platform/event_lock.h"
 
@@ -51,15 +50,11 @@ class call_line {
     [[nodiscard]] virtual line_calls& Calls() = 0;
 
     /// Whether TAPI has the line open; also still while it is being closed.
-    [[nodiscard]] bool IsOpen() const {
-        const line_life life = Life();
-        return life == line_life::open || life == line_life::closing;
-    }
+    [[nodiscard]] bool IsOpen() const { return Life() == line_life::open || Life() == line_life::closing; }
     /// Whether the line is being closed. With the event lock held only the closing thread itself can find it
     /// so, from inside one of the messages of that.
     [[nodiscard]] bool IsClosing() const {
-        const line_life life = Life();
-        return life == line_life::closing || life == line_life::closed_again;
+        return Life() == line_life::closing || Life() == line_life::closed_again;
     }
     [[nodiscard]] bool IsRetired() const { return Life() == line_life::retired; }
 

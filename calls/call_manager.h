@@ -1,14 +1,13 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
-
-#include <tspi.h>
 
 #include "calls/call_line.h"
 #include "calls/tapi_call.h"
@@ -35,8 +34,8 @@ class call_manager {
 
     /// Announces a call that a softphone has started (LINE_NEWCALL) and creates its record with the handle
     /// that TAPI writes back. Without one, because the line is not open, the call exists with handle 0. Null
-    /// when TAPI has closed the call from inside the message. A call that TAPI knows and whose record cannot be
-    /// made is told to be idle before the failure goes on. The caller holds the event lock.
+    /// when TAPI has closed the call from inside the message. A call that TAPI knows and whose record cannot
+    /// be made is told to be idle before the failure goes on. The caller holds the event lock.
     std::shared_ptr<tapi_call> GetNewTapiCallHandle(call_line& line, const client_call_state& state,
                                                     std::uint32_t call_origin);
 

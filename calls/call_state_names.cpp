@@ -1,43 +1,22 @@
 #include "calls/call_state_names.h"
 
-#include <windows.h>
-#include <tapi.h>
+#include "platform/bit_names.h"
 
 namespace brivelnox {
 
 namespace {
 
-constexpr struct {
-    std::uint32_t state;
-    const wchar_t* name;
-} kCallStates[] = {
-    {LINECALLSTATE_IDLE, L"Idle"},
-    {LINECALLSTATE_OFFERING, L"Offering"},
-    {LINECALLSTATE_ACCEPTED, L"Accepted"},
-    {LINECALLSTATE_DIALTONE, L"DialTone"},
-    {LINECALLSTATE_DIALING, L"Dialing"},
-    {LINECALLSTATE_RINGBACK, L"RingBack"},
-    {LINECALLSTATE_BUSY, L"Busy"},
-    {LINECALLSTATE_SPECIALINFO, L"SpecialInfo"},
-    {LINECALLSTATE_CONNECTED, L"Connected"},
-    {LINECALLSTATE_PROCEEDING, L"Proceeding"},
-    {LINECALLSTATE_ONHOLD, L"OnHold"},
-    {LINECALLSTATE_CONFERENCED, L"Conferenced"},
-    {LINECALLSTATE_ONHOLDPENDCONF, L"OnHoldPendConf"},
-    {LINECALLSTATE_ONHOLDPENDTRANSFER, L"OnHoldPendTransfer"},
-    {LINECALLSTATE_DISCONNECTED, L"Disconnected"},
-    {LINECALLSTATE_UNKNOWN, L"Unknown"},
+// From LINECALLSTATE_IDLE (1) to LINECALLSTATE_UNKNOWN (0x8000), in the order of their bits.
+constexpr const wchar_t* kCallStates[] = {
+    L"Idle",           L"Offering",           L"Accepted",     L"DialTone",   L"Dialing", L"RingBack",
+    L"Busy",           L"SpecialInfo",        L"Connected",    L"Proceeding", L"OnHold",  L"Conferenced",
+    L"OnHoldPendConf", L"OnHoldPendTransfer", L"Disconnected", L"Unknown",
 };
 
 }  // namespace
 
 const wchar_t* CallStateName(std::uint32_t state) {
-    for (const auto& row : kCallStates) {
-        if (row.state == state) {
-            return row.name;
-        }
-    }
-    return L"";
+    return NameOfBit(kCallStates, state);
 }
 
 bool IsCallState(std::uint32_t state) {

@@ -1,11 +1,9 @@
 #include "calls/client_call_id.h"
 
 #include <windows.h>
-
-#include <new>
-
 #include <rpc.h>
 
+#include <new>
 #include <stdexcept>
 
 namespace brivelnox {

@@ -1,7 +1,6 @@
 #include "calls/line_calls.h"
 
 #include <algorithm>
-#include <iterator>
 #include <stdexcept>
 
 #include "calls/line_log.h"

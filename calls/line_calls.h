@@ -1,14 +1,12 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include "calls/call_line.h"

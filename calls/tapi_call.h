@@ -1,12 +1,11 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <cstdint>
 #include <string>
-
-#include <tspi.h>
 
 #include "calls/call_line.h"
 #include "calls/forward_types.h"

@@ -323,8 +323,8 @@ void line_manager::OnRegistrationList(const client_registration_list& registrati
     }
 }
 
-/// Makes the lines that the answer to the start names and the start has not made, because it was content with a
-/// list that nobody had asked for.
+/// Makes the lines that the answer to the start names and the start has not made, because it was content with
+/// a list that nobody had asked for.
 void line_manager::AddMissingLines(const client_registration_list& registrations) {
     for (const client_registration& registration : registrations) {
         if (registration.permanentLineId != kNoPermanentLineId &&

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <cstddef>
@@ -8,9 +9,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include "calls/call_manager.h"

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <string>
-
-#include <tspi.h>
 
 #include "platform/event_lock.h"
 

@@ -3,9 +3,11 @@
 // Owners of Win32 handles: each closes its handle exactly once, moves but does not copy, and converts to
 // nothing by itself. Use get() to lend the handle, reset() to close it early, release() to give it away.
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
 
+#include <cstdint>
+#include <type_traits>
 #include <utility>
 
 namespace brivelnox {
@@ -52,50 +54,34 @@ class unique_handle {
     type handle_ = Traits::Empty();
 };
 
-struct kernel_handle_traits {
-    using type = HANDLE;
-    static type Empty() noexcept { return nullptr; }
-    static void Close(type handle) noexcept { (void)CloseHandle(handle); }
+/// The traits of a handle that is a pointer or a number: its type, the function that closes it, its empty
+/// value.
+template <class Type, auto CloseFunction, std::intptr_t EmptyValue = 0>
+struct handle_traits {
+    using type = Type;
+    static type Empty() noexcept {
+        if constexpr (std::is_pointer_v<Type>) {
+            return reinterpret_cast<Type>(EmptyValue);
+        } else {
+            return static_cast<Type>(EmptyValue);
+        }
+    }
+    static void Close(type handle) noexcept { (void)CloseFunction(handle); }
 };
 
-struct file_handle_traits {
-    using type = HANDLE;
-    static type Empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void Close(type handle) noexcept { (void)CloseHandle(handle); }
-};
+// INVALID_HANDLE_VALUE and INVALID_SOCKET.
+inline constexpr std::intptr_t kInvalidHandle = -1;
 
-struct find_handle_traits {
-    using type = HANDLE;
-    static type Empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void Close(type handle) noexcept { (void)FindClose(handle); }
-};
-
-struct registry_key_traits {
-    using type = HKEY;
-    static type Empty() noexcept { return nullptr; }
-    static void Close(type key) noexcept { (void)RegCloseKey(key); }
-};
-
-struct socket_traits {
-    using type = SOCKET;
-    static type Empty() noexcept { return INVALID_SOCKET; }
-    static void Close(type socket) noexcept { (void)closesocket(socket); }
-};
-
-struct module_traits {
-    using type = HMODULE;
-    static type Empty() noexcept { return nullptr; }
-    static void Close(type module) noexcept { (void)FreeLibrary(module); }
-};
-
+using kernel_handle_traits = handle_traits<HANDLE, &CloseHandle>;
+using file_handle_traits = handle_traits<HANDLE, &CloseHandle, kInvalidHandle>;
 using unique_event = unique_handle<kernel_handle_traits>;
 using unique_thread = unique_handle<kernel_handle_traits>;
 using unique_process = unique_handle<kernel_handle_traits>;
 using unique_pipe = unique_handle<kernel_handle_traits>;
 using unique_file = unique_handle<file_handle_traits>;
-using unique_find = unique_handle<find_handle_traits>;
-using unique_registry_key = unique_handle<registry_key_traits>;
-using unique_socket = unique_handle<socket_traits>;
-using unique_module = unique_handle<module_traits>;
+using unique_find = unique_handle<handle_traits<HANDLE, &FindClose, kInvalidHandle>>;
+using unique_registry_key = unique_handle<handle_traits<HKEY, &RegCloseKey>>;
+using unique_socket = unique_handle<handle_traits<SOCKET, &closesocket, kInvalidHandle>>;
+using unique_module = unique_handle<handle_traits<HMODULE, &FreeLibrary>>;
 
 }  // namespace brivelnox

@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <cwchar>
-#include <iterator>
 #include <string>
 
 #include "provider/driver_handles.h"

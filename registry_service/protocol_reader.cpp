@@ -1,9 +1,10 @@
 #include "registry_service/protocol_reader.h"
 
+#include <charconv>
 #include <cstring>
-#include <limits>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include <tinyxml2.h>
 
@@ -13,42 +14,15 @@ namespace brivelnox {
 
 namespace {
 
-bool IsDigit(char character) {
-    return character >= '0' && character <= '9';
-}
-
 /// The decimal number at the start of the text. Not the XML library's own reader, which also takes
 /// hexadecimal.
 std::optional<std::int32_t> ParseDecimal(const char* text) {
     text += std::strspn(text, " \t\r\n\v\f");
-    const bool negative = *text == '-';
-    if (*text == '-' || *text == '+') {
-        ++text;
-    }
-    if (!IsDigit(*text)) {
-        return std::nullopt;
-    }
-    const std::int64_t limit = std::numeric_limits<std::int32_t>::max() + std::int64_t{negative ? 1 : 0};
-    std::int64_t value = 0;
-    for (; IsDigit(*text); ++text) {
-        value = value * 10 + (*text - '0');
-        if (value > limit) {
-            return std::nullopt;
-        }
-    }
-    return static_cast<std::int32_t>(negative ? -value : value);
-}
-
-char ToLower(char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
-
-bool EqualsIgnoringCase(const char* text, const char* lower_case) {
-    while (*text != '\0' && ToLower(*text) == *lower_case) {
-        ++text;
-        ++lower_case;
-    }
-    return *text == '\0' && *lower_case == '\0';
+    // Of the two signs std::from_chars knows the minus only.
+    text += text[0] == '+' && text[1] != '-' ? 1 : 0;
+    std::int32_t value = 0;
+    const std::from_chars_result read = std::from_chars(text, text + std::strlen(text), value);
+    return read.ec == std::errc() ? std::optional(value) : std::nullopt;
 }
 
 std::wstring WideAttribute(const tinyxml2::XMLElement& element, const char* name) {
@@ -72,7 +46,7 @@ bool BooleanAttribute(const tinyxml2::XMLElement& element, const char* name) {
     if (const std::optional<std::int32_t> number = ParseDecimal(value)) {
         return *number != 0;
     }
-    return EqualsIgnoringCase(value, "true");
+    return _stricmp(value, "true") == 0;
 }
 
 client_registration ReadRegistration(const tinyxml2::XMLElement& element) {

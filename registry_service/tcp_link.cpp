@@ -1,14 +1,13 @@
 #include "registry_service/tcp_link.h"
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
+#include <ws2tcpip.h>
 
 #include <cstring>
 #include <optional>
 #include <string_view>
 #include <utility>
-
-#include <ws2tcpip.h>
 
 #include <tinyxml2.h>
 
