@@ -1,16 +1,14 @@
 #include "logging/logger.h"
 
 #include <windows.h>
+#include <shlobj.h>
+#include <shlwapi.h>
 
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <iterator>
 #include <mutex>
-
-#include <shlobj.h>
-#include <shlwapi.h>
-
 #include <string>
 
 #include "logging/log_backups.h"

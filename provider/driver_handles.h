@@ -1,10 +1,9 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstdint>
-
-#include <tspi.h>
 
 namespace brivelnox {
 

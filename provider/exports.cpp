@@ -4,11 +4,10 @@
 // their number.
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstring>
 #include <cwchar>
-
-#include <tspi.h>
 
 #include "platform/low32.h"
 #include "provider/guarded.h"

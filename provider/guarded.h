@@ -1,10 +1,9 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <stdexcept>
-
-#include <tspi.h>
 
 #include "provider/provider_log.h"
 

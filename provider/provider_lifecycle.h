@@ -1,12 +1,11 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
-
-#include <tspi.h>
 
 #include "platform/locks.h"
 #include "provider/telephony_manager.h"

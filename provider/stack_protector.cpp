@@ -4,10 +4,9 @@
 // its own of both.
 
 #include <windows.h>
+#include <ntsecapi.h>
 
 #include <cstdint>
-
-#include <ntsecapi.h>
 
 namespace {
 

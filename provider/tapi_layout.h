@@ -1,10 +1,9 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstddef>
-
-#include <tspi.h>
 
 namespace brivelnox {
 

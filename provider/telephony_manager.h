@@ -1,14 +1,13 @@
 #pragma once
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
-
-#include <tspi.h>
 
 #include "calls/call_manager.h"
 #include "lines/line_manager.h"

@@ -1,15 +1,14 @@
 // The call requests of a line: what each sends and logs, and the states in which it is refused.
 
 #include <windows.h>
-
-#include <algorithm>
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <string>
-
 #include <tspi.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -18,6 +17,7 @@
 #include "calls/call_manager.h"
 #include "calls/tapi_call.h"
 #include "platform/ansi_text.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 
 namespace brivelnox::test {
@@ -93,7 +93,7 @@ const operation_row kOperations[] = {
 
 class call_operation : public line_fixture, public testing::WithParamInterface<operation_row> {};
 
-TEST_P(call_operation, IsSentInItsStatesAndRefusedInAllOthers) {
+TEST_P(call_operation, is_sent_in_its_states_and_refused_in_all_others) {
     Open();
     const operation_row& row = GetParam();
     for (const std::uint32_t state : kAllStates) {
@@ -127,7 +127,7 @@ class call_control : public line_fixture {
     }
 };
 
-TEST_F(call_control, TransferNeedsAConnectedAndAHeldCall) {
+TEST_F(call_control, transfer_needs_a_connected_and_a_held_call) {
     for (const std::uint32_t active_state : kAllStates) {
         for (const std::uint32_t held_state : kAllStates) {
             SCOPED_TRACE(testing::Message() << active_state << " with " << held_state);
@@ -152,7 +152,7 @@ TEST_F(call_control, TransferNeedsAConnectedAndAHeldCall) {
     }
 }
 
-TEST_F(call_control, DropEndsACallInEveryStateButIdleDisconnectedAndUnknown) {
+TEST_F(call_control, drop_ends_a_call_in_every_state_but_idle_disconnected_and_unknown) {
     for (const std::uint32_t state : kAllStates) {
         SCOPED_TRACE(state);
         const auto call = CallInState(state);
@@ -175,7 +175,7 @@ TEST_F(call_control, DropEndsACallInEveryStateButIdleDisconnectedAndUnknown) {
     }
 }
 
-TEST_F(call_control, DropSendsTheHangupBeforeTapiIsTold) {
+TEST_F(call_control, drop_sends_the_hangup_before_tapi_is_told) {
     const auto call = CallInState(LINECALLSTATE_PROCEEDING);
     std::size_t told_when_sent = 99;
     requests_.SetReaction([&](const std::string&) { told_when_sent = tapi_.Count(); });
@@ -184,7 +184,7 @@ TEST_F(call_control, DropSendsTheHangupBeforeTapiIsTold) {
     EXPECT_EQ(tapi_.Count(), 2U);
 }
 
-TEST_F(call_control, DropStandsWhateverBecomesOfTheRequest) {
+TEST_F(call_control, drop_stands_whatever_becomes_of_the_request) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     requests_.SetResult(false);
     line_.Calls().DropCall(*call);
@@ -192,7 +192,7 @@ TEST_F(call_control, DropStandsWhateverBecomesOfTheRequest) {
     EXPECT_EQ(tapi_.Count(), 2U);
 }
 
-TEST_F(call_control, WhatTheClientReportsOfADroppedCallIsNotTold) {
+TEST_F(call_control, what_the_client_reports_of_a_dropped_call_is_not_told) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().DropCall(*call);
     Forget();
@@ -202,7 +202,7 @@ TEST_F(call_control, WhatTheClientReportsOfADroppedCallIsNotTold) {
     EXPECT_EQ(log_.CountStarting("VekTapiCall", "Call client_call_id: call-1, "), 2U);
 }
 
-TEST_F(call_control, MakeCallPlacesItAndTellsProceeding) {
+TEST_F(call_control, make_call_places_it_and_tells_proceeding) {
     std::uint64_t handle = 0;
     line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC1), 49, L"4711", handle);
     EXPECT_EQ(handle, 1U);
@@ -229,7 +229,7 @@ TEST_F(call_control, MakeCallPlacesItAndTellsProceeding) {
                             "tapiCallHandle: 0x000000C1, Proceeding, , LINEMEDIAMODE_INTERACTIVEVOICE"));
 }
 
-TEST_F(call_control, MakeCallOnAClosedLineStillPlacesIt) {
+TEST_F(call_control, make_call_on_a_closed_line_still_places_it) {
     line_.Close();
     Forget();
     std::uint64_t handle = 0;
@@ -239,7 +239,7 @@ TEST_F(call_control, MakeCallOnAClosedLineStillPlacesIt) {
     EXPECT_EQ(calls_.FindCall(handle)->State(), 0x200U);
 }
 
-TEST_F(call_control, DialGivesAConsultationCallANewIdAndTellsProceeding) {
+TEST_F(call_control, dial_gives_a_consultation_call_a_new_id_and_tells_proceeding) {
     std::uint64_t handle = 0;
     (void)CallInState(LINECALLSTATE_CONNECTED);
     calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC2), handle);
@@ -272,7 +272,7 @@ TEST_F(call_control, DialGivesAConsultationCallANewIdAndTellsProceeding) {
     EXPECT_EQ(call->State(), 0x1U);
 }
 
-TEST_F(call_control, DialIsForACallInDialToneOnly) {
+TEST_F(call_control, dial_is_for_a_call_in_dial_tone_only) {
     for (std::uint32_t state = 0x1; state <= 0x8000; state <<= 1) {
         if (state == LINECALLSTATE_DIALTONE) {
             continue;
@@ -284,7 +284,7 @@ TEST_F(call_control, DialIsForACallInDialToneOnly) {
     }
 }
 
-TEST_F(call_control, TextsAreSentInTheAnsiCodePage) {
+TEST_F(call_control, texts_are_sent_in_the_ansi_code_page) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED,
                                   L"b\x00FC"
                                   L"ro");
@@ -292,13 +292,13 @@ TEST_F(call_control, TextsAreSentInTheAnsiCodePage) {
     EXPECT_THAT(requests_.Requests(), ElementsAre("forwardCall 7 b\xFCro \xE4"));
 }
 
-TEST_F(call_control, UnescapedTextIsPassedOnAsItIs) {
+TEST_F(call_control, unescaped_text_is_passed_on_as_it_is) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     EXPECT_EQ(line_.Calls().GenerateDigits(*call, LINEDIGITMODE_DTMF, L"'<&"), 0);
     EXPECT_THAT(requests_.Requests(), ElementsAre("playDtmf 7 call-1 '<&"));
 }
 
-TEST_F(call_control, DigitModeDoesNotMatter) {
+TEST_F(call_control, digit_mode_does_not_matter) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     for (const std::uint32_t mode : {0U, 1U, 2U, 0xFFFFFFFFU}) {
         EXPECT_EQ(line_.Calls().GenerateDigits(*call, mode, L"1"), 0) << mode;

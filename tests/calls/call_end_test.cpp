@@ -1,12 +1,12 @@
 // How calls end: what a softphone's Hangup and CallRemoved become.
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
-
-#include <tspi.h>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,7 +47,7 @@ struct hangup_row {
 
 class hung_up_call : public call_end, public testing::WithParamInterface<hangup_row> {};
 
-TEST_P(hung_up_call, IsToldOnlyWhenItIsRemovedAndThenWithTheModeOfItsReason) {
+TEST_P(hung_up_call, is_told_only_when_it_is_removed_and_then_with_the_mode_of_its_reason) {
     const hangup_row& row = GetParam();
     Hangup(row.reason);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
@@ -101,7 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 using busy_call = call_end;
 
-TEST_F(busy_call, IsBusyAndIdleAtOnce) {
+TEST_F(busy_call, is_busy_and_idle_at_once) {
     Hangup(486);
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_BUSY), State(LINECALLSTATE_IDLE)));
     EXPECT_TRUE(call_->FinalStateSignalled());
@@ -111,7 +111,7 @@ TEST_F(busy_call, IsBusyAndIdleAtOnce) {
     EXPECT_EQ(log_.CountStarting("Line", "Call reason"), 0U);
 }
 
-TEST_F(busy_call, IsNotToldAgainWhenItIsRemoved) {
+TEST_F(busy_call, is_not_told_again_when_it_is_removed) {
     Hangup(486);
     Forget();
     line_.Calls().OnCallRemoved(L"call-1");
@@ -120,7 +120,7 @@ TEST_F(busy_call, IsNotToldAgainWhenItIsRemoved) {
                                           "0x00000005, client_call_id: call-1"));
 }
 
-TEST_F(busy_call, TellsChangedPartiesBetweenBusyAndIdle) {
+TEST_F(busy_call, tells_changed_parties_between_busy_and_idle) {
     client_call_state event = StateOf(L"call-1", L"Hangup", false, 486);
     event.selfName = L"Desk";
     line_.Calls().OnClientCallState(event);
@@ -130,7 +130,7 @@ TEST_F(busy_call, TellsChangedPartiesBetweenBusyAndIdle) {
 
 using removed_call = call_end;
 
-TEST_F(removed_call, WithoutAHangupEndsWithModeZero) {
+TEST_F(removed_call, without_a_hangup_ends_with_mode_zero) {
     line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_DISCONNECTED, 0), State(LINECALLSTATE_IDLE)));
     EXPECT_TRUE(call_->FinalStateSignalled());
@@ -140,7 +140,7 @@ TEST_F(removed_call, WithoutAHangupEndsWithModeZero) {
     EXPECT_EQ(log_.Lines().front().category, "Line");
 }
 
-TEST_F(removed_call, AfterAnotherStateThanHangupEndsWithModeZero) {
+TEST_F(removed_call, after_another_state_than_hangup_ends_with_mode_zero) {
     Hangup(404);
     line_.Calls().OnClientCallState(StateOf(L"call-1", L"Connected"));
     EXPECT_EQ(call_->StateMode(), 0U);
@@ -148,7 +148,7 @@ TEST_F(removed_call, AfterAnotherStateThanHangupEndsWithModeZero) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_DISCONNECTED, 0), State(LINECALLSTATE_IDLE)));
 }
 
-TEST_F(removed_call, AfterTwoHangupsEndsWithTheModeOfTheLast) {
+TEST_F(removed_call, after_two_hangups_ends_with_the_mode_of_the_last) {
     Hangup(404);
     Hangup(480);
     line_.Calls().OnCallRemoved(L"call-1");
@@ -156,21 +156,21 @@ TEST_F(removed_call, AfterTwoHangupsEndsWithTheModeOfTheLast) {
                 ElementsAre(State(LINECALLSTATE_DISCONNECTED, 0x8000), State(LINECALLSTATE_IDLE)));
 }
 
-TEST_F(removed_call, IsToldOnceHoweverOftenItIsRemoved) {
+TEST_F(removed_call, is_told_once_however_often_it_is_removed) {
     line_.Calls().OnCallRemoved(L"call-1");
     tapi_.Clear();
     line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(removed_call, ThatIsUnknownIsLoggedAndNothingElse) {
+TEST_F(removed_call, that_is_unknown_is_logged_and_nothing_else) {
     line_.Calls().OnCallRemoved(L"id-9");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_THAT(log_.Texts(), ElementsAre("Call removed Desk 7, tapiLineHandle: 0x000000A1, deviceId: "
                                           "0x00000005, client_call_id: id-9"));
 }
 
-TEST_F(removed_call, StaysKnownUntilTapiClosesIt) {
+TEST_F(removed_call, stays_known_until_tapi_closes_it) {
     line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_EQ(calls_.FindCall(1), call_);
     log_.Skip();
@@ -179,7 +179,7 @@ TEST_F(removed_call, StaysKnownUntilTapiClosesIt) {
     EXPECT_EQ(log_.CountStarting("Line", "Removed call "), 1U);
 }
 
-TEST_F(removed_call, TellsInformationThatIsStillPendingAfterTheState) {
+TEST_F(removed_call, tells_information_that_is_still_pending_after_the_state) {
     client_call_state event;
     event.selfName = L"Desk";
     call_->Update(event);
@@ -188,7 +188,7 @@ TEST_F(removed_call, TellsInformationThatIsStillPendingAfterTheState) {
                                             CallInfo(kTapiLine, kCall, 0x18000), State(LINECALLSTATE_IDLE)));
 }
 
-TEST_F(removed_call, ReportsNothingMoreOfALaterEvent) {
+TEST_F(removed_call, reports_nothing_more_of_a_later_event) {
     line_.Calls().OnCallRemoved(L"call-1");
     Forget();
     client_call_state event = StateOf(L"call-1", L"Connected");
@@ -198,7 +198,7 @@ TEST_F(removed_call, ReportsNothingMoreOfALaterEvent) {
     EXPECT_EQ(call_->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
 }
 
-TEST_F(removed_call, IdThatTapiHasClosedIsANewCallWhenItIsReportedAgain) {
+TEST_F(removed_call, id_that_tapi_has_closed_is_a_new_call_when_it_is_reported_again) {
     line_.Calls().OnCallRemoved(L"call-1");
     calls_.CloseCall(1);
     Forget();

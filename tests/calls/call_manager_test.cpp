@@ -3,21 +3,20 @@
 #include "calls/call_manager.h"
 
 #include <windows.h>
+#include <tspi.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
 
-#include <tspi.h>
-
-#include <vector>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "calls/tapi_call.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 #include "tests/support/worker.h"
 
@@ -41,7 +40,7 @@ class call_manager_fixture : public line_fixture {
 
 using new_incoming_call = call_manager_fixture;
 
-TEST_F(new_incoming_call, IsAnnouncedAndTakesTapisHandle) {
+TEST_F(new_incoming_call, is_announced_and_takes_tapis_handle) {
     const auto call = IncomingCall(L"id-1");
     EXPECT_THAT(tapi_.Events(), ElementsAre(NewCall(kTapiLine, 1, 0x1001)));
     EXPECT_EQ(call->TapiCallHandle(), AsHandle<HTAPICALL>(0x1001));
@@ -53,7 +52,7 @@ TEST_F(new_incoming_call, IsAnnouncedAndTakesTapisHandle) {
     EXPECT_EQ(log_.CountStarting("CallManager", "GetNewTapiCallHandle"), 0U);
 }
 
-TEST_F(new_incoming_call, IsLoggedFromTheAnnouncementToTheIndexOfItsLine) {
+TEST_F(new_incoming_call, is_logged_from_the_announcement_to_the_index_of_its_line) {
     (void)IncomingCall(L"id-1");
     EXPECT_THAT(log_.Lines(),
                 ElementsAre(testing::Field(&log_line::text,
@@ -67,7 +66,7 @@ TEST_F(new_incoming_call, IsLoggedFromTheAnnouncementToTheIndexOfItsLine) {
                                            "0x00000005, client_call_id: id-1")));
 }
 
-TEST_F(new_incoming_call, ExistsWithoutAHandleOnAClosedLine) {
+TEST_F(new_incoming_call, exists_without_a_handle_on_a_closed_line) {
     line_.Close();
     Forget();
     const auto call = IncomingCall(L"id-1");
@@ -77,7 +76,7 @@ TEST_F(new_incoming_call, ExistsWithoutAHandleOnAClosedLine) {
     EXPECT_EQ(calls_.FindCall(1), call);
 }
 
-TEST_F(new_incoming_call, ExistsWithoutAHandleWhenTapiGivesNoneAndItsMessagesCarryZero) {
+TEST_F(new_incoming_call, exists_without_a_handle_when_tapi_gives_none_and_its_messages_carry_zero) {
     tapi_.SetAnswersNewCalls(false);
     const auto call = IncomingCall(L"id-1");
     EXPECT_TRUE(log_.Has("CallManager", "GetNewTapiCallHandle: Line not open"));
@@ -86,7 +85,7 @@ TEST_F(new_incoming_call, ExistsWithoutAHandleWhenTapiGivesNoneAndItsMessagesCar
                 ElementsAre(NewCall(kTapiLine, 1, 0), CallState(kTapiLine, 0, LINECALLSTATE_OFFERING)));
 }
 
-TEST_F(new_incoming_call, HasTheOriginThatItIsGiven) {
+TEST_F(new_incoming_call, has_the_origin_that_it_is_given) {
     const auto call =
         calls_.GetNewTapiCallHandle(line_, StateOf(L"id-1", L"Ringback", true), LINECALLORIGIN_OUTBOUND);
     EXPECT_EQ(call->CallOrigin(), 1U);
@@ -94,7 +93,7 @@ TEST_F(new_incoming_call, HasTheOriginThatItIsGiven) {
 
 using driver_call_handles = call_manager_fixture;
 
-TEST_F(driver_call_handles, CountFromOneOverCallsOfEveryKind) {
+TEST_F(driver_call_handles, count_from_one_over_calls_of_every_kind) {
     EXPECT_EQ(calls_.CreateOutboundCall(line_, L"id-1", AsHandle<HTAPICALL>(0xC1))->DriverCallHandle(), 1U);
     std::uint64_t consultation = 0;
     calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC2), consultation);
@@ -102,14 +101,14 @@ TEST_F(driver_call_handles, CountFromOneOverCallsOfEveryKind) {
     EXPECT_EQ(IncomingCall(L"id-3")->DriverCallHandle(), 3U);
 }
 
-TEST_F(driver_call_handles, AreNotUsedAgain) {
+TEST_F(driver_call_handles, are_not_used_again) {
     (void)IncomingCall(L"id-1");
     calls_.CloseCall(1);
     EXPECT_EQ(IncomingCall(L"id-1")->DriverCallHandle(), 2U);
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(driver_call_handles, OfSeveralThreadsAtOnceAreAllDifferent) {
+TEST_F(driver_call_handles, of_several_threads_at_once_are_all_different) {
     constexpr std::size_t kPerThread = 50;
     std::mutex mutex;
     std::set<std::uint64_t> handles;
@@ -139,7 +138,7 @@ TEST_F(driver_call_handles, OfSeveralThreadsAtOnceAreAllDifferent) {
 
 using call_index = call_manager_fixture;
 
-TEST_F(call_index, FindsACallByItsWholeHandleOnly) {
+TEST_F(call_index, finds_a_call_by_its_whole_handle_only) {
     const auto call = IncomingCall(L"id-1");
     EXPECT_EQ(calls_.FindCall(1), call);
     EXPECT_EQ(calls_.FindCall(0), nullptr);
@@ -147,7 +146,7 @@ TEST_F(call_index, FindsACallByItsWholeHandleOnly) {
     EXPECT_EQ(calls_.FindCall(0x100000001), nullptr);
 }
 
-TEST_F(call_index, RemovedCallIsNotFoundAndRemovingItAgainDoesNothing) {
+TEST_F(call_index, removed_call_is_not_found_and_removing_it_again_does_nothing) {
     const auto call = IncomingCall(L"id-1");
     const auto other = IncomingCall(L"id-2");
     calls_.RemoveCall(*call);
@@ -156,7 +155,7 @@ TEST_F(call_index, RemovedCallIsNotFoundAndRemovingItAgainDoesNothing) {
     EXPECT_EQ(calls_.FindCall(2), other);
 }
 
-TEST_F(call_index, CreationTimeIsTheManagersClock) {
+TEST_F(call_index, creation_time_is_the_managers_clock) {
     manual_clock::Set(123456);
     const auto call = IncomingCall(L"id-1");
     const SYSTEMTIME expected = manual_clock::Now();
@@ -168,7 +167,7 @@ TEST_F(call_index, CreationTimeIsTheManagersClock) {
 
 using closing_a_call = call_manager_fixture;
 
-TEST_F(closing_a_call, MakesItIdleWithoutAWordToTapiAndForgetsIt) {
+TEST_F(closing_a_call, makes_it_idle_without_a_word_to_tapi_and_forgets_it) {
     const auto call = IncomingCall(L"id-1");
     call->SetState(LINECALLSTATE_CONNECTED, 0, true);
     Forget();
@@ -187,12 +186,12 @@ TEST_F(closing_a_call, MakesItIdleWithoutAWordToTapiAndForgetsIt) {
     EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
-TEST_F(closing_a_call, ThatIsUnknownWritesItsLogLineOnly) {
+TEST_F(closing_a_call, that_is_unknown_writes_its_log_line_only) {
     calls_.CloseCall(0x99);
     EXPECT_THAT(log_.Texts(), ElementsAre("CloseCall: LineCloseCall (driverCallHandle: 0x00000099)"));
 }
 
-TEST_F(closing_a_call, TwiceFindsNothingTheSecondTime) {
+TEST_F(closing_a_call, twice_finds_nothing_the_second_time) {
     (void)IncomingCall(L"id-1");
     calls_.CloseCall(1);
     log_.Skip();
@@ -200,7 +199,7 @@ TEST_F(closing_a_call, TwiceFindsNothingTheSecondTime) {
     EXPECT_THAT(log_.Texts(), ElementsAre("CloseCall: LineCloseCall (driverCallHandle: 0x00000001)"));
 }
 
-TEST_F(closing_a_call, LeavesARecordThatIsStillHeldUsable) {
+TEST_F(closing_a_call, leaves_a_record_that_is_still_held_usable) {
     auto call = IncomingCall(L"id-1");
     const std::weak_ptr<tapi_call> watched = call;
     calls_.CloseCall(1);
@@ -212,7 +211,7 @@ TEST_F(closing_a_call, LeavesARecordThatIsStillHeldUsable) {
 
 using consultation_call = call_manager_fixture;
 
-TEST_F(consultation_call, IsCreatedLocallyOnTheSameLine) {
+TEST_F(consultation_call, is_created_locally_on_the_same_line) {
     const auto first = CallInState(LINECALLSTATE_CONNECTED);
     std::uint64_t handle = 0;
     calls_.PrepareConsultationCall(1, AsHandle<HTAPICALL>(0xC2), handle);
@@ -237,7 +236,7 @@ TEST_F(consultation_call, IsCreatedLocallyOnTheSameLine) {
                   ToAnsi(consultation->ClientCallId()));
 }
 
-TEST_F(consultation_call, OfAnUnknownCallHasHandleZero) {
+TEST_F(consultation_call, of_an_unknown_call_has_handle_zero) {
     std::uint64_t handle = 77;
     calls_.PrepareConsultationCall(0x99, AsHandle<HTAPICALL>(0xC2), handle);
     EXPECT_EQ(handle, 0U);
@@ -247,7 +246,7 @@ TEST_F(consultation_call, OfAnUnknownCallHasHandleZero) {
 
 using call_request = call_manager_fixture;
 
-TEST_F(call_request, ReachesTheCallWithItsOwnLogLineFirst) {
+TEST_F(call_request, reaches_the_call_with_its_own_log_line_first) {
     const auto call = CallInState(LINECALLSTATE_OFFERING);
     calls_.AnswerCall(1);
     call->SetState(LINECALLSTATE_CONNECTED, 0, false);
@@ -271,7 +270,7 @@ TEST_F(call_request, ReachesTheCallWithItsOwnLogLineFirst) {
     EXPECT_EQ(log_.Lines().front().category, "CallManager");
 }
 
-TEST_F(call_request, TransferJoinsTheActiveCallWithTheOneOnHold) {
+TEST_F(call_request, transfer_joins_the_active_call_with_the_one_on_hold) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"active");
     (void)CallInState(LINECALLSTATE_ONHOLD, L"held");
     calls_.TransferCall(1, 2);
@@ -281,7 +280,7 @@ TEST_F(call_request, TransferJoinsTheActiveCallWithTheOneOnHold) {
               "0x00000002)");
 }
 
-TEST_F(call_request, TransferWithAnUnknownCallLogsItsOwnLineOnly) {
+TEST_F(call_request, transfer_with_an_unknown_call_logs_its_own_line_only) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"active");
     calls_.TransferCall(1, 0x99);
     calls_.TransferCall(0x99, 1);
@@ -292,7 +291,7 @@ TEST_F(call_request, TransferWithAnUnknownCallLogsItsOwnLineOnly) {
                                           "driverCallHandleOnHold: 0x00000001)"));
 }
 
-TEST_F(call_request, ForAnUnknownCallLogsItsOwnLineOnly) {
+TEST_F(call_request, for_an_unknown_call_logs_its_own_line_only) {
     calls_.AnswerCall(0x99);
     calls_.HoldCall(0x99);
     calls_.ResumeCall(0x99);
@@ -308,13 +307,13 @@ TEST_F(call_request, ForAnUnknownCallLogsItsOwnLineOnly) {
     EXPECT_THAT(requests_.Requests(), IsEmpty());
 }
 
-TEST_F(call_request, DigitsForAnUnknownCallFail) {
+TEST_F(call_request, digits_for_an_unknown_call_fail) {
     EXPECT_EQ(static_cast<std::uint32_t>(calls_.GenerateDigits(0x99, LINEDIGITMODE_DTMF, L"1")), 0x80000048U);
     EXPECT_THAT(log_.Texts(),
                 ElementsAre("GenerateDigits: LineGenerateDigits (driverCallHandle: 0x00000099, digits: 1)"));
 }
 
-TEST_F(call_request, ForACallWhoseLineIsGoneDoesNothing) {
+TEST_F(call_request, for_a_call_whose_line_is_gone_does_nothing) {
     // On a line that is not open, so that the call keeps its state.
     const auto closed = MakeLine(4, Registration(8, L"Desk 8"), 6);
     const auto call = calls_.CreateOutboundCall(*closed, L"call-1", AsHandle<HTAPICALL>(0xC1));

@@ -1,13 +1,13 @@
 // The tables of the calls: names, numbers, reasons; call ids and the clock.
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cctype>
+#include <cstddef>
 #include <cstdint>
 #include <set>
 #include <string>
-
-#include <tspi.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ struct forward_row {
 
 class forward_types : public testing::TestWithParam<forward_row> {};
 
-TEST_P(forward_types, TextHasItsNumberAndItsCallReason) {
+TEST_P(forward_types, text_has_its_number_and_its_call_reason) {
     const forward_type type = ParseForwardType(GetParam().text);
     EXPECT_EQ(static_cast<std::int32_t>(type), GetParam().value);
     EXPECT_EQ(CallReasonOf(type), GetParam().reason);
@@ -77,7 +77,7 @@ INSTANTIATE_TEST_SUITE_P(other, forward_types,
                              return NameOf(row.param.text);
                          });
 
-TEST(forward_type_reasons, NumberBeyondTheTableCountsAsADirectCall) {
+TEST(forward_type_reasons, number_beyond_the_table_counts_as_a_direct_call) {
     EXPECT_EQ(CallReasonOf(static_cast<forward_type>(9)), static_cast<DWORD>(LINECALLREASON_DIRECT));
     EXPECT_EQ(CallReasonOf(static_cast<forward_type>(-1)), static_cast<DWORD>(LINECALLREASON_DIRECT));
 }
@@ -89,7 +89,7 @@ struct state_name_row {
 
 class tapi_call_state_names : public testing::TestWithParam<state_name_row> {};
 
-TEST_P(tapi_call_state_names, StateHasItsName) {
+TEST_P(tapi_call_state_names, state_has_its_name) {
     EXPECT_STREQ(CallStateName(GetParam().state), GetParam().name);
     EXPECT_TRUE(IsCallState(GetParam().state));
 }
@@ -106,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(
                     state_name_row{0x4000, L"Disconnected"}, state_name_row{0x8000, L"Unknown"}),
     [](const testing::TestParamInfo<state_name_row>& row) { return NameOf(row.param.name); });
 
-TEST(tapi_call_state_values, AnythingElseHasNoNameAndIsNoState) {
+TEST(tapi_call_state_values, anything_else_has_no_name_and_is_no_state) {
     for (const std::uint32_t value : {0U, 3U, 0x5U, 0x10000U, 0xFFFFU, 0xFFFFFFFFU}) {
         EXPECT_STREQ(CallStateName(value), L"") << value;
         EXPECT_FALSE(IsCallState(value)) << value;
@@ -120,7 +120,7 @@ struct client_state_row {
 
 class client_call_state_texts : public testing::TestWithParam<client_state_row> {};
 
-TEST_P(client_call_state_texts, TextHasItsNumber) {
+TEST_P(client_call_state_texts, text_has_its_number) {
     EXPECT_EQ(ParseClientCallState(GetParam().text), GetParam().number);
 }
 
@@ -152,7 +152,7 @@ struct reason_row {
 
 class disconnect_modes_of_call_reasons : public testing::TestWithParam<reason_row> {};
 
-TEST_P(disconnect_modes_of_call_reasons, ReasonHasItsModeAndTwoLogLines) {
+TEST_P(disconnect_modes_of_call_reasons, reason_has_its_mode_and_two_log_lines) {
     log_reader log = StartProcessLog();
     EXPECT_EQ(DisconnectModeOf(GetParam().reason), GetParam().mode);
     EXPECT_THAT(log.Texts("Line"), ElementsAre(GetParam().first_line, GetParam().second_line));
@@ -188,7 +188,7 @@ INSTANTIATE_TEST_SUITE_P(
         return "reason_" + std::to_string(row.param.reason);
     });
 
-TEST(disconnect_mode_of_any_other_reason, IsNormalWithoutALogLine) {
+TEST(disconnect_mode_of_any_other_reason, is_normal_without_a_log_line) {
     log_reader log = StartProcessLog();
     for (const std::int32_t reason : {0, 1, 200, 400, 402, 405, 481, 483, 485, 487, 601, -486}) {
         EXPECT_EQ(DisconnectModeOf(reason), 0x1U) << reason;
@@ -196,7 +196,7 @@ TEST(disconnect_mode_of_any_other_reason, IsNormalWithoutALogLine) {
     EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
-TEST(client_call_ids, AreUuidsInLowerCaseWithHyphens) {
+TEST(client_call_ids, are_uuids_in_lower_case_with_hyphens) {
     for (int i = 0; i < 20; ++i) {
         const std::wstring id = NewClientCallId();
         ASSERT_EQ(id.size(), 36U);
@@ -208,7 +208,7 @@ TEST(client_call_ids, AreUuidsInLowerCaseWithHyphens) {
     }
 }
 
-TEST(client_call_ids, AreFreshEachTime) {
+TEST(client_call_ids, are_fresh_each_time) {
     std::set<std::wstring> ids;
     for (int i = 0; i < 1000; ++i) {
         ids.insert(NewClientCallId());
@@ -216,27 +216,27 @@ TEST(client_call_ids, AreFreshEachTime) {
     EXPECT_EQ(ids.size(), 1000U);
 }
 
-TEST(elapsed_milliseconds, CountFromStartToEnd) {
+TEST(elapsed_milliseconds, count_from_start_to_end) {
     const SYSTEMTIME start = {2026, 11, 6, 21, 23, 59, 59, 900};
     const SYSTEMTIME end = {2026, 11, 0, 22, 0, 0, 2, 899};
     EXPECT_EQ(MillisecondsBetween(start, end), 2999);
     EXPECT_EQ(MillisecondsBetween(start, start), 0);
 }
 
-TEST(elapsed_milliseconds, AreNegativeWhenTheClockWasSetBack) {
+TEST(elapsed_milliseconds, are_negative_when_the_clock_was_set_back) {
     const SYSTEMTIME start = {2026, 11, 6, 21, 12, 0, 0, 0};
     const SYSTEMTIME end = {2026, 11, 6, 21, 11, 0, 0, 0};
     EXPECT_EQ(MillisecondsBetween(start, end), -3600000);
 }
 
-TEST(elapsed_milliseconds, AreCutTo32Bits) {
+TEST(elapsed_milliseconds, are_cut_to_32_bits) {
     const SYSTEMTIME start = {2026, 1, 4, 1, 0, 0, 0, 0};
     const SYSTEMTIME end = {2026, 1, 1, 26, 0, 0, 0, 0};
     // 25 days are 2160000000 ms.
     EXPECT_EQ(MillisecondsBetween(start, end), -2134967296);
 }
 
-TEST(system_clock, TellsUtc) {
+TEST(system_clock, tells_utc) {
     FILETIME before = {};
     GetSystemTimeAsFileTime(&before);
     const SYSTEMTIME now = SystemUtcTime();

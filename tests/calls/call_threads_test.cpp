@@ -1,18 +1,17 @@
 // Several threads on the same calls and lines: TAPI's and the one that delivers the softphone's events.
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
 #include <thread>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -20,6 +19,7 @@
 
 #include "calls/call_manager.h"
 #include "calls/tapi_call.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 #include "tests/support/worker.h"
 
@@ -32,7 +32,7 @@ using namespace std::chrono_literals;
 
 using one_line = line_fixture;
 
-TEST_F(one_line, CallClosedByTwoThreadsLeavesTheNextOneOfItsId) {
+TEST_F(one_line, call_closed_by_two_threads_leaves_the_next_one_of_its_id) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED, L"id-1");
     const auto held_before = call.use_count();
@@ -73,7 +73,7 @@ class two_lines : public line_fixture {
     std::shared_ptr<tapi_call> other_call_;
 };
 
-TEST_F(two_lines, RequestOnTheOtherFromInsideAnEventPassesAnEventThatWaitsThere) {
+TEST_F(two_lines, request_on_the_other_from_inside_an_event_passes_an_event_that_waits_there) {
     gate inside;
     gate go_on;
     tapi_.SetReaction([&](const tapi_event& event) {
@@ -97,7 +97,7 @@ TEST_F(two_lines, RequestOnTheOtherFromInsideAnEventPassesAnEventThatWaitsThere)
     EXPECT_FALSE(tapi_.HasOverlapped());
 }
 
-TEST_F(two_lines, RequestFromInsideAnEventDoesNotWaitForDigitsThatAreBeingSent) {
+TEST_F(two_lines, request_from_inside_an_event_does_not_wait_for_digits_that_are_being_sent) {
     gate sending;
     gate inside;
     requests_.SetReaction([&](const std::string& request) {
@@ -121,7 +121,7 @@ TEST_F(two_lines, RequestFromInsideAnEventDoesNotWaitForDigitsThatAreBeingSent) 
     EXPECT_THAT(requests_.Requests(), ElementsAre("playDtmf 8 other-1 5", "holdCall 8 other-1"));
 }
 
-TEST_F(two_lines, CallingEachOthersLineFromInsideTheirEventsNeverLocksUp) {
+TEST_F(two_lines, calling_each_others_line_from_inside_their_events_never_locks_up) {
     constexpr int kRounds = 100;
     std::atomic<int> counted{0};
     tapi_.SetReaction([&](const tapi_event& event) {
@@ -147,7 +147,7 @@ TEST_F(two_lines, CallingEachOthersLineFromInsideTheirEventsNeverLocksUp) {
 
 using closing_beside_events = line_fixture;
 
-TEST_F(closing_beside_events, TellsNothingOfACallOnceItIsClosed) {
+TEST_F(closing_beside_events, tells_nothing_of_a_call_once_it_is_closed) {
     constexpr int kCalls = 150;
     Open();
     std::mutex mutex;
@@ -198,7 +198,7 @@ TEST_F(closing_beside_events, TellsNothingOfACallOnceItIsClosed) {
     EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
-TEST_F(closing_beside_events, RecordOutlivesBoth) {
+TEST_F(closing_beside_events, record_outlives_both) {
     Open();
     std::weak_ptr<tapi_call> call = CallInState(LINECALLSTATE_CONNECTED);
     gate inside;
@@ -220,7 +220,7 @@ TEST_F(closing_beside_events, RecordOutlivesBoth) {
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(closing_beside_events, MakesTheCallIdleBetweenTwoStatesAndNotInTheMiddleOfOne) {
+TEST_F(closing_beside_events, makes_the_call_idle_between_two_states_and_not_in_the_middle_of_one) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     gate inside;
@@ -251,7 +251,7 @@ TEST_F(closing_beside_events, MakesTheCallIdleBetweenTwoStatesAndNotInTheMiddleO
 
 using requests_beside_events = line_fixture;
 
-TEST_F(requests_beside_events, EventForACallWaitsUntilTheRequestForItHasBeenSent) {
+TEST_F(requests_beside_events, event_for_a_call_waits_until_the_request_for_it_has_been_sent) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     gate sending;
@@ -272,7 +272,7 @@ TEST_F(requests_beside_events, EventForACallWaitsUntilTheRequestForItHasBeenSent
     EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_ONHOLD));
 }
 
-TEST_F(requests_beside_events, FirstEventOfAPlacedCallFindsItProceeding) {
+TEST_F(requests_beside_events, first_event_of_a_placed_call_finds_it_proceeding) {
     Open();
     std::unique_ptr<worker> reader;
     requests_.SetReaction([&](const std::string& request) {
@@ -290,7 +290,7 @@ TEST_F(requests_beside_events, FirstEventOfAPlacedCallFindsItProceeding) {
                                             CallState(kTapiLine, 0xC1, LINECALLSTATE_RINGBACK)));
 }
 
-TEST_F(requests_beside_events, ManyThreadsEndEveryCallExactlyOnce) {
+TEST_F(requests_beside_events, many_threads_end_every_call_exactly_once) {
     constexpr int kCalls = 60;
     Open();
     for (int i = 0; i < kCalls; ++i) {

@@ -1,13 +1,10 @@
 // What TAPI is told when a softphone reports the state of a call.
 
 #include <windows.h>
-
-#include <cstdint>
-#include <memory>
-#include <string>
-
 #include <tspi.h>
 
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -84,11 +81,11 @@ class unknown_call : public client_events, public testing::WithParamInterface<ne
     }
 };
 
-TEST_P(unknown_call, ReportedByTheCaller) {
+TEST_P(unknown_call, reported_by_the_caller) {
     Expect(true, GetParam().as_caller);
 }
 
-TEST_P(unknown_call, ReportedByTheCallee) {
+TEST_P(unknown_call, reported_by_the_callee) {
     Expect(false, GetParam().as_callee);
 }
 
@@ -122,7 +119,7 @@ struct known_call_row {
 
 class known_call : public client_events, public testing::WithParamInterface<known_call_row> {};
 
-TEST_P(known_call, GoesToItsStateOnceHoweverOftenItIsReported) {
+TEST_P(known_call, goes_to_its_state_once_however_often_it_is_reported) {
     const auto call = CallInState(LINECALLSTATE_UNKNOWN);
     const DWORD told = GetParam().told;
     for (const bool is_caller : {true, false}) {
@@ -133,7 +130,7 @@ TEST_P(known_call, GoesToItsStateOnceHoweverOftenItIsReported) {
     EXPECT_EQ(calls_.FindCall(2), nullptr);
 }
 
-TEST_P(known_call, InProceedingThatTapiDidNotPlaceGoesTheSameWay) {
+TEST_P(known_call, in_proceeding_that_tapi_did_not_place_goes_the_same_way) {
     // A consultation call that was dialled, or a call that the user of the softphone dialled.
     const auto call = CallInState(LINECALLSTATE_PROCEEDING);
     const DWORD told = GetParam().told;
@@ -142,7 +139,7 @@ TEST_P(known_call, InProceedingThatTapiDidNotPlaceGoesTheSameWay) {
     EXPECT_EQ(log_.CountStarting("Line", "Outbound call "), 0U);
 }
 
-TEST_P(known_call, PlacedByTapiThatHasLeftProceedingGoesTheSameWay) {
+TEST_P(known_call, placed_by_tapi_that_has_left_proceeding_goes_the_same_way) {
     const auto call = PlacedCall(kKnownCall);
     call->SetState(LINECALLSTATE_DIALING, 0, false);
     call->SetConnectedIgnored(true);
@@ -153,7 +150,7 @@ TEST_P(known_call, PlacedByTapiThatHasLeftProceedingGoesTheSameWay) {
     EXPECT_EQ(log_.CountStarting("Line", "Outbound call "), 0U);
 }
 
-TEST_P(known_call, ThatIsIdleStaysIdleAndNothingIsTold) {
+TEST_P(known_call, that_is_idle_stays_idle_and_nothing_is_told) {
     const auto call = CallInState(LINECALLSTATE_IDLE);
     client_call_state event = StateOf(L"call-1", GetParam().client_state, false, 486);
     line_.Calls().OnClientCallState(event);
@@ -177,14 +174,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 using client_event_log = client_events;
 
-TEST_F(client_event_log, EveryEventIsLoggedAsReceived) {
+TEST_F(client_event_log, every_event_is_logged_as_received) {
     line_.Calls().OnClientCallState(StateOf(L"id-9", L"Strange state"));
     EXPECT_THAT(log_.Texts(), ElementsAre(std::string("Client call state received.") + kPrefix +
                                           "id-9, client call state: Strange state"));
     EXPECT_EQ(log_.Lines().front().category, "Line");
 }
 
-TEST_F(client_event_log, ChangeOfTheClientStateIsLogged) {
+TEST_F(client_event_log, change_of_the_client_state_is_logged) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     EXPECT_THAT(log_.Texts(), ElementsAre(std::string("Client call state received.") + kPrefix +
@@ -193,7 +190,7 @@ TEST_F(client_event_log, ChangeOfTheClientStateIsLogged) {
                                               "call-1, client call state: Incoming"));
 }
 
-TEST_F(client_event_log, SameStateAndSamePartiesIsOnlyReceived) {
+TEST_F(client_event_log, same_state_and_same_parties_is_only_received) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     log_.Skip();
@@ -202,7 +199,7 @@ TEST_F(client_event_log, SameStateAndSamePartiesIsOnlyReceived) {
                                           "call-1, client call state: Incoming"));
 }
 
-TEST_F(client_event_log, ChangeOfThePartiesAloneIsLoggedAsParameters) {
+TEST_F(client_event_log, change_of_the_parties_alone_is_logged_as_parameters) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     log_.Skip();
@@ -213,14 +210,14 @@ TEST_F(client_event_log, ChangeOfThePartiesAloneIsLoggedAsParameters) {
                             "call-1, client call state: Incoming");
 }
 
-TEST_F(client_event_log, ChangeOfBothIsLoggedAsTheState) {
+TEST_F(client_event_log, change_of_both_is_logged_as_the_state) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().OnClientCallState(WithPeer(L"call-1", L"Incoming", L"123", L""));
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 1U);
     EXPECT_EQ(log_.CountStarting("Line", "Client call parameters changed."), 0U);
 }
 
-TEST_F(client_event_log, SecondEventOfACallCountsAsAChangeEvenInTheSameState) {
+TEST_F(client_event_log, second_event_of_a_call_counts_as_a_change_even_in_the_same_state) {
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 0U);
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
@@ -229,7 +226,7 @@ TEST_F(client_event_log, SecondEventOfACallCountsAsAChangeEvenInTheSameState) {
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 1U);
 }
 
-TEST_F(client_event_log, UnknownTextAfterCreationIsNoChange) {
+TEST_F(client_event_log, unknown_text_after_creation_is_no_change) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().OnClientCallState(StateOf(L"call-1", L"None"));
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed."), 0U);
@@ -237,7 +234,7 @@ TEST_F(client_event_log, UnknownTextAfterCreationIsNoChange) {
 
 using incoming_call = client_events;
 
-TEST_F(incoming_call, RingingTwiceIsAnnouncedOnce) {
+TEST_F(incoming_call, ringing_twice_is_announced_once) {
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_THAT(tapi_.Events(), ElementsAre(NewCall(kTapiLine, 1, kNewCall), NewState(LINECALLSTATE_OFFERING),
                                             NewState(LINECALLSTATE_ACCEPTED)));
@@ -246,7 +243,7 @@ TEST_F(incoming_call, RingingTwiceIsAnnouncedOnce) {
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(incoming_call, LivesThroughItsWholeLife) {
+TEST_F(incoming_call, lives_through_its_whole_life) {
     const auto event = [](const wchar_t* state) { return WithPeer(L"id-1", state, L"123", L"Caller"); };
     line_.Calls().OnClientCallState(event(L"Incoming"));
     line_.Calls().OnClientCallState(event(L"Ringing"));
@@ -264,7 +261,7 @@ TEST_F(incoming_call, LivesThroughItsWholeLife) {
                             NewState(LINECALLSTATE_IDLE)));
 }
 
-TEST_F(incoming_call, OnAClosedLineGoesOnWithoutAHandle) {
+TEST_F(incoming_call, on_a_closed_line_goes_on_without_a_handle) {
     line_.Close();
     Forget();
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
@@ -284,7 +281,7 @@ TEST_F(incoming_call, OnAClosedLineGoesOnWithoutAHandle) {
 
 using outgoing_call = client_events;
 
-TEST_F(outgoing_call, DialledAtTheSoftphoneGoesThroughProceedingAndRingback) {
+TEST_F(outgoing_call, dialled_at_the_softphone_goes_through_proceeding_and_ringback) {
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Outgoing", true));
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringback", true));
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Connected", true));
@@ -295,14 +292,14 @@ TEST_F(outgoing_call, DialledAtTheSoftphoneGoesThroughProceedingAndRingback) {
 
 using call_parties = client_events;
 
-TEST_F(call_parties, ChangeOfThePeersNameAloneIsOneMessage) {
+TEST_F(call_parties, change_of_the_peers_name_alone_is_one_message) {
     line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Caller"));
     Forget();
     line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Somebody else"));
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kTapiLine, kNewCall, 0x38000)));
 }
 
-TEST_F(call_parties, ChangeInAStateThatTellsNothingIsFlushed) {
+TEST_F(call_parties, change_in_a_state_that_tells_nothing_is_flushed) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     for (const wchar_t* const state : {L"Incoming", L"Outgoing", L"Hangup", L"None", L"Strange"}) {
         tapi_.Clear();
@@ -311,14 +308,14 @@ TEST_F(call_parties, ChangeInAStateThatTellsNothingIsFlushed) {
     }
 }
 
-TEST_F(call_parties, ChangeWithANewStateIsToldAfterTheState) {
+TEST_F(call_parties, change_with_a_new_state_is_told_after_the_state) {
     (void)CallInState(LINECALLSTATE_ACCEPTED);
     line_.Calls().OnClientCallState(WithPeer(L"call-1", L"Connected", L"123", L""));
     // On connecting the peer is the connected party already; the bits are told all the same.
     EXPECT_THAT(tapi_.Events(), ElementsAre(KnownState(LINECALLSTATE_CONNECTED), KnownInfo(0x38000)));
 }
 
-TEST_F(call_parties, BitsLeftPendingByAnEarlierEventCountAsAChange) {
+TEST_F(call_parties, bits_left_pending_by_an_earlier_event_count_as_a_change) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().OnClientCallState(StateOf(L"call-1", L"Incoming"));
     client_call_state other_party = StateOf(L"call-1", L"Incoming");
@@ -330,7 +327,7 @@ TEST_F(call_parties, BitsLeftPendingByAnEarlierEventCountAsAChange) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(KnownInfo(0x18000)));
 }
 
-TEST_F(call_parties, AfterTheFinalStateNothingIsFlushed) {
+TEST_F(call_parties, after_the_final_state_nothing_is_flushed) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     call->SetFinalStateSignalled();
     line_.Calls().OnClientCallState(WithPeer(L"call-1", L"None", L"123", L""));
@@ -338,7 +335,7 @@ TEST_F(call_parties, AfterTheFinalStateNothingIsFlushed) {
     EXPECT_EQ(call->Details().peer_number, L"123");
 }
 
-TEST_F(call_parties, OnHoldClearsTheConnectedPartyAndTheNextEventReportsIt) {
+TEST_F(call_parties, on_hold_clears_the_connected_party_and_the_next_event_reports_it) {
     line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Caller"));
     line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Parked", L"123", L"Caller"));
     const auto call = calls_.FindCall(1);
@@ -350,7 +347,7 @@ TEST_F(call_parties, OnHoldClearsTheConnectedPartyAndTheNextEventReportsIt) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kTapiLine, kNewCall, 0x20000)));
 }
 
-TEST_F(call_parties, ForwarderAndForwardTypeAreToldAsRedirectionAndReason) {
+TEST_F(call_parties, forwarder_and_forward_type_are_told_as_redirection_and_reason) {
     client_call_state event = StateOf(L"id-1", L"Ringing");
     event.forwarderPhoneNumber = L"9";
     event.forwarderName = L"Boss";

@@ -1,13 +1,13 @@
 // A call comes about as a whole or not at all, whichever allocation on the way fails.
 
 #include <windows.h>
+#include <tspi.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
-
-#include <tspi.h>
 
 #include <gtest/gtest.h>
 
@@ -17,6 +17,7 @@
 #include "lines/line.h"
 #include "platform/event_lock.h"
 #include "registry_service/call_requests.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/failing_memory.h"
 #include "tests/support/process_log.h"
 #include "tests/support/tapi_recorder.h"

@@ -2,17 +2,18 @@
 // are PROCEEDING.
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
-
-#include <tspi.h>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "calls/tapi_call.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 
 namespace brivelnox::test {
@@ -58,7 +59,7 @@ class placed_call : public line_fixture {
     std::shared_ptr<tapi_call> call_;
 };
 
-TEST_F(placed_call, ConnectedAfter2999MillisecondsStaysProceeding) {
+TEST_F(placed_call, connected_after_2999_milliseconds_stays_proceeding) {
     manual_clock::Set(2999);
     Report(L"Connected");
     EXPECT_THAT(RuleLines(), ElementsAre("Outbound call is connected without ringback, duration 2999 ms. "
@@ -68,7 +69,7 @@ TEST_F(placed_call, ConnectedAfter2999MillisecondsStaysProceeding) {
     EXPECT_TRUE(call_->ConnectedIgnored());
 }
 
-TEST_F(placed_call, ConnectedAfter3000MillisecondsIsBelieved) {
+TEST_F(placed_call, connected_after_3000_milliseconds_is_believed) {
     manual_clock::Set(3000);
     Report(L"Connected");
     EXPECT_THAT(RuleLines(),
@@ -77,14 +78,14 @@ TEST_F(placed_call, ConnectedAfter3000MillisecondsIsBelieved) {
     EXPECT_FALSE(call_->ConnectedIgnored());
 }
 
-TEST_F(placed_call, ConnectedAtOnceStaysProceeding) {
+TEST_F(placed_call, connected_at_once_stays_proceeding) {
     Report(L"Connected");
     EXPECT_THAT(RuleLines(), ElementsAre("Outbound call is connected without ringback, duration 0 ms. Call "
                                          "was started by TAPI -> report as proceeding."));
     EXPECT_TRUE(call_->ConnectedIgnored());
 }
 
-TEST_F(placed_call, ConnectedAfterTheClockWasSetBackStaysProceeding) {
+TEST_F(placed_call, connected_after_the_clock_was_set_back_stays_proceeding) {
     manual_clock::Set(-60000);
     Report(L"Connected");
     EXPECT_THAT(RuleLines(), ElementsAre("Outbound call is connected without ringback, duration -60000 ms. "
@@ -92,7 +93,7 @@ TEST_F(placed_call, ConnectedAfterTheClockWasSetBackStaysProceeding) {
     EXPECT_TRUE(call_->ConnectedIgnored());
 }
 
-TEST_F(placed_call, HeldBackConnectedStillTellsTheParties) {
+TEST_F(placed_call, held_back_connected_still_tells_the_parties) {
     manual_clock::Set(2999);
     client_call_state event = StateOf(call_->ClientCallId(), L"Connected", true);
     event.peerPhoneNumber = L"4711";
@@ -100,7 +101,7 @@ TEST_F(placed_call, HeldBackConnectedStillTellsTheParties) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kTapiLine, kCall, 0x38000)));
 }
 
-TEST_F(placed_call, FurtherConnectedIsMeasuredFromTheCreationAgain) {
+TEST_F(placed_call, further_connected_is_measured_from_the_creation_again) {
     HoldBackConnected();
     manual_clock::Set(2999);
     Report(L"Connected");
@@ -110,7 +111,7 @@ TEST_F(placed_call, FurtherConnectedIsMeasuredFromTheCreationAgain) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_RINGBACK), State(LINECALLSTATE_CONNECTED)));
 }
 
-TEST_F(placed_call, OutgoingAfterAHeldBackConnectedIsReportedAsRingback) {
+TEST_F(placed_call, outgoing_after_a_held_back_connected_is_reported_as_ringback) {
     HoldBackConnected();
     Report(L"Outgoing");
     EXPECT_THAT(RuleLines(), ElementsAre(kReportedAsRingback));
@@ -118,7 +119,7 @@ TEST_F(placed_call, OutgoingAfterAHeldBackConnectedIsReportedAsRingback) {
     EXPECT_FALSE(call_->ConnectedIgnored());
 }
 
-TEST_F(placed_call, IncomingAfterAHeldBackConnectedIsReportedAsRingbackToo) {
+TEST_F(placed_call, incoming_after_a_held_back_connected_is_reported_as_ringback_too) {
     HoldBackConnected();
     Report(L"Incoming");
     EXPECT_THAT(RuleLines(), ElementsAre(kReportedAsRingback));
@@ -126,7 +127,7 @@ TEST_F(placed_call, IncomingAfterAHeldBackConnectedIsReportedAsRingbackToo) {
     EXPECT_FALSE(call_->ConnectedIgnored());
 }
 
-TEST_F(placed_call, ConnectedIsBelievedAtOnceAfterThatRingback) {
+TEST_F(placed_call, connected_is_believed_at_once_after_that_ringback) {
     HoldBackConnected();
     Report(L"Outgoing");
     Forget();
@@ -135,7 +136,7 @@ TEST_F(placed_call, ConnectedIsBelievedAtOnceAfterThatRingback) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_CONNECTED)));
 }
 
-TEST_F(placed_call, OutgoingOrIncomingWithoutAHeldBackConnectedIsNothing) {
+TEST_F(placed_call, outgoing_or_incoming_without_a_held_back_connected_is_nothing) {
     Report(L"Outgoing");
     Report(L"Incoming");
     EXPECT_THAT(RuleLines(), IsEmpty());
@@ -143,7 +144,7 @@ TEST_F(placed_call, OutgoingOrIncomingWithoutAHeldBackConnectedIsNothing) {
     EXPECT_EQ(call_->State(), static_cast<std::uint32_t>(LINECALLSTATE_PROCEEDING));
 }
 
-TEST_F(placed_call, RingbackIsReportedFromProceeding) {
+TEST_F(placed_call, ringback_is_reported_from_proceeding) {
     Report(L"Ringback");
     EXPECT_THAT(RuleLines(), ElementsAre(kProceedingBeforeRingback));
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_RINGBACK)));
@@ -153,14 +154,14 @@ TEST_F(placed_call, RingbackIsReportedFromProceeding) {
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(placed_call, RingbackAfterAHeldBackConnectedIsReportedFromProceeding) {
+TEST_F(placed_call, ringback_after_a_held_back_connected_is_reported_from_proceeding) {
     HoldBackConnected();
     Report(L"Ringback");
     EXPECT_THAT(RuleLines(), ElementsAre(kProceedingBeforeRingback));
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_RINGBACK)));
 }
 
-TEST_F(placed_call, ConnectedAfterRingbackIsBelievedAtOnce) {
+TEST_F(placed_call, connected_after_ringback_is_believed_at_once) {
     Report(L"Ringback");
     Forget();
     Report(L"Connected");
@@ -170,7 +171,7 @@ TEST_F(placed_call, ConnectedAfterRingbackIsBelievedAtOnce) {
 
 class placed_call_in_conference : public placed_call, public testing::WithParamInterface<const wchar_t*> {};
 
-TEST_P(placed_call_in_conference, IsReportedWithRingbackBeforeConnect) {
+TEST_P(placed_call_in_conference, is_reported_with_ringback_before_connect) {
     Report(GetParam());
     EXPECT_THAT(RuleLines(), ElementsAre(kRingbackBeforeConnect));
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_RINGBACK), State(LINECALLSTATE_CONNECTED)));
@@ -187,7 +188,7 @@ INSTANTIATE_TEST_SUITE_P(each, placed_call_in_conference,
                              return ToAnsi(state.param);
                          });
 
-TEST_F(placed_call, RingingAndParkedAreTakenAsForAnyCall) {
+TEST_F(placed_call, ringing_and_parked_are_taken_as_for_any_call) {
     Report(L"Ringing");
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_ACCEPTED)));
     const auto other = PlacedCall(0xC2);
@@ -196,13 +197,13 @@ TEST_F(placed_call, RingingAndParkedAreTakenAsForAnyCall) {
     EXPECT_THAT(RuleLines(), IsEmpty());
 }
 
-TEST_F(placed_call, UnknownStateLeavesItProceeding) {
+TEST_F(placed_call, unknown_state_leaves_it_proceeding) {
     Report(L"None");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(call_->State(), static_cast<std::uint32_t>(LINECALLSTATE_PROCEEDING));
 }
 
-TEST_F(placed_call, ConsultationCallIsBelievedConnectedAtOnce) {
+TEST_F(placed_call, consultation_call_is_believed_connected_at_once) {
     std::uint64_t handle = 0;
     calls_.PrepareConsultationCall(call_->DriverCallHandle(), AsHandle<HTAPICALL>(0xC2), handle);
     const auto consultation = calls_.FindCall(handle);

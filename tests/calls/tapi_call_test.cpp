@@ -3,17 +3,16 @@
 #include "calls/tapi_call.h"
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstdint>
 #include <string>
-
-#include <tspi.h>
-
 #include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 
 namespace brivelnox::test {
@@ -39,7 +38,7 @@ class tapi_call_fixture : public line_fixture {
 
 using call_creation = tapi_call_fixture;
 
-TEST_F(call_creation, OfAnOutgoingCallIsLoggedWithOrigin1) {
+TEST_F(call_creation, of_an_outgoing_call_is_logged_with_origin_1) {
     const tapi_call call(0x2A, AsHandle<HTAPICALL>(0xC2), LINECALLORIGIN_OUTBOUND, L"id-2", line_,
                          manual_clock::Now());
     EXPECT_TRUE(log_.Has("VekTapiCall",
@@ -47,14 +46,14 @@ TEST_F(call_creation, OfAnOutgoingCallIsLoggedWithOrigin1) {
                          "driverCallHandle: 0x0000002A, outbound: 1"));
 }
 
-TEST_F(call_creation, OfAnIncomingCallIsLoggedWithOrigin128) {
+TEST_F(call_creation, of_an_incoming_call_is_logged_with_origin_128) {
     const tapi_call call(0x2A, nullptr, LINECALLORIGIN_INBOUND, L"id-2", line_, manual_clock::Now());
     EXPECT_TRUE(log_.Has("VekTapiCall",
                          "New call created client_call_id: id-2, tapiCallHandle: 0x00000000, "
                          "driverCallHandle: 0x0000002A, outbound: 128"));
 }
 
-TEST_F(call_creation, LeavesItUnknownAndEmpty) {
+TEST_F(call_creation, leaves_it_unknown_and_empty) {
     EXPECT_EQ(call_.CallOrigin(), static_cast<std::uint32_t>(LINECALLORIGIN_OUTBOUND));
     EXPECT_EQ(call_.State(), static_cast<std::uint32_t>(LINECALLSTATE_UNKNOWN));
     EXPECT_EQ(call_.StateMode(), 0U);
@@ -78,7 +77,7 @@ TEST_F(call_creation, LeavesItUnknownAndEmpty) {
 
 using call_states = tapi_call_fixture;
 
-TEST_F(call_states, ChangeIsLoggedAndToldWithTheMediaMode) {
+TEST_F(call_states, change_is_logged_and_told_with_the_media_mode) {
     log_.Skip();
     call_.SetState(LINECALLSTATE_OFFERING, 0, true);
     EXPECT_THAT(log_.Texts("VekTapiCall"),
@@ -88,7 +87,7 @@ TEST_F(call_states, ChangeIsLoggedAndToldWithTheMediaMode) {
     EXPECT_EQ(call_.State(), static_cast<std::uint32_t>(LINECALLSTATE_OFFERING));
 }
 
-TEST_F(call_states, EachOfTheSixteenIsTold) {
+TEST_F(call_states, each_of_the_sixteen_is_told) {
     // UNKNOWN last but IDLE, which ends it: the call begins in UNKNOWN.
     for (const DWORD state : {0x2U, 0x4U, 0x8U, 0x10U, 0x20U, 0x40U, 0x80U, 0x100U, 0x200U, 0x400U, 0x800U,
                               0x1000U, 0x2000U, 0x4000U, 0x8000U, 0x1U}) {
@@ -98,7 +97,7 @@ TEST_F(call_states, EachOfTheSixteenIsTold) {
     }
 }
 
-TEST_F(call_states, ValueThatIsNoStateIsStoredAndNotTold) {
+TEST_F(call_states, value_that_is_no_state_is_stored_and_not_told) {
     log_.Skip();
     call_.SetState(0x10000, 0, true);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
@@ -108,13 +107,13 @@ TEST_F(call_states, ValueThatIsNoStateIsStoredAndNotTold) {
                             "0x00000011, state: , mode: 0x00000000."));
 }
 
-TEST_F(call_states, ModeIsToldWithDisconnected) {
+TEST_F(call_states, mode_is_told_with_disconnected) {
     call_.SetState(LINECALLSTATE_DISCONNECTED, 0x20, true);
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(0x4000, 0x20)));
     EXPECT_EQ(call_.StateMode(), 0x20U);
 }
 
-TEST_F(call_states, ModeOfAnyOtherStateIsStoredAndNotTold) {
+TEST_F(call_states, mode_of_any_other_state_is_stored_and_not_told) {
     call_.SetState(LINECALLSTATE_CONNECTED, 0x1, true);
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(0x100, 0)));
     EXPECT_EQ(call_.StateMode(), 0x1U);
@@ -123,7 +122,7 @@ TEST_F(call_states, ModeOfAnyOtherStateIsStoredAndNotTold) {
                          "0x00000011, state: Connected, mode: 0x00000001."));
 }
 
-TEST_F(call_states, SameStateAgainIsNotTold) {
+TEST_F(call_states, same_state_again_is_not_told) {
     call_.SetState(LINECALLSTATE_CONNECTED, 0, true);
     tapi_.Clear();
     call_.SetState(LINECALLSTATE_CONNECTED, 0x5, true);
@@ -131,7 +130,7 @@ TEST_F(call_states, SameStateAgainIsNotTold) {
     EXPECT_EQ(call_.StateMode(), 0x5U);
 }
 
-TEST_F(call_states, SameStateAgainStillTellsChangedInformation) {
+TEST_F(call_states, same_state_again_still_tells_changed_information) {
     call_.SetState(LINECALLSTATE_CONNECTED, 0, true);
     tapi_.Clear();
     client_call_state event;
@@ -142,7 +141,7 @@ TEST_F(call_states, SameStateAgainStillTellsChangedInformation) {
     EXPECT_EQ(call_.ChangedCallInfo(), 0U);
 }
 
-TEST_F(call_states, StateIsToldBeforeTheInformation) {
+TEST_F(call_states, state_is_told_before_the_information) {
     client_call_state event;
     event.selfName = L"Reception";
     call_.Update(event);
@@ -150,7 +149,7 @@ TEST_F(call_states, StateIsToldBeforeTheInformation) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_OFFERING), Info(0x18000)));
 }
 
-TEST_F(call_states, WithoutSignalIsStoredAndInformationStaysPending) {
+TEST_F(call_states, without_signal_is_stored_and_information_stays_pending) {
     client_call_state event;
     event.selfName = L"Reception";
     call_.Update(event);
@@ -161,13 +160,13 @@ TEST_F(call_states, WithoutSignalIsStoredAndInformationStaysPending) {
     EXPECT_EQ(call_.ChangedCallInfo(), 0x18000U);
 }
 
-TEST_F(call_states, SignalledStateThatWasStoredBeforeIsNotTold) {
+TEST_F(call_states, signalled_state_that_was_stored_before_is_not_told) {
     call_.SetState(LINECALLSTATE_OFFERING, 0, false);
     call_.SetState(LINECALLSTATE_OFFERING, 0, true);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(call_states, IdleIsKeptForGoodAndNothingMoreIsTold) {
+TEST_F(call_states, idle_is_kept_for_good_and_nothing_more_is_told) {
     call_.SetState(LINECALLSTATE_IDLE, 0, true);
     client_call_state event;
     event.selfName = L"Reception";
@@ -187,14 +186,14 @@ TEST_F(call_states, IdleIsKeptForGoodAndNothingMoreIsTold) {
     EXPECT_EQ(call_.ChangedCallInfo(), 0x18000U);
 }
 
-TEST_F(call_states, IdleAgainOnAnIdleCallIsLoggedAsAlreadyIdle) {
+TEST_F(call_states, idle_again_on_an_idle_call_is_logged_as_already_idle) {
     call_.SetState(LINECALLSTATE_IDLE, 0, false);
     log_.Skip();
     call_.SetState(LINECALLSTATE_IDLE, 0, false);
     EXPECT_EQ(log_.CountStarting("VekTapiCall", "Call client_call_id: id-1, "), 1U);
 }
 
-TEST_F(call_states, ConnectedPartyFollowsTheStateEvenOnAnIdleCall) {
+TEST_F(call_states, connected_party_follows_the_state_even_on_an_idle_call) {
     client_call_state event;
     event.peerPhoneNumber = L"123";
     event.peerName = L"Caller";
@@ -208,7 +207,7 @@ TEST_F(call_states, ConnectedPartyFollowsTheStateEvenOnAnIdleCall) {
     EXPECT_EQ(call_.Details().connected_name, L"Caller");
 }
 
-TEST_F(call_states, ConnectedPartyIsThePeerWhenConnectedAndNobodyOnHold) {
+TEST_F(call_states, connected_party_is_the_peer_when_connected_and_nobody_on_hold) {
     client_call_state event;
     event.peerPhoneNumber = L"123";
     event.peerName = L"Caller";
@@ -224,7 +223,7 @@ TEST_F(call_states, ConnectedPartyIsThePeerWhenConnectedAndNobodyOnHold) {
     EXPECT_EQ(call_.Details().connected_name, L"Caller");
 }
 
-TEST_F(call_states, ModeCanBeStoredWithoutAChangeOfState) {
+TEST_F(call_states, mode_can_be_stored_without_a_change_of_state) {
     call_.SetState(LINECALLSTATE_CONNECTED, 0, true);
     Forget();
     call_.SetStateMode(0x80);
@@ -236,7 +235,7 @@ TEST_F(call_states, ModeCanBeStoredWithoutAChangeOfState) {
 
 using call_information = tapi_call_fixture;
 
-TEST_F(call_information, FlushTellsWhatHasChangedOnce) {
+TEST_F(call_information, flush_tells_what_has_changed_once) {
     client_call_state event;
     event.forwardType = L"CFU";
     call_.Update(event);
@@ -247,7 +246,7 @@ TEST_F(call_information, FlushTellsWhatHasChangedOnce) {
     EXPECT_EQ(call_.ChangedCallInfo(), 0U);
 }
 
-TEST_F(call_information, BitsOfSeveralEventsAddUp) {
+TEST_F(call_information, bits_of_several_events_add_up) {
     client_call_state event;
     event.selfName = L"Reception";
     call_.Update(event);
@@ -256,7 +255,7 @@ TEST_F(call_information, BitsOfSeveralEventsAddUp) {
     EXPECT_EQ(call_.ChangedCallInfo(), 0x98000U);
 }
 
-TEST_F(call_information, SameEventAgainChangesNothing) {
+TEST_F(call_information, same_event_again_changes_nothing) {
     client_call_state event;
     event.selfPhoneNumber = L"7";
     event.selfName = L"Desk";
@@ -282,7 +281,7 @@ TEST_F(call_information, SameEventAgainChangesNothing) {
     EXPECT_EQ(details.forward_type, forward_type::cfb);
 }
 
-TEST_F(call_information, DisappearanceOfAPartyIsAChange) {
+TEST_F(call_information, disappearance_of_a_party_is_a_change) {
     client_call_state event;
     event.peerName = L"Caller";
     call_.Update(event);
@@ -292,14 +291,14 @@ TEST_F(call_information, DisappearanceOfAPartyIsAChange) {
     EXPECT_EQ(call_.Details().peer_name, L"");
 }
 
-TEST_F(call_information, ForwardTypeInLowerCaseCountsAsNone) {
+TEST_F(call_information, forward_type_in_lower_case_counts_as_none) {
     client_call_state event;
     event.forwardType = L"cfu";
     call_.Update(event);
     EXPECT_EQ(call_.ChangedCallInfo(), 0U);
 }
 
-TEST_F(call_information, OnHoldMakesTheNextEventReportTheConnectedParty) {
+TEST_F(call_information, on_hold_makes_the_next_event_report_the_connected_party) {
     client_call_state event;
     event.peerPhoneNumber = L"123";
     call_.Update(event);
@@ -317,7 +316,7 @@ struct field_row {
 
 class call_information_field : public tapi_call_fixture, public testing::WithParamInterface<field_row> {};
 
-TEST_P(call_information_field, ChangeSetsItsBits) {
+TEST_P(call_information_field, change_sets_its_bits) {
     client_call_state event;
     event.*GetParam().field = L"CFU";
     call_.Update(event);
@@ -337,7 +336,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 using client_call_id_of_a_call = tapi_call_fixture;
 
-TEST_F(client_call_id_of_a_call, ChangeIsLoggedAndEmptiesTheArgument) {
+TEST_F(client_call_id_of_a_call, change_is_logged_and_empties_the_argument) {
     log_.Skip();
     std::wstring id = L"id-2";
     call_.ChangeClientCallId(std::move(id));
@@ -349,7 +348,7 @@ TEST_F(client_call_id_of_a_call, ChangeIsLoggedAndEmptiesTheArgument) {
 
 using line_of_a_call = tapi_call_fixture;
 
-TEST_F(line_of_a_call, IsKnownAlsoOnceItIsRetired) {
+TEST_F(line_of_a_call, is_known_also_once_it_is_retired) {
     line_.Retire();
     EXPECT_EQ(&call_.Line(), &line_);
     EXPECT_TRUE(call_.Line().IsRetired());

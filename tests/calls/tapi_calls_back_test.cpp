@@ -1,6 +1,7 @@
 // TAPI calls back into the provider from inside its event procedures.
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstdint>
@@ -8,9 +9,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -18,6 +16,7 @@
 
 #include "calls/call_manager.h"
 #include "calls/tapi_call.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 #include "tests/support/worker.h"
 
@@ -53,7 +52,7 @@ class calling_back : public line_fixture {
 
 using asking_inside_an_event = calling_back;
 
-TEST_F(asking_inside_an_event, ShowsTheStateThatIsBeingTold) {
+TEST_F(asking_inside_an_event, shows_the_state_that_is_being_told) {
     std::vector<std::uint32_t> states;
     std::vector<std::uint32_t> active;
     tapi_.SetReaction([&](const tapi_event& event) {
@@ -70,7 +69,7 @@ TEST_F(asking_inside_an_event, ShowsTheStateThatIsBeingTold) {
     EXPECT_THAT(active, ElementsAre(1, 1, 1, 0));
 }
 
-TEST_F(asking_inside_an_event, ShowsTheParties) {
+TEST_F(asking_inside_an_event, shows_the_parties) {
     std::wstring name;
     InsideState(LINECALLSTATE_OFFERING, [&] { name = calls_.FindCall(1)->Details().peer_name; });
     client_call_state ringing = StateOf(L"id-1", L"Ringing");
@@ -81,7 +80,7 @@ TEST_F(asking_inside_an_event, ShowsTheParties) {
 
 using closing_inside_an_event = calling_back;
 
-TEST_F(closing_inside_an_event, OfIdleAfterARemovalFreesTheRecordAfterwards) {
+TEST_F(closing_inside_an_event, of_idle_after_a_removal_frees_the_record_afterwards) {
     const std::weak_ptr<tapi_call> call = CallInState(LINECALLSTATE_CONNECTED);
     bool alive_inside = false;
     InsideState(LINECALLSTATE_IDLE, [&] {
@@ -97,7 +96,7 @@ TEST_F(closing_inside_an_event, OfIdleAfterARemovalFreesTheRecordAfterwards) {
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(closing_inside_an_event, OfDisconnectedMakesThatTheLastWord) {
+TEST_F(closing_inside_an_event, of_disconnected_makes_that_the_last_word) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     InsideState(LINECALLSTATE_DISCONNECTED, [&] { calls_.CloseCall(1); });
     line_.Calls().OnCallRemoved(L"call-1");
@@ -105,7 +104,7 @@ TEST_F(closing_inside_an_event, OfDisconnectedMakesThatTheLastWord) {
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(closing_inside_an_event, OfIdleAfterBusyWorks) {
+TEST_F(closing_inside_an_event, of_idle_after_busy_works) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     InsideState(LINECALLSTATE_IDLE, [&] { calls_.CloseCall(1); });
     client_call_state busy = StateOf(L"call-1", L"Hangup", true, 486);
@@ -117,7 +116,7 @@ TEST_F(closing_inside_an_event, OfIdleAfterBusyWorks) {
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(closing_inside_an_event, OfIdleAfterADropWorks) {
+TEST_F(closing_inside_an_event, of_idle_after_a_drop_works) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     InsideState(LINECALLSTATE_IDLE, [&] { calls_.CloseCall(1); });
     calls_.DropCall(1);
@@ -126,7 +125,7 @@ TEST_F(closing_inside_an_event, OfIdleAfterADropWorks) {
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(closing_inside_an_event, OfOfferingEndsTheCallThatIsJustBeingCreated) {
+TEST_F(closing_inside_an_event, of_offering_ends_the_call_that_is_just_being_created) {
     InsideState(LINECALLSTATE_OFFERING, [&] { calls_.CloseCall(1); });
     client_call_state connected = StateOf(L"id-1", L"Connected");
     connected.peerName = L"Caller";
@@ -137,7 +136,7 @@ TEST_F(closing_inside_an_event, OfOfferingEndsTheCallThatIsJustBeingCreated) {
     EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
-TEST_F(closing_inside_an_event, OfItsInformationIsTheLastWord) {
+TEST_F(closing_inside_an_event, of_its_information_is_the_last_word) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == LINE_CALLINFO) {
@@ -152,7 +151,7 @@ TEST_F(closing_inside_an_event, OfItsInformationIsTheLastWord) {
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(closing_inside_an_event, OfACallThatIsJustBeingAnnouncedIsTheLastWord) {
+TEST_F(closing_inside_an_event, of_a_call_that_is_just_being_announced_is_the_last_word) {
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == LINE_NEWCALL) {
             calls_.CloseCall(static_cast<std::uint64_t>(event.param1));
@@ -193,7 +192,7 @@ class closing_the_line_inside_new_call : public line_fixture {
     }
 };
 
-TEST_F(closing_the_line_inside_new_call, EndsTheCallWithoutAWord) {
+TEST_F(closing_the_line_inside_new_call, ends_the_call_without_a_word) {
     Ring([&] { line_.Close(); });
     Open();
     ExpectNoTraceOfTheCall();
@@ -201,7 +200,7 @@ TEST_F(closing_the_line_inside_new_call, EndsTheCallWithoutAWord) {
     ExpectNoTraceOfTheCall();
 }
 
-TEST_F(closing_the_line_inside_new_call, EndsItAlsoWhenTheLineIsOpenedAgainThere) {
+TEST_F(closing_the_line_inside_new_call, ends_it_also_when_the_line_is_opened_again_there) {
     Ring([&] {
         line_.Close();
         Open();
@@ -211,7 +210,7 @@ TEST_F(closing_the_line_inside_new_call, EndsItAlsoWhenTheLineIsOpenedAgainThere
     ExpectNoTraceOfTheCall();
 }
 
-TEST_F(closing_the_line_inside_new_call, LeavesTheNextCallAsItShouldBe) {
+TEST_F(closing_the_line_inside_new_call, leaves_the_next_call_as_it_should_be) {
     Ring([&] { line_.Close(); });
     Open();
     tapi_.Clear();
@@ -225,7 +224,7 @@ TEST_F(closing_the_line_inside_new_call, LeavesTheNextCallAsItShouldBe) {
 
 using requests_inside_an_event = calling_back;
 
-TEST_F(requests_inside_an_event, DropInsideOfferingEndsTheCallForTapiAtOnce) {
+TEST_F(requests_inside_an_event, drop_inside_offering_ends_the_call_for_tapi_at_once) {
     InsideState(LINECALLSTATE_OFFERING, [&] { calls_.DropCall(1); });
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_THAT(
@@ -236,7 +235,7 @@ TEST_F(requests_inside_an_event, DropInsideOfferingEndsTheCallForTapiAtOnce) {
     EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
 }
 
-TEST_F(requests_inside_an_event, DropInsideOfferingAndCloseInsideIdleLeaveNothing) {
+TEST_F(requests_inside_an_event, drop_inside_offering_and_close_inside_idle_leave_nothing) {
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == LINE_CALLSTATE && event.param1 == LINECALLSTATE_OFFERING) {
             calls_.DropCall(1);
@@ -250,14 +249,14 @@ TEST_F(requests_inside_an_event, DropInsideOfferingAndCloseInsideIdleLeaveNothin
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
 
-TEST_F(requests_inside_an_event, AnswerInsideOfferingIsSent) {
+TEST_F(requests_inside_an_event, answer_inside_offering_is_sent) {
     InsideState(LINECALLSTATE_OFFERING, [&] { calls_.AnswerCall(1); });
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_THAT(requests_.Requests(), ElementsAre("acceptCall 7 id-1"));
     EXPECT_EQ(tapi_.Events().back(), State(kNewCall, LINECALLSTATE_ACCEPTED));
 }
 
-TEST_F(requests_inside_an_event, MakeCallInsideAnEventPlacesIt) {
+TEST_F(requests_inside_an_event, make_call_inside_an_event_places_it) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     std::uint64_t placed = 0;
     InsideState(LINECALLSTATE_ONHOLD,
@@ -268,7 +267,7 @@ TEST_F(requests_inside_an_event, MakeCallInsideAnEventPlacesIt) {
     EXPECT_NE(calls_.FindCall(placed), nullptr);
 }
 
-TEST_F(requests_inside_an_event, ClosingTheLineInsideAnEventEndsItsMessages) {
+TEST_F(requests_inside_an_event, closing_the_line_inside_an_event_ends_its_messages) {
     InsideState(LINECALLSTATE_OFFERING, [&] { line_.Close(); });
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Connected"));
     EXPECT_THAT(tapi_.Events(),
@@ -279,7 +278,7 @@ TEST_F(requests_inside_an_event, ClosingTheLineInsideAnEventEndsItsMessages) {
     EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
 }
 
-TEST_F(requests_inside_an_event, LineStaysUsableForOthersAfterARequestThatThrows) {
+TEST_F(requests_inside_an_event, line_stays_usable_for_others_after_a_request_that_throws) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     requests_.SetReaction([](const std::string&) { throw std::runtime_error("no memory"); });
     EXPECT_THROW(line_.Calls().HoldCall(*call), std::runtime_error);
@@ -292,7 +291,7 @@ TEST_F(requests_inside_an_event, LineStaysUsableForOthersAfterARequestThatThrows
 
 using reset_under_changes = calling_back;
 
-TEST_F(reset_under_changes, EachCallThatIsClosedInsideItsIdleLeavesTheIndex) {
+TEST_F(reset_under_changes, each_call_that_is_closed_inside_its_idle_leaves_the_index) {
     for (int i = 0; i < 5; ++i) {
         (void)CallInState(LINECALLSTATE_CONNECTED, L"call-" + std::to_wstring(i),
                           0xC1 + static_cast<std::uintptr_t>(i));
@@ -310,7 +309,7 @@ TEST_F(reset_under_changes, EachCallThatIsClosedInsideItsIdleLeavesTheIndex) {
     EXPECT_EQ(log_.CountStarting("Line", "Removed call "), 5U);
 }
 
-TEST_F(reset_under_changes, CallsThatAreClosedBeforeTheirTurnAreNotToldOf) {
+TEST_F(reset_under_changes, calls_that_are_closed_before_their_turn_are_not_told_of) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"a", 0xC1);
     (void)CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);
     (void)CallInState(LINECALLSTATE_CONNECTED, L"c", 0xC3);
@@ -323,7 +322,7 @@ TEST_F(reset_under_changes, CallsThatAreClosedBeforeTheirTurnAreNotToldOf) {
                                             State(0xC1, LINECALLSTATE_IDLE)));
 }
 
-TEST_F(reset_under_changes, ClosingTheLineAgainInsideItEndsEveryCallOnce) {
+TEST_F(reset_under_changes, closing_the_line_again_inside_it_ends_every_call_once) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"a", 0xC1);
     (void)CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);
     bool closed = false;
@@ -341,7 +340,7 @@ TEST_F(reset_under_changes, ClosingTheLineAgainInsideItEndsEveryCallOnce) {
     EXPECT_FALSE(line_.IsOpen());
 }
 
-TEST_F(reset_under_changes, NoCallIsMadeOrDialledInsideTheClosingOfItsLine) {
+TEST_F(reset_under_changes, no_call_is_made_or_dialled_inside_the_closing_of_its_line) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     const auto consultation = CallInState(LINECALLSTATE_DIALTONE, L"later", 0xC9);
     std::uint64_t made = 0;
@@ -365,7 +364,7 @@ TEST_F(reset_under_changes, NoCallIsMadeOrDialledInsideTheClosingOfItsLine) {
     EXPECT_NE(made, 0u);
 }
 
-TEST_F(reset_under_changes, NoCallIsMadeInsideAClosingThatWasDoneAgainInsideItself) {
+TEST_F(reset_under_changes, no_call_is_made_inside_a_closing_that_was_done_again_inside_itself) {
     (void)CallInState(LINECALLSTATE_CONNECTED);
     std::uint64_t made = 0;
     InsideState(LINECALLSTATE_DISCONNECTED, [&] {
@@ -379,7 +378,7 @@ TEST_F(reset_under_changes, NoCallIsMadeInsideAClosingThatWasDoneAgainInsideItse
     EXPECT_FALSE(line_.IsOpen());
 }
 
-TEST_F(reset_under_changes, ACallThatAppearsInsideItDoesNotDisturbTheOthers) {
+TEST_F(reset_under_changes, a_call_that_appears_inside_it_does_not_disturb_the_others) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"a", 0xC1);
     (void)CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);
     std::uint64_t placed = 0;

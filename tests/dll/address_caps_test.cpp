@@ -1,14 +1,15 @@
 // LINEADDRESSCAPS, byte by byte.
 
 #include <windows.h>
-#include <winsock2.h>
 #include <tapi.h>
 #include <tspi.h>
+
+#include <cstddef>
 
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::IsEmpty;
@@ -115,4 +116,4 @@ TEST_F(address_caps, check_the_version_first_then_the_address_then_the_room) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

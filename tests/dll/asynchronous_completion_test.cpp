@@ -1,21 +1,20 @@
 // Every asynchronous request is completed once, with success, as soon as it has been handed on.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <atomic>
-
 #include <tapi.h>
-
-#include <thread>
-
 #include <tspi.h>
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <thread>
 #include <vector>
 
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -136,4 +135,4 @@ TEST_F(completion_by_host, of_a_request_made_inside_a_callback_comes_inside_it) 
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,10 +1,12 @@
 #include "tests/dll/byte_pattern_helper.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string>
 
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 patterned_structure::patterned_structure(std::size_t size, std::size_t total_size)
     : bytes_(size + kBehind, kPattern) {
@@ -48,4 +50,4 @@ testing::AssertionResult SameBytes(const patterned_structure& expected, const pa
     return result;
 }
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -6,13 +6,12 @@
 #include <windows.h>
 
 #include <cstddef>
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 /// The memory of a structure, filled with 0xA5, with more of the same behind it that nobody may write to.
 class patterned_structure {
@@ -48,4 +47,4 @@ class patterned_structure {
 
 testing::AssertionResult SameBytes(const patterned_structure& expected, const patterned_structure& actual);
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

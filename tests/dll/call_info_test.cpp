@@ -1,20 +1,19 @@
 // LINECALLINFO, byte by byte.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <optional>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
-#include <vector>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
 
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -317,4 +316,4 @@ TEST_F(call_info, tell_the_reason_for_each_kind_of_forwarding) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

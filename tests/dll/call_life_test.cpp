@@ -1,18 +1,18 @@
 // Whole lives of calls, from the service's socket to TAPI's procedures, with what the log keeps of them.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -269,4 +269,4 @@ TEST_F(call_life, is_found_at_the_start_with_all_that_the_softphone_reports) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,24 +1,25 @@
 // TAPI controls calls: what each request sends to the softphone, and that it completes.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class call_requests : public open_line {
+class requests_on_calls : public open_line {
   protected:
     /// The request was accepted, completed with 0 exactly once, and sent these texts.
     void ExpectSent(std::size_t since, const host::request_result& result,
@@ -29,7 +30,7 @@ class call_requests : public open_line {
     }
 };
 
-TEST_F(call_requests, answer_accepts_the_call) {
+TEST_F(requests_on_calls, answer_accepts_the_call) {
     HTAPICALL const call = AcceptedCall();
     log_.Skip();
     const std::size_t since = service_.ReceivedCount();
@@ -39,7 +40,7 @@ TEST_F(call_requests, answer_accepts_the_call) {
                {"<msg><request><acceptCall permanentLineId='1001' clientCallId='in-1'/></request></msg>"});
 }
 
-TEST_F(call_requests, answer_of_a_connected_call_is_refused_silently) {
+TEST_F(requests_on_calls, answer_of_a_connected_call_is_refused_silently) {
     HTAPICALL const call = ConnectedCall();
     log_.Skip();
     const std::size_t since = service_.ReceivedCount();
@@ -48,21 +49,21 @@ TEST_F(call_requests, answer_of_a_connected_call_is_refused_silently) {
     ExpectSent(since, result, {});
 }
 
-TEST_F(call_requests, hold_parks_the_call) {
+TEST_F(requests_on_calls, hold_parks_the_call) {
     HTAPICALL const call = ConnectedCall();
     const std::size_t since = service_.ReceivedCount();
     ExpectSent(since, host_.Hold(call),
                {"<msg><request><holdCall permanentLineId='1001' clientCallId='in-1'/></request></msg>"});
 }
 
-TEST_F(call_requests, unhold_resumes_the_call) {
+TEST_F(requests_on_calls, unhold_resumes_the_call) {
     HTAPICALL const call = HeldCall();
     const std::size_t since = service_.ReceivedCount();
     ExpectSent(since, host_.Unhold(call),
                {"<msg><request><resumeCall permanentLineId='1001' clientCallId='in-1'/></request></msg>"});
 }
 
-TEST_F(call_requests, swap_hold_only_resumes_the_held_call) {
+TEST_F(requests_on_calls, swap_hold_only_resumes_the_held_call) {
     HTAPICALL const held = HeldCall("in-1");
     HTAPICALL const active = ConnectedCall("in-2");
     const std::size_t since = service_.ReceivedCount();
@@ -70,14 +71,14 @@ TEST_F(call_requests, swap_hold_only_resumes_the_held_call) {
                {"<msg><request><resumeCall permanentLineId='1001' clientCallId='in-1'/></request></msg>"});
 }
 
-TEST_F(call_requests, swap_hold_does_not_look_at_the_active_call) {
+TEST_F(requests_on_calls, swap_hold_does_not_look_at_the_active_call) {
     HTAPICALL const held = HeldCall();
     const std::size_t since = service_.ReceivedCount();
     ExpectSent(since, host_.SwapHold(nullptr, held),
                {"<msg><request><resumeCall permanentLineId='1001' clientCallId='in-1'/></request></msg>"});
 }
 
-TEST_F(call_requests, redirect_and_blind_transfer_send_the_same) {
+TEST_F(requests_on_calls, redirect_and_blind_transfer_send_the_same) {
     const std::string forward =
         "<msg><request><forwardCall permanentLineId='1001' clientCallId='in-1' "
         "phoneNumber='4712'/></request></msg>";
@@ -95,14 +96,14 @@ TEST_F(call_requests, redirect_and_blind_transfer_send_the_same) {
               2u);
 }
 
-TEST_F(call_requests, a_held_call_is_not_forwarded) {
+TEST_F(requests_on_calls, a_held_call_is_not_forwarded) {
     HTAPICALL const call = HeldCall();
     const std::size_t since = service_.ReceivedCount();
     ExpectSent(since, host_.BlindTransfer(call, L"4712"), {});
     EXPECT_TRUE(log_.Has("Line", "Call cannot be forwarded due to current call/line state."));
 }
 
-TEST_F(call_requests, drop_hangs_up_and_ends_the_call_at_once) {
+TEST_F(requests_on_calls, drop_hangs_up_and_ends_the_call_at_once) {
     HTAPICALL const call = ConnectedCall();
     const std::size_t since = service_.ReceivedCount();
     const host::request_result result = host_.Drop(call);
@@ -116,7 +117,7 @@ TEST_F(call_requests, drop_hangs_up_and_ends_the_call_at_once) {
                {"<msg><request><hangupCall permanentLineId='1001' clientCallId='in-1'/></request></msg>"});
 }
 
-TEST_F(call_requests, drop_of_an_ended_call_is_refused_silently) {
+TEST_F(requests_on_calls, drop_of_an_ended_call_is_refused_silently) {
     HTAPICALL const call = ConnectedCall();
     ASSERT_TRUE(host_.Drop(call).Accepted());
     ASSERT_EQ(host_.States(call).back(), DWORD{LINECALLSTATE_IDLE});
@@ -128,7 +129,7 @@ TEST_F(call_requests, drop_of_an_ended_call_is_refused_silently) {
     ExpectSent(since, again, {});
 }
 
-TEST_F(call_requests, close_call_forgets_the_call) {
+TEST_F(requests_on_calls, close_call_forgets_the_call) {
     HTAPICALL const call = ConnectedCall();
     const HDRVCALL driver = host_.Driver(call);
     log_.Skip();
@@ -147,7 +148,7 @@ TEST_F(call_requests, close_call_forgets_the_call) {
     EXPECT_EQ(module_.TSPI_lineCloseCall(driver), 0) << "closing it again finds nothing";
 }
 
-TEST_F(call_requests, for_an_unknown_call_complete_with_0_and_send_nothing) {
+TEST_F(requests_on_calls, for_an_unknown_call_complete_with_0_and_send_nothing) {
     const std::size_t since = service_.ReceivedCount();
     const HDRVCALL unknown = AsHandle<HDRVCALL>(4711);
     const std::vector<host::request_result> results = {
@@ -178,7 +179,7 @@ TEST_F(call_requests, for_an_unknown_call_complete_with_0_and_send_nothing) {
     EXPECT_EQ(log_.Count("CallManager", "CloseCall: LineCloseCall (driverCallHandle: 0x00001267)"), 1u);
 }
 
-TEST_F(call_requests, digits_are_sent_for_a_connected_call) {
+TEST_F(requests_on_calls, digits_are_sent_for_a_connected_call) {
     HTAPICALL const call = ConnectedCall();
     log_.Skip();
     const std::uint64_t mark = host_.Mark();
@@ -193,14 +194,14 @@ TEST_F(call_requests, digits_are_sent_for_a_connected_call) {
                             "digits='12*#'/></request></msg>"));
 }
 
-TEST_F(call_requests, digits_pay_no_attention_to_mode_duration_and_end_to_end_id) {
+TEST_F(requests_on_calls, digits_pay_no_attention_to_mode_duration_and_end_to_end_id) {
     HTAPICALL const call = ConnectedCall();
     for (const DWORD mode : {DWORD{LINEDIGITMODE_PULSE}, DWORD{LINEDIGITMODE_DTMF}, DWORD{0}, ~DWORD{0}}) {
         EXPECT_EQ(module_.TSPI_lineGenerateDigits(host_.Driver(call), 4711, mode, L"1", 10000), 0);
     }
 }
 
-TEST_F(call_requests, digits_fail_for_an_unknown_call_and_for_one_that_is_not_connected) {
+TEST_F(requests_on_calls, digits_fail_for_an_unknown_call_and_for_one_that_is_not_connected) {
     EXPECT_EQ(module_.TSPI_lineGenerateDigits(AsHandle<HDRVCALL>(4711), 0, LINEDIGITMODE_DTMF, L"1", 0),
               kOperationFailed);
     HTAPICALL const call = AcceptedCall();
@@ -211,4 +212,4 @@ TEST_F(call_requests, digits_fail_for_an_unknown_call_and_for_one_that_is_not_co
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

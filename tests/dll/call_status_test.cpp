@@ -1,19 +1,18 @@
 // LINECALLSTATUS, byte by byte, and the features that are offered in each state.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <map>
-#include <mutex>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <map>
+#include <mutex>
+
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 constexpr DWORD kDrop = 0x80;
@@ -183,4 +182,4 @@ TEST_F(call_status, tells_the_mode_that_a_hang_up_has_left_behind) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

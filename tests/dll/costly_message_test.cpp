@@ -1,21 +1,19 @@
 // A service that sends a message made to keep the provider busy: nothing waits for it.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
-#include <string>
-
-#include <tapi.h>
-#include <tspi.h>
 
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/repeated_text.h"
 #include "tests/support/signal.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -31,11 +29,11 @@ class costly_message : public open_line {
     /// has the end of it.
     void SendCostlyMessage() {
         log_.Skip();
-        const test::stopwatch arriving;
+        const stopwatch arriving;
         service_.Send(
             "<msg><event><RegistrationChanged reason='refreshed'><Registration permanentLineId='1001' "
             "tapiLineName='" +
-            test::Repeated("&#", kSize / 2) + "'/></RegistrationChanged></event></msg>");
+            Repeated("&#", kSize / 2) + "'/></RegistrationChanged></event></msg>");
         EXPECT_TRUE(log_.WaitFor("TcpLink", "Could not parse xml, 15", kSoon));
         std::printf("fault: message that is costly to parse: refused after %lld ms\n",
                     static_cast<long long>(arriving.Elapsed().count()));
@@ -45,7 +43,7 @@ class costly_message : public open_line {
 TEST_F(costly_message, does_not_delay_the_event_behind_it) {
     SendCostlyMessage();
     const std::uint64_t mark = host_.Mark();
-    const test::stopwatch calling;
+    const stopwatch calling;
     Play("after", "Ringing");
     HTAPICALL const call = host_.WaitForNewCall(line_, kAtOnce, mark);
     ASSERT_NE(call, nullptr);
@@ -56,7 +54,7 @@ TEST_F(costly_message, does_not_delay_the_event_behind_it) {
 
 TEST_F(costly_message, does_not_delay_a_shutdown) {
     SendCostlyMessage();
-    const test::stopwatch stopping;
+    const stopwatch stopping;
     EXPECT_EQ(host_.Shutdown(), 0);
     EXPECT_LT(stopping.Elapsed(), kAtOnce);
     EXPECT_TRUE(service_.WaitForNoConnection(kSoon));
@@ -66,4 +64,4 @@ TEST_F(costly_message, does_not_delay_a_shutdown) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,17 +1,17 @@
 // LINEDEVCAPS, byte by byte.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
 
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -165,4 +165,4 @@ TEST_F(device_caps, of_an_unknown_device_fail_without_a_further_log_line) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,17 +1,19 @@
 // The device identifier that belongs to a line, in its VARSTRING byte by byte.
 
-#include <windows.h>
 #include <winsock2.h>
-
-#include <string>
-
+#include <windows.h>
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::IsEmpty;
@@ -121,4 +123,4 @@ TEST_F(device_id, checks_the_class_first_then_the_room_then_the_line) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -18,7 +18,7 @@
 
 #include "tests/dll/pe_image_helper.h"
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 namespace {
 
 constexpr std::array kExportNames = std::to_array<std::string_view>({
@@ -346,4 +346,4 @@ TEST_F(dll_file, says_its_version) {
 }
 
 }  // namespace
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

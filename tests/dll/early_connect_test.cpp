@@ -2,22 +2,18 @@
 // time.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-
-#include <tapi.h>
-
 #include <thread>
-
-#include <tspi.h>
 
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -120,4 +116,4 @@ TEST_F(early_connect, is_held_back_to_just_before_three_seconds_and_believed_aft
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

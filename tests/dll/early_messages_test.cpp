@@ -1,21 +1,17 @@
 // A service that talks before the provider has got its first list.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstdio>
 #include <string>
-
-#include <tapi.h>
-
 #include <thread>
-
-#include <tspi.h>
 
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -116,4 +112,4 @@ TEST_F(early_messages, in_one_piece_with_the_first_list_are_no_trouble) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -2,19 +2,17 @@
 // for.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <array>
 #include <cstddef>
 #include <cstring>
 #include <string>
 
-#include <tapi.h>
-#include <tspi.h>
-
 #include "tests/dll/raw_provider_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 constexpr const char* kNotSupported[] = {
@@ -174,4 +172,4 @@ TEST_F(export_table, every_entry_point_of_the_telephony_service_is_there) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

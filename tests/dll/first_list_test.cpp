@@ -2,24 +2,21 @@
 // every other line by LINE_CREATE.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <map>
-#include <string>
-
 #include <tapi.h>
-
-#include <thread>
-
 #include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "tests/dll/raw_provider_helper.h"
 #include "tests/support/busy_processors.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -97,7 +94,7 @@ class first_list : public raw_provider {
 };
 
 TEST_F(first_list, is_counted_and_what_registers_right_behind_it_is_announced) {
-    const test::busy_processors load;
+    const busy_processors load;
     outcomes seen;
     for (int round = 0; round < kRounds; ++round) {
         // One that is in the list already registers again, too.
@@ -111,7 +108,7 @@ TEST_F(first_list, is_counted_and_what_registers_right_behind_it_is_announced) {
 }
 
 TEST_F(first_list, that_is_empty_counts_nothing_and_what_registers_right_behind_it_is_announced) {
-    const test::busy_processors load;
+    const busy_processors load;
     outcomes seen;
     for (int round = 0; round < kRounds; ++round) {
         EnumerateWith(List(0, 0) + Registered(1001) + Registered(1002));
@@ -141,7 +138,7 @@ TEST_F(first_list, that_nobody_asked_for_is_counted_and_the_answer_adds_to_it) {
     ASSERT_TRUE(tapi_.WaitForCount(1, kSoon)) << "the third softphone is lost";
     EXPECT_TRUE(AreNumberedInOrder(3));
     ASSERT_EQ(Shutdown(), 0);
-    EXPECT_THAT(tapi_.Events(), ElementsAre(test::LineCreate(kProviderHandle, kBase + 2)));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProviderHandle, kBase + 2)));
 }
 
 TEST_F(first_list, that_nobody_asked_for_may_be_empty_and_the_answer_adds_to_it) {
@@ -153,12 +150,12 @@ TEST_F(first_list, that_nobody_asked_for_may_be_empty_and_the_answer_adds_to_it)
     ASSERT_TRUE(tapi_.WaitForCount(2, kSoon)) << "softphones are lost";
     EXPECT_TRUE(AreNumberedInOrder(2));
     ASSERT_EQ(Shutdown(), 0);
-    EXPECT_THAT(tapi_.Events(), ElementsAre(test::LineCreate(kProviderHandle, kBase),
-                                            test::LineCreate(kProviderHandle, kBase + 1)));
+    EXPECT_THAT(tapi_.Events(),
+                ElementsAre(LineCreate(kProviderHandle, kBase), LineCreate(kProviderHandle, kBase + 1)));
 }
 
 TEST_F(first_list, that_nobody_asked_for_and_the_answer_in_one_piece_make_each_line_known_once) {
-    const test::busy_processors load;
+    const busy_processors load;
     outcomes seen;
     for (int round = 0; round < kRounds; ++round) {
         EnumerateWith(List(kUnasked, 2) + List(0, 3));
@@ -177,4 +174,4 @@ TEST_F(first_list, that_nobody_asked_for_and_the_answer_in_one_piece_make_each_l
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

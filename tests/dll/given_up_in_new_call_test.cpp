@@ -1,22 +1,21 @@
 // A call is given up while it is just being announced: TAPI has its handle already, the provider does not.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <functional>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
-using test::tapi_event;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -27,7 +26,7 @@ class given_up_in_new_call : public raw_provider {
     static constexpr std::uintptr_t kTapiLine = 0xA1;
     static constexpr std::uintptr_t kNextTapiLine = 0xA2;
     /// The call that is given up.
-    static constexpr std::uintptr_t kCall = test::tapi_recorder::kFirstCallHandle;
+    static constexpr std::uintptr_t kCall = tapi_recorder::kFirstCallHandle;
 
     void SetUp() override {
         raw_provider::SetUp();
@@ -62,9 +61,7 @@ class given_up_in_new_call : public raw_provider {
     }
 
     /// Nothing but its announcement was ever told of the call.
-    void ExpectOnlyAnnounced() {
-        EXPECT_THAT(tapi_.Events(), ElementsAre(test::NewCall(kTapiLine, 1, kCall)));
-    }
+    void ExpectOnlyAnnounced() { EXPECT_THAT(tapi_.Events(), ElementsAre(NewCall(kTapiLine, 1, kCall))); }
 
     void ExpectCounts(DWORD active) {
         LINEDEVSTATUS line = {};
@@ -93,12 +90,12 @@ class given_up_in_new_call : public raw_provider {
         ASSERT_FALSE(told.empty());
         const std::uintptr_t call = told.front().param2;
         EXPECT_NE(call, kCall);
-        EXPECT_THAT(told, ElementsAre(test::NewCall(tapi_line, told.front().param1, call),
-                                      test::CallState(tapi_line, call, LINECALLSTATE_OFFERING),
-                                      test::CallState(tapi_line, call, LINECALLSTATE_ACCEPTED),
-                                      test::CallState(tapi_line, call, LINECALLSTATE_DISCONNECTED,
-                                                      LINEDISCONNECTMODE_NORMAL),
-                                      test::CallState(tapi_line, call, LINECALLSTATE_IDLE)));
+        EXPECT_THAT(told, ElementsAre(NewCall(tapi_line, told.front().param1, call),
+                                      CallState(tapi_line, call, LINECALLSTATE_OFFERING),
+                                      CallState(tapi_line, call, LINECALLSTATE_ACCEPTED),
+                                      CallState(tapi_line, call, LINECALLSTATE_DISCONNECTED,
+                                                LINEDISCONNECTMODE_NORMAL),
+                                      CallState(tapi_line, call, LINECALLSTATE_IDLE)));
     }
 
     /// The softphone's call goes on to its end on the line as it is open next. Whether that is a new call for
@@ -173,4 +170,4 @@ TEST_F(given_up_in_new_call, by_closing_it_is_never_heard_of_again) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -2,17 +2,15 @@
 // later. In real time.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstdio>
 
-#include <tapi.h>
-#include <tspi.h>
-
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -69,4 +67,4 @@ TEST_F(late_service, is_waited_for_20_seconds_and_connected_by_the_timer_after_3
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,16 +1,16 @@
 // Lines appear: at the start by their number, later by LINE_CREATE.
 
 #include <windows.h>
-#include <winsock2.h>
 #include <tapi.h>
-
-#include <thread>
-
 #include <tspi.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <thread>
 
 #include "tests/dll/raw_provider_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -65,7 +65,7 @@ TEST_F(line_creation, a_later_line_is_announced_with_a_temporary_identifier_and_
     StartProvider(5);
     log_.Skip();
     Register(1004, 1);
-    EXPECT_THAT(tapi_.Events(), ElementsAre(test::LineCreate(kProviderHandle, 8)));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProviderHandle, 8)));
     EXPECT_TRUE(
         log_.WaitFor("LineManager", "Fire LINE_CREATE with temporary device identifier 0x00000004", kSoon));
     EXPECT_EQ(log_.Count("Line",
@@ -112,7 +112,7 @@ TEST_F(line_creation, a_final_identifier_that_is_taken_replaces_the_entry) {
 TEST_F(line_creation, a_line_made_before_the_base_is_known_is_announced_with_the_unknown_identifier) {
     ASSERT_EQ(Enumerate(), 0);
     Register(1004, 1);
-    EXPECT_THAT(tapi_.Events(), ElementsAre(test::LineCreate(kProviderHandle, 0xFFFFFFFF)));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProviderHandle, 0xFFFFFFFF)));
     EXPECT_EQ(module_.TSPI_providerCreateLineDevice(0xFFFFFFFF, 12), kOperationFailed);
     // The base numbers it like the others.
     ASSERT_EQ(Init(5), 0);
@@ -132,7 +132,7 @@ TEST_F(line_creation, several_lines_with_no_identifier_yet_are_numbered_in_the_o
 TEST_F(line_creation, the_device_may_be_created_from_inside_the_announcement) {
     StartProvider(5);
     LONG result = kPattern;
-    tapi_.SetReaction([&](const test::tapi_event& event) {
+    tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == static_cast<DWORD>(LINE_CREATE)) {
             result = module_.TSPI_providerCreateLineDevice(event.param2, 40);
         }
@@ -182,9 +182,8 @@ TEST_F(line_creation, an_empty_first_list_is_asked_for_again_and_its_lines_are_a
     ASSERT_EQ(Init(5), 0);
     service_.Send(simulator::RegistrationListResponse(1, {LatePhone(2001), LatePhone(2002)}));
     ASSERT_TRUE(tapi_.WaitForCount(2, kSoon));
-    EXPECT_THAT(tapi_.Events(),
-                ElementsAre(test::LineCreate(kProviderHandle, 5), test::LineCreate(kProviderHandle, 6)));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProviderHandle, 5), LineCreate(kProviderHandle, 6)));
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

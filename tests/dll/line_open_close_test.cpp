@@ -1,14 +1,17 @@
 // Lines are opened and closed.
 
 #include <windows.h>
-#include <winsock2.h>
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstdint>
+#include <string>
+
 #include "platform/version_numbers.h"
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -102,7 +105,7 @@ TEST_F(line_open_close, an_open_line_may_be_opened_again_and_takes_the_new_handl
     ASSERT_EQ(Open(5, 0xAAAA0002), 0);
     Play(1001, "in-1", "Ringing");
     ASSERT_TRUE(tapi_.WaitForCount(3, kSoon));
-    for (const test::tapi_event& event : tapi_.Events()) {
+    for (const tapi_event& event : tapi_.Events()) {
         EXPECT_EQ(event.line, 0xAAAA0002u);
     }
 }
@@ -129,13 +132,13 @@ TEST_F(line_open_close, closing_ends_the_calls_towards_tapi_before_it_returns) {
     Play(1001, "in-1", "Connected");
     // LINE_NEWCALL, OFFERING, LINE_CALLINFO or not, ACCEPTED, CONNECTED.
     ASSERT_TRUE(tapi_.WaitForCount(4, kSoon));
-    const std::uintptr_t call = test::tapi_recorder::kFirstCallHandle;
-    ASSERT_EQ(tapi_.Events().back(), test::CallState(kTapiLine, call, LINECALLSTATE_CONNECTED));
+    const std::uintptr_t call = tapi_recorder::kFirstCallHandle;
+    ASSERT_EQ(tapi_.Events().back(), CallState(kTapiLine, call, LINECALLSTATE_CONNECTED));
     tapi_.Clear();
     EXPECT_EQ(module_.TSPI_lineClose(handle_), 0);
-    EXPECT_THAT(tapi_.Events(), ElementsAre(test::CallState(kTapiLine, call, LINECALLSTATE_DISCONNECTED,
-                                                            LINEDISCONNECTMODE_CANCELLED),
-                                            test::CallState(kTapiLine, call, LINECALLSTATE_IDLE)));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kTapiLine, call, LINECALLSTATE_DISCONNECTED,
+                                                      LINEDISCONNECTMODE_CANCELLED),
+                                            CallState(kTapiLine, call, LINECALLSTATE_IDLE)));
 }
 
 TEST_F(line_open_close, a_closed_line_tells_nothing_and_its_calls_get_no_handle) {
@@ -157,4 +160,4 @@ TEST_F(line_open_close, default_media_detection_is_accepted_for_anything) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,19 +1,19 @@
 // LINEDEVSTATUS and LINEADDRESSSTATUS, byte by byte, and the numbers of calls in them.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <chrono>
-#include <map>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <string>
+
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::IsEmpty;
@@ -166,4 +166,4 @@ TEST_F(line_status, do_not_look_at_the_address) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,23 +1,22 @@
 // The telephony service starts and stops again and again, and each time the provider comes and goes.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstdio>
 #include <string>
-
-#include <tapi.h>
-#include <tspi.h>
 
 #include "platform/lock_order.h"
 #include "tests/dll/pe_image_helper.h"
 #include "tests/dll/plain_service_helper.h"
 #include "tests/dll/process_usage_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/tapi_recorder.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 constexpr int kRounds = 50;
@@ -99,11 +98,11 @@ class load_unload : public testing::Test {
     }
 
     plain_service service_{&Answer};
-    test::tapi_recorder tapi_;
+    tapi_recorder tapi_;
 };
 
 TEST_F(load_unload, starting_and_stopping_fifty_times_leaves_the_readers_handles_and_nothing_else) {
-    const host::provider_module module(tests::BuiltProviderPath().wstring());
+    const host::provider_module module(BuiltProviderPath().wstring());
     ExpectFlat(
         "start and stop", [&] { StartAndStop(module); }, kReaderHandles);
     EXPECT_EQ(service_.Accepted(), kRounds + kWarmUpRounds);
@@ -113,7 +112,7 @@ TEST_F(load_unload, loading_and_unloading_fifty_times_leaves_what_starting_leave
     ExpectFlat(
         "load, start, stop, unload",
         [&] {
-            const host::provider_module module(tests::BuiltProviderPath().wstring());
+            const host::provider_module module(BuiltProviderPath().wstring());
             StartAndStop(module);
         },
         kReaderHandles + kRuntimeHandles);
@@ -124,7 +123,7 @@ TEST_F(load_unload, loading_without_ever_starting_leaves_the_runtimes_records) {
     ExpectFlat(
         "load, unload",
         [&] {
-            const host::provider_module module(tests::BuiltProviderPath().wstring());
+            const host::provider_module module(BuiltProviderPath().wstring());
             DWORD version = 0;
             ASSERT_EQ(module.TSPI_lineNegotiateTSPIVersion(0, 0x00010003, 0x00030000, &version), 0);
         },
@@ -133,4 +132,4 @@ TEST_F(load_unload, loading_without_ever_starting_leaves_the_runtimes_records) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,18 +1,16 @@
 // Ten thousand softphones in one message.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <chrono>
-#include <cstdio>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+
 #include "tests/dll/raw_provider_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using std::chrono::steady_clock;
@@ -57,4 +55,4 @@ TEST_F(long_list, of_ten_thousand_takes_four_times_as_long_as_one_of_a_quarter) 
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,16 +1,18 @@
 // TAPI places calls.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
-#include "tests/dll/provider_fixture_helper.h"
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
 
-namespace brivelnox::dll_test {
+#include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
+
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -166,4 +168,4 @@ TEST_F(make_call, counts_the_drivers_handles_over_all_kinds_of_calls) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,21 +1,20 @@
 // A service that sends what no service should: the provider stays usable.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <chrono>
-#include <cstdio>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string>
 #include <vector>
 
 #include "tests/dll/process_usage_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -229,4 +228,4 @@ TEST_F(misbehaving_service, that_ends_the_connection_leaves_requests_completing)
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,19 +1,18 @@
 // TAPI hands over null where it should not: nothing crashes, and each entry point has its answer.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <functional>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -189,4 +188,4 @@ TEST_F(null_pointer, leaves_the_provider_as_usable_as_before) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

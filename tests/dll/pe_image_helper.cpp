@@ -7,7 +7,7 @@
 #include <fstream>
 #include <stdexcept>
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 namespace {
 
@@ -171,4 +171,4 @@ std::set<std::string> pe_image::ImportedModules() const {
     return modules;
 }
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

@@ -3,13 +3,12 @@
 #include <windows.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 /// The path of the built provider: what the environment variable BRIVELNOX_TSP names, else Brivelnox.tsp in
 /// the folder above the one of the running test program.
@@ -57,4 +56,4 @@ class pe_image {
     std::vector<IMAGE_SECTION_HEADER> sections_;
 };
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

@@ -8,7 +8,7 @@
 
 #include "tests/support/loopback_address.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 namespace {
 
@@ -25,7 +25,7 @@ plain_service::plain_service(answer answer_to) : answer_to_(std::move(answer_to)
     WSADATA data = {};
     (void)WSAStartup(MAKEWORD(2, 2), &data);
     listener_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address = test::LoopbackAddress(0);
+    sockaddr_in address = LoopbackAddress(0);
     int size = sizeof address;
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     if (bind(listener_, generic, size) != 0 || listen(listener_, SOMAXCONN) != 0 ||
@@ -44,7 +44,7 @@ plain_service::~plain_service() {
     (void)shutdown(connection_.load(), SD_BOTH);
     // A connection of its own wakes the thread that accepts.
     const SOCKET waker = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    const sockaddr_in address = test::LoopbackAddress(port_);
+    const sockaddr_in address = LoopbackAddress(port_);
     (void)connect(waker, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     thread_.join();
     (void)closesocket(waker);
@@ -105,4 +105,4 @@ int plain_service::RequestId(const std::string& message) {
     return id.empty() ? -1 : std::atoi(id.c_str());
 }
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

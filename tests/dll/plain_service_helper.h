@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 /// Listens on 127.0.0.1 and publishes its port in the registry, as the running service does, until it is
 /// destroyed.
@@ -49,4 +49,4 @@ class plain_service {
     std::thread thread_;
 };
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,21 +1,16 @@
 #include "tests/dll/process_usage_helper.h"
 
-#include <cstdint>
-#include <cstring>
-
 #include <psapi.h>
-
-#include <stdexcept>
-
 #include <tlhelp32.h>
-
-#include <vector>
-
 #include <winternl.h>
+
+#include <cstring>
+#include <stdexcept>
+#include <vector>
 
 #include "platform/unique_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 namespace {
 
@@ -87,4 +82,4 @@ std::size_t PrivateBytes() {
     return counters.PagefileUsage;
 }
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

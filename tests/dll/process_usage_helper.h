@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 /// The number of open handles of all kinds, sockets included.
 std::size_t HandleCount();
@@ -17,4 +17,4 @@ std::size_t ThreadCount();
 /// The memory that is this process's own, in bytes.
 std::size_t PrivateBytes();
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,11 +1,12 @@
 #include "tests/dll/provider_fixture_helper.h"
 
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 
 #include "tests/dll/pe_image_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 namespace {
 
@@ -30,7 +31,7 @@ std::string PlaceCallRequest(std::int32_t line, const std::string& number, const
         static_cast<int>(line), number.c_str(), id.c_str());
 }
 
-loaded_provider::loaded_provider() : module_(tests::BuiltProviderPath().wstring()) {}
+loaded_provider::loaded_provider() : module_(BuiltProviderPath().wstring()) {}
 
 loaded_provider::~loaded_provider() {
     (void)module_.TSPI_providerShutdown(kVersion, 0);
@@ -157,4 +158,4 @@ HTAPICALL open_line::HeldCall(const std::string& id) {
     return call;
 }
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

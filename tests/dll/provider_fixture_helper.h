@@ -4,30 +4,24 @@
 // plays and a telephony service that the test is. Only the exports are used.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
-
-#include <tapi.h>
-#include <tspi.h>
-
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/log_reader.h"
+#include "tests/support/signal.h"
 #include "tools/service_simulator/service_simulator.h"
 #include "tools/telephony_host/telephony_host.h"
 
-namespace brivelnox::dll_test {
-
-/// How long a test waits for something that should come at once. Only a broken product uses it up.
-inline constexpr std::chrono::milliseconds kSoon{15000};
+namespace brivelnox::test {
 
 inline constexpr DWORD kVersion = 0x00020002;
 // TAPI's errors as its functions return them.
@@ -59,12 +53,6 @@ unsigned Low(T* handle) {
     return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(handle));
 }
 
-/// Handles are small numbers.
-template <class Handle>
-Handle AsHandle(std::uintptr_t number) {
-    return reinterpret_cast<Handle>(number);
-}
-
 /// The text that the service gets when it is asked for a call to be placed.
 std::string PlaceCallRequest(std::int32_t line, const std::string& number, const std::string& id);
 
@@ -82,7 +70,7 @@ class loaded_provider : public testing::Test {
     /// this identifier must exist.
     [[nodiscard]] bool HasHandled(simulator::service_simulator& service, std::int32_t permanent_line_id);
 
-    test::log_reader log_ = test::log_reader::OfProvider();
+    log_reader log_ = log_reader::OfProvider();
     host::provider_module module_;
 
   private:
@@ -145,4 +133,4 @@ class open_line : public hosted_provider {
     const simulator::party peer_{"4711", "Anna"};
 };
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

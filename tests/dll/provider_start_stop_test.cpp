@@ -1,14 +1,14 @@
 // Enumerating, initialising and shutting down, step by step.
 
 #include <windows.h>
-#include <winsock2.h>
 #include <tapi.h>
 #include <tspi.h>
 
 #include "platform/version_numbers.h"
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -116,7 +116,7 @@ TEST_F(provider_start_stop, the_line_create_procedure_of_an_earlier_life_is_kept
     late.permanent_line_id = 1004;
     service_.AddSoftphone(late);
     ASSERT_TRUE(tapi_.WaitForCount(1, kSoon));
-    EXPECT_THAT(tapi_.Events(), ElementsAre(test::LineCreate(kProviderHandle, 8)));
+    EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProviderHandle, 8)));
 }
 
 TEST_F(provider_start_stop, a_second_initialisation_with_the_same_base_numbers_nothing) {
@@ -131,7 +131,7 @@ TEST_F(provider_start_stop, a_second_initialisation_with_the_same_base_numbers_n
     late.permanent_line_id = 1005;
     service_.AddSoftphone(late);
     ASSERT_TRUE(tapi_.WaitForCount(2, kSoon));
-    EXPECT_EQ(tapi_.Events().back(), test::LineCreate(kProviderHandle, 9));
+    EXPECT_EQ(tapi_.Events().back(), LineCreate(kProviderHandle, 9));
 }
 
 TEST_F(provider_start_stop, a_second_initialisation_with_another_base_leaves_the_lines_their_identifiers) {
@@ -148,7 +148,7 @@ TEST_F(provider_start_stop, a_second_initialisation_with_another_base_leaves_the
     late.permanent_line_id = 1004;
     service_.AddSoftphone(late);
     ASSERT_TRUE(tapi_.WaitForCount(1, kSoon));
-    EXPECT_EQ(tapi_.Events().back(), test::LineCreate(kProviderHandle, 53));
+    EXPECT_EQ(tapi_.Events().back(), LineCreate(kProviderHandle, 53));
 }
 
 TEST_F(provider_start_stop, shutdown_logs_the_clean_up_twice) {
@@ -202,4 +202,4 @@ TEST_F(provider_start_stop, an_address_that_cannot_be_written_ends_the_initialis
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,9 +1,11 @@
 #include "tests/dll/raw_provider_helper.h"
 
 #include <atomic>
-#include <cstring>
+#include <cstddef>
 
-namespace brivelnox::dll_test {
+#include "tests/support/as_handle.h"
+
+namespace brivelnox::test {
 
 namespace {
 
@@ -76,4 +78,4 @@ DWORD raw_provider::PermanentIdOf(DWORD device_id) {
                : 0;
 }
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -3,21 +3,19 @@
 // The built provider driven step by step, without the telephony host: for tests of the steps themselves.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <cstdint>
 #include <mutex>
 #include <string>
-
-#include <tapi.h>
-#include <tspi.h>
-
 #include <vector>
 
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/tapi_recorder.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 /// One call of the completion procedure.
 struct completion {
@@ -83,7 +81,7 @@ class raw_provider : public loaded_provider {
     /// The permanent identifier of the line that is found under a device identifier; 0 where there is none.
     [[nodiscard]] DWORD PermanentIdOf(DWORD device_id);
 
-    test::tapi_recorder tapi_;
+    tapi_recorder tapi_;
     completion_recorder completions_;
     simulator::service_simulator service_;
     DWORD lines_ = kPattern;
@@ -91,4 +89,4 @@ class raw_provider : public loaded_provider {
     DWORD options_ = kPattern;
 };
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

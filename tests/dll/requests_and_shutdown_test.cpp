@@ -1,33 +1,30 @@
 // A request that a shutdown meets is done and completes, or nothing of it is done and it fails.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
-
-#include <tapi.h>
-
 #include <thread>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/busy_processors.h"
 #include "tests/support/signal.h"
 #include "tests/support/worker.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using std::chrono::milliseconds;
-using test::tapi_event;
 
 /// Two open lines. A shutdown closes the first one first.
 class requests_and_shutdown : public raw_provider {
@@ -90,7 +87,7 @@ class asking_applications {
   public:
     explicit asking_applications(const host::provider_module& module) {
         for (int i = 0; i < kCount; ++i) {
-            threads_.push_back(std::make_unique<test::worker>([this, &module] {
+            threads_.push_back(std::make_unique<worker>([this, &module] {
                 while (!done_) {
                     LINECALLSTATUS status = {};
                     (void)module.TSPI_lineGetCallStatus(nullptr, &status);
@@ -106,7 +103,7 @@ class asking_applications {
     static constexpr int kCount = 4;
 
     std::atomic<bool> done_{false};
-    std::vector<std::unique_ptr<test::worker>> threads_;
+    std::vector<std::unique_ptr<worker>> threads_;
 };
 
 /// A request tells a state, and the application does not come back from that message while the provider is
@@ -126,8 +123,8 @@ class request_that_tells_and_shutdown : public requests_and_shutdown {
     /// Makes the request, whose first message is of this state. Returns whether it was accepted and
     /// completed.
     bool Completes(DWORD state, const request& ask, comes_back when) {
-        test::signal inside;
-        test::signal release;
+        signal inside;
+        signal release;
         std::atomic<bool> is_first{true};
         tapi_.SetReaction([&](const tapi_event& event) {
             if (event.message == static_cast<DWORD>(LINE_CALLSTATE) && event.param1 == state &&
@@ -140,16 +137,16 @@ class request_that_tells_and_shutdown : public requests_and_shutdown {
         LONG returned = 0;
         log_.Skip();
         {
-            test::worker asking([&] { returned = ask(id); });
+            worker asking([&] { returned = ask(id); });
             EXPECT_TRUE(inside.Wait());
-            test::worker stopping([this] { EXPECT_EQ(Shutdown(), 0); });
+            worker stopping([this] { EXPECT_EQ(Shutdown(), 0); });
             EXPECT_TRUE(log_.WaitFor("LineManager", "CleanUp", kSoon));
             if (when == comes_back::kLate) {
                 EXPECT_TRUE(stopping.FinishesWithin(kSoon));
             }
             const asking_applications others(module_);
             release.Set();
-            EXPECT_TRUE(asking.FinishesWithin(test::kSoon));
+            EXPECT_TRUE(asking.FinishesWithin(kSoon));
         }
         tapi_.SetReaction({});
         EXPECT_FALSE(IsInitialised());
@@ -295,11 +292,11 @@ TEST_F(silent_requests_and_shutdown, that_is_closing_another_line_are_done_or_fa
     });
 
     const std::size_t since = service_.ReceivedCount();
-    std::vector<std::unique_ptr<test::worker>> threads;
+    std::vector<std::unique_ptr<worker>> threads;
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.line == kFirstLine && threads.empty()) {
             for (asked_request& each : asked) {
-                threads.push_back(std::make_unique<test::worker>([&each] { each.Ask(); }));
+                threads.push_back(std::make_unique<worker>([&each] { each.Ask(); }));
             }
             (void)service_.WaitForMessage([](const auto&) { return true; }, kNotSent, since);
         }
@@ -316,16 +313,16 @@ TEST_F(silent_requests_and_shutdown, that_is_closing_another_line_are_done_or_fa
 TEST_F(silent_requests_and_shutdown, at_any_moment_are_done_or_fail) {
     constexpr int kRounds = 20;
     constexpr DRV_REQUESTID kThreads = 3;
-    const test::busy_processors load;
+    const busy_processors load;
     for (int round = 0; round < kRounds; ++round) {
         HDRVCALL const call = Call(kFirstPhone, "in-1", "Connected");
         const std::size_t since = service_.ReceivedCount();
         std::atomic<int> made{0};
         std::vector<std::vector<asked_request>> asked(kThreads);
         {
-            std::vector<std::unique_ptr<test::worker>> threads;
+            std::vector<std::unique_ptr<worker>> threads;
             for (DRV_REQUESTID i = 0; i < kThreads; ++i) {
-                threads.push_back(std::make_unique<test::worker>([&, i] {
+                threads.push_back(std::make_unique<worker>([&, i] {
                     std::vector<asked_request>& own = asked[i];
                     do {
                         asked_request next;
@@ -358,4 +355,4 @@ TEST_F(silent_requests_and_shutdown, at_any_moment_are_done_or_fail) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,21 +1,22 @@
 // TAPI asks back from inside the messages that it is told, and applications act there.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <functional>
-#include <memory>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -278,4 +279,4 @@ TEST_F(requests_inside_shutdown, are_told_all_about_the_call_of_a_line_that_it_h
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,27 +1,24 @@
 // Requests of many threads on one socket, and a socket that takes no more.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <string>
-
-#include <tapi.h>
-
 #include <thread>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/signal.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -176,7 +173,7 @@ TEST_F(sending, that_fails_inside_a_message_ends_the_connection_and_the_messages
     HTAPICALL const call = Connect(0, "busy");
     service_.PauseReading();
     std::atomic<std::int64_t> slowest{0};
-    test::signal left;
+    signal left;
     host_.SetEventHook([&](const host::tapi_event& event) {
         if (!event.IsMessage(LINE_CALLSTATE) || event.param1 != LINECALLSTATE_ONHOLD) {
             return;
@@ -208,4 +205,4 @@ TEST_F(sending, that_fails_inside_a_message_ends_the_connection_and_the_messages
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

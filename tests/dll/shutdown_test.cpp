@@ -1,28 +1,25 @@
 // The telephony service stops while the provider is in the middle of something.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <map>
-#include <memory>
-#include <string>
-
 #include <tapi.h>
-
-#include <thread>
-
 #include <tspi.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/busy_processors.h"
 #include "tests/support/signal.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -145,15 +142,15 @@ TEST_F(shutdown_inside_initialisation, does_not_wait_for_the_list_and_gives_the_
 TEST_F(shutdown_inside_initialisation, lets_it_see_the_lines_or_fail) {
     constexpr int kRounds = 30;
     constexpr std::int32_t kLatePhone = 1004;
-    const test::busy_processors load;
+    const busy_processors load;
     // How often the initialisation has succeeded, by the number of lines that it has seen.
     std::map<std::string, int> seen;
     for (int round = 0; round < kRounds; ++round) {
         ASSERT_EQ(Enumerate(), 0);
         // Both have to wait while a new line is announced. Either may get on first.
-        test::signal inside;
-        test::signal release;
-        tapi_.SetReaction([&](const test::tapi_event&) {
+        signal inside;
+        signal release;
+        tapi_.SetReaction([&](const tapi_event&) {
             inside.Set();
             EXPECT_TRUE(release.Wait());
         });
@@ -203,20 +200,20 @@ TEST_F(shutdown_and_callbacks, of_a_quick_application_take_no_time) {
     const auto begun = steady_clock::now();
     EXPECT_EQ(Shutdown(), 0);
     EXPECT_LT(Since(begun), milliseconds(2000));
-    const std::vector<test::tapi_event> told = tapi_.Events();
+    const std::vector<tapi_event> told = tapi_.Events();
     ASSERT_GE(told.size(), 5u);
-    const std::uintptr_t call = test::tapi_recorder::kFirstCallHandle;
+    const std::uintptr_t call = tapi_recorder::kFirstCallHandle;
     EXPECT_EQ(told[told.size() - 2],
-              test::CallState(0xA1, call, LINECALLSTATE_DISCONNECTED, LINEDISCONNECTMODE_CANCELLED));
-    EXPECT_EQ(told.back(), test::CallState(0xA1, call, LINECALLSTATE_IDLE));
+              CallState(0xA1, call, LINECALLSTATE_DISCONNECTED, LINEDISCONNECTMODE_CANCELLED));
+    EXPECT_EQ(told.back(), CallState(0xA1, call, LINECALLSTATE_IDLE));
 }
 
 TEST_F(shutdown_and_callbacks, of_an_application_that_blocks_is_over_within_its_bounds) {
     StartWithOpenLine();
-    test::signal inside;
-    test::signal release;
-    test::signal left;
-    tapi_.SetReaction([&](const test::tapi_event& event) {
+    signal inside;
+    signal release;
+    signal left;
+    tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == static_cast<DWORD>(LINE_CALLSTATE) && !inside.IsSet()) {
             inside.Set();
             (void)release.Wait(milliseconds(60000));
@@ -250,4 +247,4 @@ TEST_F(shutdown_and_callbacks, of_an_application_that_blocks_is_over_within_its_
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -2,19 +2,17 @@
 // real time.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <chrono>
-#include <cstdio>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <chrono>
+#include <cstdio>
+#include <string>
 #include <vector>
 
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -73,4 +71,4 @@ TEST_F(silent_service, is_waited_for_20_seconds_and_kept_alive_after_30) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

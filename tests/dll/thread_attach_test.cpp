@@ -2,25 +2,22 @@
 // runs with the loader's lock held and must wait for nobody.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <memory>
-
-#include <tapi.h>
-
+#include <string>
 #include <thread>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include "tests/dll/pe_image_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/missing_common_folder.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -86,13 +83,13 @@ TEST_F(thread_attach, does_not_wait_for_a_log_file_that_another_program_keeps_to
 }
 
 TEST(thread_attach_after_a_failed_start, starts_the_log) {
-    if (!test::RunsUnderWine()) {
+    if (!RunsUnderWine()) {
         GTEST_SKIP() << "would change the shell folders of a real machine";
     }
     // Knows the folder, which the provider cannot find when it is loaded.
-    const test::log_reader log = test::log_reader::OfProvider();
-    auto missing = std::make_unique<test::missing_common_folder>();
-    const host::provider_module module(tests::BuiltProviderPath().wstring());
+    const log_reader log = log_reader::OfProvider();
+    auto missing = std::make_unique<missing_common_folder>();
+    const host::provider_module module(BuiltProviderPath().wstring());
     (void)module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr);
     missing = nullptr;
     EXPECT_THAT(log.Lines(), testing::IsEmpty()) << "this line is lost";
@@ -104,4 +101,4 @@ TEST(thread_attach_after_a_failed_start, starts_the_log) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

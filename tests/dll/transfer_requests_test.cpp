@@ -1,20 +1,19 @@
 // Consultation: a second call is prepared, dialled, and joined with the first one.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <algorithm>
-#include <map>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using simulator::request_kind;
@@ -244,4 +243,4 @@ TEST_F(transfer_requests, drop_of_a_consultation_call_in_dial_tone_ends_it) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -4,19 +4,16 @@
 #if defined(_WIN32)  // a build for another system has no table of imports
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <array>
+#include <cstddef>
+#include <cstring>
+
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -127,6 +124,6 @@ TEST_F(ui_identify_failure, is_over_with_the_next_question) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test
 
 #endif

@@ -1,19 +1,19 @@
 // The provider names its own file as the one with its user interface.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <array>
-#include <filesystem>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
+
+#include <array>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 #include "tests/dll/pe_image_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 constexpr std::size_t kNameCharacters = 130;
@@ -34,7 +34,7 @@ class provider_copy {
         }
         std::filesystem::create_directories(folder);
         path_ = folder / L"Brivelnox.tsp";
-        std::filesystem::copy_file(tests::BuiltProviderPath(), path_,
+        std::filesystem::copy_file(BuiltProviderPath(), path_,
                                    std::filesystem::copy_options::overwrite_existing);
     }
     ~provider_copy() {
@@ -95,7 +95,7 @@ TEST(ui_identify, fails_for_a_path_that_does_not_fit) {
 TEST(ui_identify, needs_neither_initialisation_nor_a_log_line) {
     const provider_copy copy(80);
     const host::provider_module module(copy.Path());
-    const test::log_reader log = test::log_reader::OfProvider();
+    const log_reader log = log_reader::OfProvider();
     name_room room;
     EXPECT_EQ(module.TSPI_providerUIIdentify(room.characters.data()), 0);
     EXPECT_EQ(module.TSPI_providerUIIdentify(nullptr), kOperationFailed);
@@ -103,4 +103,4 @@ TEST(ui_identify, needs_neither_initialisation_nor_a_log_line) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

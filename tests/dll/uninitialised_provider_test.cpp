@@ -1,19 +1,17 @@
 // Before initialisation, and after shutdown: what each entry point with a body answers.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <functional>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <functional>
 #include <vector>
 
 #include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -163,4 +161,4 @@ TEST_F(uninitialised_provider, shuts_down_without_having_been_initialised) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

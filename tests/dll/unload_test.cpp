@@ -1,27 +1,27 @@
 // The telephony service unloads the provider as soon as shutdown has returned, whatever still runs in it.
 
-#include <windows.h>
 #include <winsock2.h>
-
-#include <chrono>
-#include <cstdio>
-#include <memory>
-#include <set>
-#include <string>
-
+#include <windows.h>
 #include <tapi.h>
 #include <tspi.h>
 
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "platform/unique_handle.h"
 #include "tests/dll/pe_image_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/loopback_address.h"
 #include "tests/support/signal.h"
 #include "tests/support/tapi_recorder.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -47,7 +47,7 @@ bool IsUnloadedWithin(milliseconds timeout) {
 class stuck_port {
   public:
     stuck_port() : listener_(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
-        sockaddr_in address = test::LoopbackAddress(0);
+        sockaddr_in address = LoopbackAddress(0);
         int size = sizeof address;
         auto* const generic = reinterpret_cast<sockaddr*>(&address);
         (void)bind(listener_.get(), generic, size);
@@ -109,7 +109,7 @@ class unload : public testing::Test {
         service_.AddSoftphone(subject, simulator::announcement::kSilent)->SetAutomatic(false);
         service_.Start();
         service_.Publish();
-        module_ = std::make_unique<host::provider_module>(tests::BuiltProviderPath().wstring());
+        module_ = std::make_unique<host::provider_module>(BuiltProviderPath().wstring());
         DWORD lines = 0;
         DWORD phones = 0;
         ASSERT_EQ(module_->TSPI_providerEnumDevices(7, &lines, &phones, nullptr, tapi_.Procedure(), nullptr),
@@ -135,9 +135,9 @@ class unload : public testing::Test {
         service_.Send(simulator::CallStateEvent(event));
     }
 
-    test::log_reader log_ = test::log_reader::OfProvider();
+    log_reader log_ = log_reader::OfProvider();
     simulator::service_simulator service_;
-    test::tapi_recorder tapi_;
+    tapi_recorder tapi_;
     std::unique_ptr<host::provider_module> module_;
     HDRVLINE line_ = nullptr;
 };
@@ -155,17 +155,17 @@ TEST_F(unload, without_shutdown_leaves_it_running_until_somebody_shuts_it_down) 
     EXPECT_NE(GetModuleHandleW(L"Brivelnox.tsp"), nullptr) << "its threads still run in it";
     Ring();
     EXPECT_TRUE(tapi_.WaitForCount(3, kSoon));
-    module_ = std::make_unique<host::provider_module>(tests::BuiltProviderPath().wstring());
+    module_ = std::make_unique<host::provider_module>(BuiltProviderPath().wstring());
     EXPECT_EQ(Shutdown(), 0);
     module_ = nullptr;
     EXPECT_TRUE(IsUnloadedWithin(kSoon));
 }
 
 TEST_F(unload, while_a_callback_is_still_inside_waits_for_it_in_the_background) {
-    test::signal inside;
-    test::signal release;
-    test::signal left;
-    tapi_.SetReaction([&](const test::tapi_event& event) {
+    signal inside;
+    signal release;
+    signal left;
+    tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == static_cast<DWORD>(LINE_CALLSTATE) && !inside.IsSet()) {
             inside.Set();
             (void)release.Wait(milliseconds(60000));
@@ -221,4 +221,4 @@ TEST_F(unload_while_reconnecting, stays_within_its_bounds_and_is_safe) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

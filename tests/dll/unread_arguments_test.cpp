@@ -1,16 +1,15 @@
 // Addresses that TAPI hands over and that the provider has no use for: they may point anywhere.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <cstdint>
-
 #include <tapi.h>
 #include <tspi.h>
 
-#include "tests/dll/raw_provider_helper.h"
+#include <cstdint>
 
-namespace brivelnox::dll_test {
+#include "tests/dll/raw_provider_helper.h"
+#include "tests/support/as_handle.h"
+
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -76,4 +75,4 @@ TEST_F(unread_arguments, are_the_extension_version_and_the_options_of_the_initia
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,7 +1,8 @@
 // The provider's whole user interface: a box with its version.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstdio>
@@ -9,19 +10,13 @@
 #include <future>
 #include <string>
 #include <string_view>
-
-#include <tapi.h>
-
 #include <thread>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include "platform/version_numbers.h"
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -211,4 +206,4 @@ TEST_F(version_box, needs_no_owner) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,13 +1,12 @@
 // What TAPI and the provider agree on before anything else.
 
 #include <windows.h>
-#include <winsock2.h>
 #include <tapi.h>
 #include <tspi.h>
 
 #include "tests/dll/provider_fixture_helper.h"
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -83,4 +82,4 @@ TEST_F(version_negotiation, of_extensions_succeeds_and_writes_no_version) {
 }
 
 }  // namespace
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test

@@ -1,29 +1,26 @@
 // TAPI's event procedure does not come back for seconds: who waits for it, and who does not.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <atomic>
-#include <functional>
-
 #include <tapi.h>
-
-#include <thread>
-
 #include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/faults/fault_fixture_helper.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 namespace {
-
-using dll_test::Text;
 
 /// Two softphones with open lines. The application stays inside the message that the first one's call is on
 /// hold.
-class blocking_application : public dll_test::hosted_provider {
+class blocking_application : public hosted_provider {
   protected:
     static constexpr std::int32_t kBlocked = 1001;
     static constexpr std::int32_t kOther = 1002;
@@ -79,9 +76,9 @@ class blocking_application : public dll_test::hosted_provider {
     std::vector<HTAPILINE> lines_;
     HTAPICALL call_ = nullptr;
     HTAPICALL other_call_ = nullptr;
-    test::stopwatch blocking_;
-    test::signal inside_;
-    test::signal left_;
+    stopwatch blocking_;
+    signal inside_;
+    signal left_;
 };
 
 TEST_F(blocking_application, does_not_keep_questions_about_other_lines) {
@@ -144,4 +141,4 @@ TEST_F(blocking_application, keeps_the_status_of_its_own_line_until_it_comes_bac
 }
 
 }  // namespace
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

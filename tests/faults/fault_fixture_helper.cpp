@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 
 void PrintFigure(const std::string& row, const std::string& what, milliseconds figure) {
     std::printf("fault: %s: %s %lld ms\n", row.c_str(), what.c_str(), static_cast<long long>(figure.count()));
@@ -29,7 +29,7 @@ milliseconds missing_service::StartWithoutList() {
     EXPECT_GE(took, kListWaitAtLeast);
     EXPECT_LT(took, kListWaitAtMost);
     EXPECT_THAT(host_.Devices(), testing::IsEmpty());
-    EXPECT_EQ(log_.Count(dll_test::kManagerCategory, "Initial line count: 0"), 1u);
+    EXPECT_EQ(log_.Count(kManagerCategory, "Initial line count: 0"), 1u);
     return took;
 }
 
@@ -76,7 +76,7 @@ milliseconds lost_connection::ConnectsWithTheTick() {
 }
 
 milliseconds lost_connection::CallAndDrop() {
-    const test::stopwatch took;
+    const stopwatch took;
     const host::request_result made = host_.MakeCall(line_, L"4711");
     EXPECT_TRUE(made.Accepted());
     EXPECT_EQ(host_.WaitForCompletion(made.request_id, kSoon), 0);
@@ -85,4 +85,4 @@ milliseconds lost_connection::CallAndDrop() {
     return took.Elapsed();
 }
 
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

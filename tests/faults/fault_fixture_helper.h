@@ -4,21 +4,19 @@
 // what it has measured, one figure a line.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <chrono>
-#include <cstdint>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
 
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/signal.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 
-using dll_test::kSoon;
 using std::chrono::milliseconds;
 
 /// How long the provider's start waits for a list that does not come, and the bounds of it as they are
@@ -39,7 +37,7 @@ void PrintStart(const std::string& row, milliseconds started, milliseconds came)
 void PrintCount(const std::string& row, const std::string& what, std::size_t count);
 
 /// Fixture: a service and the telephony host. Nothing runs yet, and the registry knows no service.
-class missing_service : public dll_test::hosted_provider {
+class missing_service : public hosted_provider {
   protected:
     void SetUp() override;
 
@@ -57,11 +55,11 @@ class missing_service : public dll_test::hosted_provider {
     void ExpectWorkingLine(DWORD device_id, std::int32_t permanent_line_id);
 
   private:
-    test::stopwatch since_start_;
+    stopwatch since_start_;
 };
 
 /// Fixture: a connection that works, with the softphone's line open on it, and is about to be lost.
-class lost_connection : public dll_test::open_line {
+class lost_connection : public open_line {
   protected:
     [[nodiscard]] milliseconds SinceStart() const { return since_start_.Elapsed(); }
 
@@ -74,7 +72,7 @@ class lost_connection : public dll_test::open_line {
 
   private:
     // From before the start, so the tick comes no earlier than its period.
-    test::stopwatch since_start_;
+    stopwatch since_start_;
 };
 
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

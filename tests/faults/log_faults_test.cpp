@@ -2,21 +2,21 @@
 // nothing.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <memory>
-
-#include <tapi.h>
-#include <tspi.h>
+#include <string>
 
 #include "tests/dll/pe_image_helper.h"
 #include "tests/faults/fault_fixture_helper.h"
 #include "tests/faults/log_place_helper.h"
 #include "tests/support/unix_pipe.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 namespace {
 
 using testing::IsEmpty;
@@ -63,7 +63,7 @@ class provider_life {
 
   private:
     simulator::service_simulator& service_;
-    host::provider_module module_{tests::BuiltProviderPath().wstring()};
+    host::provider_module module_{BuiltProviderPath().wstring()};
     host::telephony_host host_{module_};
     HTAPILINE line_ = nullptr;
 };
@@ -83,14 +83,14 @@ class provider_log : public testing::Test {
     /// One life of the provider with the log as it is; the fault is lifted in the middle of it. Then it logs
     /// again, with the next line.
     void LiveWithAndWithout(const std::string& row, const std::function<void()>& lift) {
-        const test::stopwatch living;
+        const stopwatch living;
         provider_life life(service_);
         life.Start();
         life.Work();
         const milliseconds with = living.Elapsed();
         lift();
-        const test::log_reader log = test::log_reader::OfProvider();
-        const test::stopwatch lifted;
+        const log_reader log = log_reader::OfProvider();
+        const stopwatch lifted;
         life.Work();
         const milliseconds without = lifted.Elapsed();
         EXPECT_EQ(log.CountStarting("Line", "MakeCall Desk 1001"), 1u);
@@ -144,7 +144,7 @@ TEST_F(log_that_cannot_be_written, because_another_program_keeps_it_to_itself_co
 }
 
 TEST_F(log_that_cannot_be_written, because_a_pipe_has_its_place_costs_nothing_but_the_lines) {
-    auto pipe = std::make_unique<test::unix_pipe>(place_.File());
+    auto pipe = std::make_unique<unix_pipe>(place_.File());
     if (!pipe->IsThere()) {
         GTEST_SKIP() << "a pipe in a file's place cannot be made here";
     }
@@ -159,11 +159,11 @@ using clock_set_over_midnight = provider_log;
 TEST_F(clock_set_over_midnight, and_back_puts_the_log_away_once_and_then_goes_on_with_it) {
     // Each life of the provider meets the file of another day: it was written before midnight, or after it
     // and the clock has been put back since.
-    const test::stopwatch living;
+    const stopwatch living;
     place_.WriteFile("yesterday's\r\n");
     for (const int day : {-1, 1, -1, 1}) {
         place_.DateFile(day);
-        const test::log_reader log = test::log_reader::OfProvider();
+        const log_reader log = log_reader::OfProvider();
         provider_life life(service_);
         life.Start();
         life.Work();
@@ -185,4 +185,4 @@ TEST_F(clock_set_over_midnight, and_back_puts_the_log_away_once_and_then_goes_on
 }
 
 }  // namespace
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

@@ -12,7 +12,7 @@
 #include "tests/support/log_reader.h"
 #include "tests/support/missing_common_folder.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 
 namespace {
 
@@ -29,7 +29,7 @@ unique_file Open(const std::wstring& path, DWORD access, DWORD creation) {
 
 }  // namespace
 
-log_place::log_place() : file_(test::log_reader::OfProvider().Path()) {
+log_place::log_place() : file_(log_reader::OfProvider().Path()) {
     folder_ = fs::path(file_).parent_path().wstring();
     aside_ = folder_ + L".aside";
     if (fs::exists(aside_)) {
@@ -120,7 +120,7 @@ std::string log_place::KeepEverybodyFromWriting() const {
 }
 
 std::string log_place::LetTheFileGrowToTheLargestSize() const {
-    if (!test::RunsUnderWine()) {
+    if (!RunsUnderWine()) {
         return "a file of the largest size takes a whole disk on a real machine";
     }
     const unique_file file = Open(file_, GENERIC_WRITE, CREATE_ALWAYS);
@@ -152,4 +152,4 @@ void log_place::RemoveFile() const {
     (void)RemoveDirectoryW(file_.c_str());
 }
 
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

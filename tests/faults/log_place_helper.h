@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 
 /// The files that the provider logs to on this machine. Whatever a test does to them is undone at the end:
 /// the log that was there before is put aside at the beginning and put back.
@@ -51,4 +51,4 @@ class log_place {
     std::wstring aside_;
 };
 
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

@@ -1,17 +1,19 @@
 // A connection that worked and is lost, each time in another way, with calls on it. In real time.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <algorithm>
-#include <system_error>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <system_error>
+
 #include "tests/faults/fault_fixture_helper.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -28,7 +30,7 @@ TEST_F(connection_reset, leaves_lines_and_calls_and_is_mended_by_the_timer) {
     const std::uint64_t mark = host_.Mark();
     service_.DropConnectionsNow(simulator::drop_kind::kReset);
     ASSERT_TRUE(service_.WaitForNoConnection(kSoon));
-    const test::stopwatch lost;
+    const stopwatch lost;
 
     const milliseconds request = CallAndDrop();
     EXPECT_LT(request, kAtOnce);
@@ -85,7 +87,7 @@ TEST_F(service_killed_inside_a_message, costs_that_message_and_nothing_of_the_ne
     service_.Send(message.substr(0, message.size() / 2));
     ASSERT_TRUE(log_.WaitFor("TcpLink", "No end tag", kSoon));
     Kill();
-    const test::stopwatch lost;
+    const stopwatch lost;
     const milliseconds request = CallAndDrop();
     EXPECT_LT(request, kAtOnce);
     StartAgain();
@@ -110,16 +112,14 @@ using service_restarted_on_another_port = lost_connection;
 TEST_F(service_restarted_on_another_port, is_found_there_by_the_timer_with_its_new_softphones) {
     const std::uint16_t old_port = service_.Port();
     service_.Restart();
-    const test::stopwatch lost;
+    const stopwatch lost;
     ASSERT_NE(service_.Port(), old_port);
     AddPhone(1002, "Desk 1002");
     const milliseconds request = CallAndDrop();
     EXPECT_LT(request, kAtOnce);
 
     const milliseconds came = ConnectsWithTheTick();
-    EXPECT_EQ(
-        log_.Count("RsTspClient", dll_test::Text("Connect to port %d", static_cast<int>(service_.Port()))),
-        1u);
+    EXPECT_EQ(log_.Count("RsTspClient", Text("Connect to port %d", static_cast<int>(service_.Port()))), 1u);
     ASSERT_TRUE(host_.WaitForDevices(2, kSoon));
     const milliseconds announced = lost.Elapsed();
     EXPECT_EQ(host_.GetDevCaps(host_.Devices().back().device_id)->line_name, L"Desk 1002");
@@ -145,7 +145,7 @@ class half_open_connection : public lost_connection {
     milliseconds FillTheSocket(HTAPICALL call) {
         milliseconds slowest{0};
         for (std::size_t i = 0; i < kRequests && SinceStart() < kFillingAtMost; ++i) {
-            const test::stopwatch asked;
+            const stopwatch asked;
             EXPECT_EQ(host_.GenerateDigits(call, digits_.c_str()), 0);
             slowest = std::max(slowest, asked.Elapsed());
         }
@@ -154,7 +154,7 @@ class half_open_connection : public lost_connection {
 
     /// Until the service has read everything of the connection that the provider has closed.
     bool FirstConnectionEnds() {
-        const test::stopwatch waiting;
+        const stopwatch waiting;
         while (service_.OpenCount() != 1 && waiting.Elapsed() < kSoon) {
             Sleep(5);
         }
@@ -170,7 +170,7 @@ TEST_F(half_open_connection, is_left_when_its_socket_is_full_and_made_anew_by_th
     HTAPICALL const call = ConnectedCall("in-1");
     const std::size_t since = service_.ReceivedCount();
     service_.PauseReading();
-    const test::stopwatch filling;
+    const stopwatch filling;
     const milliseconds slowest = FillTheSocket(call);
     const milliseconds filled = filling.Elapsed();
     // The send that fails waits for the connection's reader, which is asleep and ends at once.
@@ -186,7 +186,7 @@ TEST_F(half_open_connection, is_left_when_its_socket_is_full_and_made_anew_by_th
     EXPECT_THAT(host_.States(call), ElementsAre(kOffering, kAccepted, kConnected));
 
     service_.ResumeReading();
-    const test::stopwatch awake;
+    const stopwatch awake;
     EXPECT_TRUE(service_.WaitForMessage(
         [](const simulator::received_message& each) {
             return each.connection == 2 &&
@@ -210,4 +210,4 @@ TEST_F(half_open_connection, is_left_when_its_socket_is_full_and_made_anew_by_th
 }
 
 }  // namespace
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

@@ -1,25 +1,24 @@
 // More softphones than anybody has, and one that does not stay.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <algorithm>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "tests/faults/fault_fixture_helper.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 namespace {
 
-using dll_test::Text;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class ten_thousand_softphones : public dll_test::hosted_provider {
+class ten_thousand_softphones : public hosted_provider {
   protected:
     static constexpr std::int32_t kPhones = 10000;
 
@@ -37,14 +36,14 @@ class ten_thousand_softphones : public dll_test::hosted_provider {
 };
 
 TEST_F(ten_thousand_softphones, are_all_lines_and_the_last_one_takes_calls) {
-    const test::stopwatch starting;
+    const stopwatch starting;
     ASSERT_EQ(host_.Start(), 0);
     const milliseconds started = starting.Elapsed();
     const std::vector<host::line_device> devices = host_.Devices();
     ASSERT_EQ(devices.size(), std::size_t{kPhones}) << "the list came too late to be counted";
     EXPECT_LT(started, milliseconds(20000));
 
-    const test::stopwatch opening;
+    const stopwatch opening;
     HTAPILINE const line = host_.OpenLine(devices.back().device_id);
     ASSERT_NE(line, nullptr);
     const auto caps = host_.GetDevCaps(devices.back().device_id);
@@ -53,7 +52,7 @@ TEST_F(ten_thousand_softphones, are_all_lines_and_the_last_one_takes_calls) {
     EXPECT_LT(opened, kAtOnce);
     EXPECT_EQ(caps->permanent_line_id, DWORD{kPhones});
 
-    const test::stopwatch calling;
+    const stopwatch calling;
     (void)service_.FindSoftphone(kPhones)->Ring({"4711", "Anna"});
     HTAPICALL const incoming = host_.WaitForNewCall(line, kSoon);
     ASSERT_NE(incoming, nullptr);
@@ -63,7 +62,7 @@ TEST_F(ten_thousand_softphones, are_all_lines_and_the_last_one_takes_calls) {
     EXPECT_TRUE(host_.WaitForCurrentState(made.call, LINECALLSTATE_RINGBACK, kSoon));
     const milliseconds called = calling.Elapsed();
     EXPECT_LT(called, kAtOnce);
-    const test::stopwatch stopping;
+    const stopwatch stopping;
     EXPECT_EQ(host_.Shutdown(), 0);
     EXPECT_LT(stopping.Elapsed(), milliseconds(15000));
     PrintFigure("10,000 softphones", "started after", started);
@@ -73,7 +72,7 @@ TEST_F(ten_thousand_softphones, are_all_lines_and_the_last_one_takes_calls) {
     PrintFigure("10,000 softphones", "shut down after", stopping.Elapsed());
 }
 
-class flapping_softphone : public dll_test::open_line {
+class flapping_softphone : public open_line {
   protected:
     static constexpr milliseconds kBetweenChanges{100};
     static constexpr int kFlaps = 20;
@@ -100,7 +99,7 @@ TEST_F(flapping_softphone, ends_its_calls_each_time_and_keeps_its_line) {
     std::vector<HTAPICALL> calls = {ConnectedCall("in-0")};
     milliseconds slowest_end{0};
     for (int flap = 1; flap <= kFlaps; ++flap) {
-        const test::stopwatch going;
+        const stopwatch going;
         Unregister();
         ASSERT_TRUE(Becomes(calls.back(), LINECALLSTATE_IDLE)) << "flap " << flap;
         slowest_end = std::max(slowest_end, going.Elapsed());
@@ -138,7 +137,7 @@ TEST_F(flapping_softphone, faster_than_anybody_follows_leaves_its_line_usable) {
         Unregister();
         Register();
     }
-    const test::stopwatch following;
+    const stopwatch following;
     ASSERT_TRUE(Settled(kPhone));
     const milliseconds followed = following.Elapsed();
     EXPECT_EQ(host_.View(call)->State(), DWORD{LINECALLSTATE_IDLE});
@@ -149,4 +148,4 @@ TEST_F(flapping_softphone, faster_than_anybody_follows_leaves_its_line_usable) {
 }
 
 }  // namespace
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

@@ -1,15 +1,19 @@
 // A service that is not there when the provider starts, each for another reason, and what becomes of it when
 // it comes. In real time.
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
 #include <tapi.h>
 #include <tspi.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
 
 #include "tests/faults/fault_fixture_helper.h"
 #include "tests/faults/other_program_helper.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 namespace {
 
 constexpr std::int32_t kPhone = 1001;
@@ -33,7 +37,7 @@ TEST_F(service_not_installed, is_waited_for_at_the_start_and_looked_for_with_eve
     EXPECT_GE(ticked, kTickAtLeast);
     EXPECT_LT(ticked, kTickAtMost);
     EXPECT_EQ(log_.Count(kClient, "ReConnect"), 1u);
-    const test::stopwatch stopping;
+    const stopwatch stopping;
     EXPECT_EQ(host_.Shutdown(), 0);
     EXPECT_LT(stopping.Elapsed(), kAtOnce);
     PrintFigure("service not installed", "started without lines after", started);
@@ -48,7 +52,7 @@ TEST_F(service_key_that_appears_later, is_found_by_the_timer) {
     const milliseconds started = StartWithoutList();
     EXPECT_EQ(log_.Count(kClient, kNoKey), 1u);
     StartService();
-    const test::stopwatch since_there;
+    const stopwatch since_there;
     const milliseconds came = LineComesWithTheTick(kPhone);
     PrintStart("registry key that appears later", started, came);
     PrintFigure("registry key that appears later", "since the key was there", since_there.Elapsed());
@@ -75,7 +79,7 @@ TEST_F(service_port_refused, is_tried_again_by_the_timer) {
     const std::uint16_t nobody = PortOfNobody();
     service_.Publication().Write(1, nobody);
     const milliseconds started = StartWithoutList();
-    EXPECT_EQ(log_.Count(kClient, dll_test::Text("Connect to port %d", static_cast<int>(nobody))), 1u);
+    EXPECT_EQ(log_.Count(kClient, Text("Connect to port %d", static_cast<int>(nobody))), 1u);
     StartService();
     const milliseconds came = LineComesWithTheTick(kPhone);
     EXPECT_EQ(service_.AcceptedCount(), 1u);
@@ -116,7 +120,7 @@ TEST_F(another_program_that_answers, in_its_own_language_is_not_understood_and_l
 using another_program_that_stays = foreign_port;
 
 TEST_F(another_program_that_stays, is_kept_alive_and_left_when_it_hangs_up) {
-    test::signal kept_alive;
+    signal kept_alive;
     other_program patient([&](SOCKET connection) {
         std::string asked;
         do {
@@ -155,4 +159,4 @@ TEST_F(another_program_that_hangs_up, at_once_is_a_connection_lost_like_any_othe
 }
 
 }  // namespace
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

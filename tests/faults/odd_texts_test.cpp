@@ -1,13 +1,16 @@
 // Names and numbers that nobody expects: quotes, umlauts, and far more characters than fit anywhere.
 
 #include <windows.h>
-#include <winsock2.h>
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
 #include "tests/faults/fault_fixture_helper.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 namespace {
 
 /// The provider's log cuts what it says at this many characters.
@@ -21,14 +24,14 @@ std::wstring Wide(const std::string& ansi) {
     return wide;
 }
 
-class odd_line_name : public dll_test::hosted_provider {
+class odd_line_name : public hosted_provider {
   protected:
     static constexpr std::int32_t kPhone = 1001;
 
     /// A softphone of this name becomes a line of this name, which takes and makes a call.
     void ExpectLineNamed(const std::string& row, const std::string& name) {
         const auto phone = AddPhone(kPhone, name);
-        const test::stopwatch starting;
+        const stopwatch starting;
         StartAll();
         ASSERT_EQ(host_.Devices().size(), 1u);
         const auto caps = host_.GetDevCaps(host_.Devices().front().device_id);
@@ -44,7 +47,7 @@ class odd_line_name : public dll_test::hosted_provider {
         EXPECT_EQ(host_.GetCallInfo(call)->caller.name, Wide(name));
         EXPECT_TRUE(host_.MakeCall(line, L"4711").Accepted());
         EXPECT_EQ(host_.Shutdown(), 0);
-        for (const test::log_line& written : log_.Lines()) {
+        for (const log_line& written : log_.Lines()) {
             EXPECT_LE(written.text.size(), kLogText);
         }
         PrintFigure(row, "started and described in", described);
@@ -76,17 +79,17 @@ TEST_F(odd_line_name, of_10000_characters_is_told_whole_and_cut_in_the_log_alone
     EXPECT_EQ(log_.CountStarting("Line", name.substr(0, kLogText)), 1u) << "the line's creation, cut";
 }
 
-class number_of_2000_characters : public dll_test::open_line {
+class number_of_2000_characters : public open_line {
   protected:
     const std::wstring number_ = std::wstring(2000, L'7');
     // The longest that its request has room for: 1023 bytes with everything else in them.
     const std::wstring longest_ = std::wstring(
-        1023 - dll_test::PlaceCallRequest(kPhone, "", "00000000-0000-0000-0000-000000000000").size(), L'8');
+        1023 - PlaceCallRequest(kPhone, "", "00000000-0000-0000-0000-000000000000").size(), L'8');
 };
 
 TEST_F(number_of_2000_characters, dialled_is_sent_to_nobody_and_its_call_proceeds_until_it_is_dropped) {
     const std::size_t since = service_.ReceivedCount();
-    const test::stopwatch dialling;
+    const stopwatch dialling;
     const host::request_result made = host_.MakeCall(line_, number_.c_str());
     const milliseconds took = dialling.Elapsed();
     ASSERT_TRUE(made.Accepted());
@@ -114,7 +117,7 @@ TEST_F(number_of_2000_characters, is_too_long_from_one_character_over_the_longes
 TEST_F(number_of_2000_characters, redirected_to_or_played_leaves_the_call_as_it_is) {
     HTAPICALL const call = ConnectedCall();
     const std::size_t since = service_.ReceivedCount();
-    const test::stopwatch asking;
+    const stopwatch asking;
     EXPECT_TRUE(host_.BlindTransfer(call, number_.c_str()).Accepted());
     EXPECT_EQ(host_.GenerateDigits(call, number_.c_str()), 0);
     const milliseconds asked = asking.Elapsed();
@@ -127,7 +130,7 @@ TEST_F(number_of_2000_characters, redirected_to_or_played_leaves_the_call_as_it_
 TEST_F(number_of_2000_characters, of_a_caller_is_told_whole) {
     const std::string number(2000, '9');
     const std::string name(2000, 'n');
-    const test::stopwatch ringing;
+    const stopwatch ringing;
     (void)phone_->Ring({number, name}, simulator::forwarder{{number, name}, "CFU"});
     HTAPICALL const call = host_.WaitForNewCall(line_, kSoon);
     ASSERT_TRUE(Becomes(call, LINECALLSTATE_ACCEPTED));
@@ -144,4 +147,4 @@ TEST_F(number_of_2000_characters, of_a_caller_is_told_whole) {
 }
 
 }  // namespace
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

@@ -1,19 +1,20 @@
 #include "tests/faults/other_program_helper.h"
 
 #include <array>
+#include <cstddef>
 #include <stdexcept>
 #include <utility>
 
 #include "tests/support/loopback_address.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 
 namespace {
 
 /// A socket with a port of its own.
 unique_socket BoundSocket(std::uint16_t& port) {
     unique_socket bound(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-    sockaddr_in address = test::LoopbackAddress(0);
+    sockaddr_in address = LoopbackAddress(0);
     int size = sizeof address;
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     if (bind(bound.get(), generic, size) != 0 || getsockname(bound.get(), generic, &size) != 0) {
@@ -36,7 +37,7 @@ other_program::~other_program() {
     stopping_ = true;
     // A connection of its own wakes the thread that accepts.
     const unique_socket waker(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-    const sockaddr_in address = test::LoopbackAddress(port_);
+    const sockaddr_in address = LoopbackAddress(port_);
     (void)connect(waker.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     thread_.join();
 }
@@ -68,4 +69,4 @@ std::uint16_t PortOfNobody() {
     return port;
 }
 
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

@@ -13,7 +13,7 @@
 
 #include "platform/unique_handle.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 
 /// Listens on a free port of 127.0.0.1 while it lives, and treats one connection after another. Winsock has
 /// to be started already.
@@ -49,4 +49,4 @@ void SendAll(SOCKET connection, const std::string& bytes);
 /// A port on which nobody listens.
 std::uint16_t PortOfNobody();
 
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

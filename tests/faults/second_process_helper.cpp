@@ -1,13 +1,11 @@
 #include "tests/faults/second_process_helper.h"
 
-#include <winsock2.h>
+#include <windows.h>
 #include <shellapi.h>
-
-#include <stdexcept>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <stdexcept>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -16,11 +14,9 @@
 #include "tests/dll/provider_fixture_helper.h"
 #include "tools/telephony_host/telephony_host.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 
 namespace {
-
-using dll_test::kSoon;
 
 constexpr wchar_t kTask[] = L"--second-process";
 
@@ -69,7 +65,7 @@ failure SeeCalls(host::telephony_host& service_host, const std::wstring& ready_n
 }  // namespace
 
 int RunSecondProcess(const std::wstring& ready_name) {
-    const host::provider_module module(tests::BuiltProviderPath().wstring());
+    const host::provider_module module(BuiltProviderPath().wstring());
     host::host_options options;
     options.device_id_base = kSecondDeviceIdBase;
     host::telephony_host service_host(module, options);
@@ -116,12 +112,12 @@ int second_process::WaitForEnd(std::chrono::milliseconds timeout) const {
     return static_cast<int>(code);
 }
 
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test
 
 int main(int argc, char** argv) {
-    const std::vector<std::wstring> words = brivelnox::faults::CommandLineWords();
-    if (words.size() == 3 && words[1] == brivelnox::faults::kTask) {
-        return brivelnox::faults::RunSecondProcess(words[2]);
+    const std::vector<std::wstring> words = brivelnox::test::CommandLineWords();
+    if (words.size() == 3 && words[1] == brivelnox::test::kTask) {
+        return brivelnox::test::RunSecondProcess(words[2]);
     }
     testing::InitGoogleMock(&argc, argv);
     return RUN_ALL_TESTS();

@@ -9,7 +9,7 @@
 
 #include "platform/unique_handle.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 
 /// The device identifiers of the second process begin here, so that its lines can be told apart in the log.
 inline constexpr DWORD kSecondDeviceIdBase = 501;
@@ -40,4 +40,4 @@ class second_process {
 /// The task of the second process: its exit code.
 int RunSecondProcess(const std::wstring& ready_name);
 
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

@@ -2,28 +2,28 @@
 // for itself would: one service, one log, and calls that both see.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
-
-#include <tapi.h>
-#include <tspi.h>
+#include <vector>
 
 #include "tests/faults/fault_fixture_helper.h"
 #include "tests/faults/second_process_helper.h"
 
-namespace brivelnox::faults {
+namespace brivelnox::test {
 namespace {
 
-using dll_test::Text;
 using simulator::request_kind;
 
-class two_processes : public dll_test::open_line {
+class two_processes : public open_line {
   protected:
     /// Whether a line of the log was written by one thread alone, as far as its beginning tells.
-    static bool IsWhole(const test::log_line& line) {
+    static bool IsWhole(const log_line& line) {
         static constexpr std::array<std::string_view, 7> kCategories = {
             "TelephonyManager", "LineManager", "Line",   "CallManager",
             "VekTapiCall",      "RsTspClient", "TcpLink"};
@@ -32,7 +32,7 @@ class two_processes : public dll_test::open_line {
 };
 
 TEST_F(two_processes, see_the_same_calls_and_write_the_same_log) {
-    const test::stopwatch starting;
+    const stopwatch starting;
     const second_process second;
     ASSERT_TRUE(second.WaitUntilReady(milliseconds(60000)));
     const milliseconds started = starting.Elapsed();
@@ -44,7 +44,7 @@ TEST_F(two_processes, see_the_same_calls_and_write_the_same_log) {
     }
 
     const std::uint64_t mark = host_.Mark();
-    const test::stopwatch calling;
+    const stopwatch calling;
     Play("in-1", "Connected");
     HTAPICALL const call = host_.WaitForNewCall(line_, kSoon, mark);
     ASSERT_TRUE(Becomes(call, LINECALLSTATE_CONNECTED));
@@ -66,10 +66,10 @@ TEST_F(two_processes, see_the_same_calls_and_write_the_same_log) {
     Play("in-1", "Hangup", false, 200);
     service_.Send(simulator::CallRemovedEvent(kPhone, "in-1"));
     EXPECT_EQ(second.WaitForEnd(milliseconds(60000)), 0);
-    EXPECT_EQ(log_.Count(dll_test::kManagerCategory, "TSPI_providerShutdown"), 2u);
-    const std::vector<test::log_line> lines = log_.Lines();
+    EXPECT_EQ(log_.Count(kManagerCategory, "TSPI_providerShutdown"), 2u);
+    const std::vector<log_line> lines = log_.Lines();
     const auto mixed =
-        std::count_if(lines.begin(), lines.end(), [](const test::log_line& line) { return !IsWhole(line); });
+        std::count_if(lines.begin(), lines.end(), [](const log_line& line) { return !IsWhole(line); });
     PrintFigure("two processes", "the second one ready after", started);
     PrintFigure("two processes", "both have seen a call after", seen);
     PrintCount("two processes", "lines in the log", lines.size());
@@ -77,4 +77,4 @@ TEST_F(two_processes, see_the_same_calls_and_write_the_same_log) {
 }
 
 }  // namespace
-}  // namespace brivelnox::faults
+}  // namespace brivelnox::test

@@ -3,13 +3,13 @@
 // Stands in for TAPI's event procedure and holds every message against what TAPI may be told.
 
 #include <windows.h>
+#include <tspi.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
-
-#include <tspi.h>
-
+#include <utility>
 #include <vector>
 
 namespace brivelnox::fuzz {

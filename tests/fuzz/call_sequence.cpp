@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include "fixed_uuids.h"
 #include "platform/ansi_text.h"

@@ -1,8 +1,12 @@
 // The softphone's side of a sequence.
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "call_sequence.h"
 #include "calls/forward_types.h"

@@ -1,8 +1,14 @@
 // The applications' side of a sequence: their requests, also from inside messages.
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <iterator>
 #include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "call_sequence.h"
 #include "platform/ansi_text.h"

@@ -4,10 +4,11 @@
 #include "fixed_uuids.h"
 
 #include <windows.h>
-
-#include <cstdio>
-
 #include <rpc.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cwchar>
 
 namespace brivelnox::fuzz {
 

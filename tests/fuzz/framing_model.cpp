@@ -1,6 +1,7 @@
 #include "framing_model.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include <tinyxml2.h>
 

@@ -1,11 +1,13 @@
 #include "message_records.h"
 
+#include <strings.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 
-#include <strings.h>
 #include <tinyxml2.h>
 
 #include "fuzz_input.h"

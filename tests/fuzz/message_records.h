@@ -1,7 +1,8 @@
 #pragma once
 
-#include <optional>
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "registry_service/receive_buffer.h"

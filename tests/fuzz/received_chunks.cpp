@@ -1,5 +1,7 @@
 #include "received_chunks.h"
 
+#include <cstddef>
+
 #include "fuzz_input.h"
 
 namespace brivelnox::fuzz {

@@ -1,12 +1,10 @@
 #pragma once
 
 #include <windows.h>
+#include <tapi.h>
 
 #include <cstdint>
 #include <string_view>
-
-#include <tapi.h>
-
 #include <vector>
 
 namespace brivelnox::fuzz {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/event_lock.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 #include "tests/support/worker.h"
 
@@ -19,7 +20,7 @@ using namespace std::chrono_literals;
 
 using shut_event_lock = line_fixture;
 
-TEST_F(shut_event_lock, NothingIsToldOnceItIsShut) {
+TEST_F(shut_event_lock, nothing_is_told_once_it_is_shut) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     events_.Shut();
@@ -31,7 +32,7 @@ TEST_F(shut_event_lock, NothingIsToldOnceItIsShut) {
     EXPECT_EQ(call->State(), LINECALLSTATE_ONHOLD);
 }
 
-TEST_F(shut_event_lock, ClosingALineAfterwardsTellsNothingAndEndsItsCalls) {
+TEST_F(shut_event_lock, closing_a_line_afterwards_tells_nothing_and_ends_its_calls) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     events_.Shut();
@@ -43,7 +44,7 @@ TEST_F(shut_event_lock, ClosingALineAfterwardsTellsNothingAndEndsItsCalls) {
 
 using one_message_at_a_time = line_fixture;
 
-TEST_F(one_message_at_a_time, MessagesOfTwoLinesWaitForEachOther) {
+TEST_F(one_message_at_a_time, messages_of_two_lines_wait_for_each_other) {
     Open();
     const auto other = MakeLine(4, Registration(8, L"Desk 8"), 6);
     other->Open(AsHandle<HTAPILINE>(0xA2), tapi_.OtherProcedure());
@@ -69,7 +70,7 @@ TEST_F(one_message_at_a_time, MessagesOfTwoLinesWaitForEachOther) {
     EXPECT_FALSE(tapi_.HasOverlapped());
 }
 
-TEST_F(one_message_at_a_time, ManyThreadsOnManyLinesNeverOverlap) {
+TEST_F(one_message_at_a_time, many_threads_on_many_lines_never_overlap) {
     constexpr int kMessages = 200;
     Open();
     const auto other = MakeLine(4, Registration(8, L"Desk 8"), 6);

@@ -1,18 +1,19 @@
 // The calls of a line as its registration and service state see them: index, resets, counts.
 
 #include <windows.h>
+#include <tspi.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
-
-#include <tspi.h>
-
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 
 namespace brivelnox::test {
@@ -31,7 +32,7 @@ class call_index_of_a_line : public line_fixture {
     }
 };
 
-TEST_F(call_index_of_a_line, AddingACallIsLogged) {
+TEST_F(call_index_of_a_line, adding_a_call_is_logged) {
     Open();
     const auto call = MakeCall(1, L"id-1");
     log_.Skip();
@@ -40,7 +41,7 @@ TEST_F(call_index_of_a_line, AddingACallIsLogged) {
                                                 "0x00000005, client_call_id: id-1"));
 }
 
-TEST_F(call_index_of_a_line, AddingNoCallIsIgnored) {
+TEST_F(call_index_of_a_line, adding_no_call_is_ignored) {
     Open();
     log_.Skip();
     line_.Calls().AddCall(nullptr);
@@ -48,7 +49,7 @@ TEST_F(call_index_of_a_line, AddingNoCallIsIgnored) {
     EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
-TEST_F(call_index_of_a_line, AddingUnderTheSameIdReplacesTheEntry) {
+TEST_F(call_index_of_a_line, adding_under_the_same_id_replaces_the_entry) {
     Open();
     const auto first = MakeCall(1, L"id-1");
     const auto second = MakeCall(2, L"id-1");
@@ -60,7 +61,7 @@ TEST_F(call_index_of_a_line, AddingUnderTheSameIdReplacesTheEntry) {
     EXPECT_EQ(second->State(), LINECALLSTATE_CONNECTED);
 }
 
-TEST_F(call_index_of_a_line, RemovingACallIsLogged) {
+TEST_F(call_index_of_a_line, removing_a_call_is_logged) {
     Open();
     const auto call = MakeCall(1, L"id-1");
     line_.Calls().AddCall(call);
@@ -71,7 +72,7 @@ TEST_F(call_index_of_a_line, RemovingACallIsLogged) {
     EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
-TEST_F(call_index_of_a_line, RemovingACallThatIsNotThereLogsNothing) {
+TEST_F(call_index_of_a_line, removing_a_call_that_is_not_there_logs_nothing) {
     Open();
     const auto there = MakeCall(1, L"id-1");
     const auto absent = MakeCall(2, L"id-2");
@@ -82,7 +83,7 @@ TEST_F(call_index_of_a_line, RemovingACallThatIsNotThereLogsNothing) {
     EXPECT_EQ(line_.Calls().CountCalls().active, 1U);
 }
 
-TEST_F(call_index_of_a_line, TheIdAloneDecidesWhatIsRemoved) {
+TEST_F(call_index_of_a_line, the_id_alone_decides_what_is_removed) {
     Open();
     const auto there = MakeCall(1, L"id-1");
     const auto same_id = MakeCall(2, L"id-1");
@@ -93,14 +94,14 @@ TEST_F(call_index_of_a_line, TheIdAloneDecidesWhatIsRemoved) {
 
 class resetting_calls : public line_fixture {};
 
-TEST_F(resetting_calls, OfAClosedLineDoesNothing) {
+TEST_F(resetting_calls, of_a_closed_line_does_nothing) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().ResetCalls();
     EXPECT_THAT(log_.Lines(), IsEmpty());
     EXPECT_EQ(call->State(), LINECALLSTATE_CONNECTED);
 }
 
-TEST_F(resetting_calls, TellsDisconnectedCancelledAndIdleForEachInTheOrderOfTheirIds) {
+TEST_F(resetting_calls, tells_disconnected_cancelled_and_idle_for_each_in_the_order_of_their_ids) {
     Open();
     const auto b = CallInState(LINECALLSTATE_CONNECTED, L"b", 0xCB);
     const auto c = CallInState(LINECALLSTATE_UNKNOWN, L"c", 0xCC);
@@ -119,7 +120,7 @@ TEST_F(resetting_calls, TellsDisconnectedCancelledAndIdleForEachInTheOrderOfThei
     }
 }
 
-TEST_F(resetting_calls, IsLoggedForTheLineAndForEachCall) {
+TEST_F(resetting_calls, is_logged_for_the_line_and_for_each_call) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().ResetCalls();
@@ -138,7 +139,7 @@ TEST_F(resetting_calls, IsLoggedForTheLineAndForEachCall) {
                     "0x000000C1, Idle, , LINEMEDIAMODE_INTERACTIVEVOICE"));
 }
 
-TEST_F(resetting_calls, SkipsAnIdleCallWithoutALineOfItsOwn) {
+TEST_F(resetting_calls, skips_an_idle_call_without_a_line_of_its_own) {
     Open();
     const auto idle = CallInState(LINECALLSTATE_IDLE);
     line_.Calls().ResetCalls();
@@ -147,7 +148,7 @@ TEST_F(resetting_calls, SkipsAnIdleCallWithoutALineOfItsOwn) {
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(resetting_calls, LeavesTheCallsInTheIndexWhereNothingMoreIsToldOfThem) {
+TEST_F(resetting_calls, leaves_the_calls_in_the_index_where_nothing_more_is_told_of_them) {
     Open();
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
     line_.Calls().ResetCalls();
@@ -164,7 +165,7 @@ TEST_F(resetting_calls, LeavesTheCallsInTheIndexWhereNothingMoreIsToldOfThem) {
                          "client_call_id: call-1"));
 }
 
-TEST_F(resetting_calls, GoesOnWhenTheApplicationThrows) {
+TEST_F(resetting_calls, goes_on_when_the_application_throws) {
     Open();
     const auto first = CallInState(LINECALLSTATE_CONNECTED, L"a", 0xCA);
     const auto second = CallInState(LINECALLSTATE_CONNECTED, L"b", 0xCB);
@@ -176,7 +177,7 @@ TEST_F(resetting_calls, GoesOnWhenTheApplicationThrows) {
 
 class service_state_of_a_line : public line_fixture {};
 
-TEST_F(service_state_of_a_line, IsLoggedAndStored) {
+TEST_F(service_state_of_a_line, is_logged_and_stored) {
     Open();
     log_.Skip();
     line_.UpdateServiceState(false, true);
@@ -186,7 +187,7 @@ TEST_F(service_state_of_a_line, IsLoggedAndStored) {
     EXPECT_FALSE(line_.ClientConnected());
 }
 
-TEST_F(service_state_of_a_line, ClientThatDisconnectsAndComesBackResetsTheCallsEachTime) {
+TEST_F(service_state_of_a_line, client_that_disconnects_and_comes_back_resets_the_calls_each_time) {
     Open();
     line_.UpdateServiceState(true, true);
     const auto first = CallInState(LINECALLSTATE_CONNECTED, L"a", 0xCA);
@@ -204,7 +205,7 @@ TEST_F(service_state_of_a_line, ClientThatDisconnectsAndComesBackResetsTheCallsE
     EXPECT_TRUE(line_.ClientConnected());
 }
 
-TEST_F(service_state_of_a_line, ChangeOfTheSipConnectionAloneIsOnlyStored) {
+TEST_F(service_state_of_a_line, change_of_the_sip_connection_alone_is_only_stored) {
     Open();
     line_.UpdateServiceState(true, true);
     const auto call = CallInState(LINECALLSTATE_CONNECTED);
@@ -217,7 +218,7 @@ TEST_F(service_state_of_a_line, ChangeOfTheSipConnectionAloneIsOnlyStored) {
     EXPECT_FALSE(line_.CanAnswer());
 }
 
-TEST_F(service_state_of_a_line, CallsCanBeAnsweredOnlyWithBothConnectionsUp) {
+TEST_F(service_state_of_a_line, calls_can_be_answered_only_with_both_connections_up) {
     EXPECT_FALSE(line_.CanAnswer());
     line_.UpdateServiceState(true, false);
     EXPECT_FALSE(line_.CanAnswer());
@@ -249,7 +250,7 @@ class registration_of_a_line : public line_fixture {
     std::shared_ptr<tapi_call> call_;
 };
 
-TEST_F(registration_of_a_line, RegisteredWithSameIdAndPortLogsAndResetsNothing) {
+TEST_F(registration_of_a_line, registered_with_same_id_and_port_logs_and_resets_nothing) {
     client_registration same = Registration(kPermanentLineId, L"Another name");
     same.clientConnected = false;
     same.sipConnected = false;
@@ -260,7 +261,7 @@ TEST_F(registration_of_a_line, RegisteredWithSameIdAndPortLogsAndResetsNothing) 
     EXPECT_EQ(line_.Name(), L"Desk 7");
 }
 
-TEST_F(registration_of_a_line, RegisteredOnAnotherPortIsLoggedResetsAndIsStored) {
+TEST_F(registration_of_a_line, registered_on_another_port_is_logged_resets_and_is_stored) {
     line_.UpdateRegistration(Registration(kPermanentLineId, L"Another name", 5062), true);
     const auto texts = log_.Texts("Line");
     ASSERT_GE(texts.size(), 2U);
@@ -273,21 +274,21 @@ TEST_F(registration_of_a_line, RegisteredOnAnotherPortIsLoggedResetsAndIsStored)
     EXPECT_EQ(line_.PermanentLineId(), kPermanentLineId);
 }
 
-TEST_F(registration_of_a_line, RegisteredUnderAnotherIdIsStoredWhileTheLineKeepsItsOwn) {
+TEST_F(registration_of_a_line, registered_under_another_id_is_stored_while_the_line_keeps_its_own) {
     line_.UpdateRegistration(Registration(99, L"Desk 7"), true);
     EXPECT_EQ(tapi_.Events(), CallReset());
     EXPECT_TRUE(Has(Registration(99, L"Desk 7")));
     EXPECT_EQ(line_.PermanentLineId(), kPermanentLineId);
 }
 
-TEST_F(registration_of_a_line, UnregisteredUnchangedResetsTheCallsAndLogsNoUpdate) {
+TEST_F(registration_of_a_line, unregistered_unchanged_resets_the_calls_and_logs_no_update) {
     line_.UpdateRegistration(Registration(kPermanentLineId, L"Desk 7"), false);
     EXPECT_EQ(tapi_.Events(), CallReset());
     EXPECT_EQ(log_.CountStarting("Line", "Updated registration"), 0U);
     EXPECT_EQ(log_.CountStarting("Line", "Reset calls "), 1U);
 }
 
-TEST_F(registration_of_a_line, UnregisteredWithPortZeroResetsOnceBeforeItIsLoggedAndStored) {
+TEST_F(registration_of_a_line, unregistered_with_port_zero_resets_once_before_it_is_logged_and_stored) {
     line_.UpdateRegistration(Registration(kPermanentLineId, L"Desk 7", 0), false);
     EXPECT_EQ(tapi_.Events(), CallReset());
     EXPECT_EQ(log_.CountStarting("Line", "Reset calls "), 1U);
@@ -300,7 +301,7 @@ TEST_F(registration_of_a_line, UnregisteredWithPortZeroResetsOnceBeforeItIsLogge
 
 class call_counts_of_a_line : public line_fixture {};
 
-TEST_F(call_counts_of_a_line, IdleAndHeldCallsAreNotActive) {
+TEST_F(call_counts_of_a_line, idle_and_held_calls_are_not_active) {
     Open();
     const std::vector<std::uint32_t> states = {LINECALLSTATE_IDLE,           LINECALLSTATE_OFFERING,
                                                LINECALLSTATE_CONNECTED,      LINECALLSTATE_ONHOLD,
@@ -313,7 +314,7 @@ TEST_F(call_counts_of_a_line, IdleAndHeldCallsAreNotActive) {
     EXPECT_EQ(line_.Calls().CountCalls().on_hold, 1U);
 }
 
-TEST_F(call_counts_of_a_line, AClosedLineHasNone) {
+TEST_F(call_counts_of_a_line, a_closed_line_has_none) {
     (void)CallInState(LINECALLSTATE_CONNECTED, L"a");
     (void)CallInState(LINECALLSTATE_ONHOLD, L"b");
     EXPECT_EQ(line_.Calls().CountCalls().active, 0U);

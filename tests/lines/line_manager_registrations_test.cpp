@@ -1,10 +1,8 @@
 // What becomes of registrations that the service reports while the provider runs, and how lines are numbered.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -37,7 +35,7 @@ class registrations_of_a_running_manager : public line_manager_fixture {
     }
 };
 
-TEST_F(registrations_of_a_running_manager, NewClientIsANewLineThatIsAnnounced) {
+TEST_F(registrations_of_a_running_manager, new_client_is_a_new_line_that_is_announced) {
     SendAndWait(RegistrationChanged("registered", RegistrationElement(104, "Desk 4", 5064)));
     EXPECT_THAT(log_.Texts("LineManager"),
                 ElementsAre("Client registered: Desk 4 on port 5064", "Create new line",
@@ -53,7 +51,7 @@ TEST_F(registrations_of_a_running_manager, NewClientIsANewLineThatIsAnnounced) {
     EXPECT_EQ(manager_->FindLineByDeviceId(8), LineOf(104));
 }
 
-TEST_F(registrations_of_a_running_manager, RefreshedClientHasNoLogLineOfItsOwn) {
+TEST_F(registrations_of_a_running_manager, refreshed_client_has_no_log_line_of_its_own) {
     SendAndWait(RegistrationChanged("refreshed", RegistrationElement(101, "Desk 1")) +
                 RegistrationChanged("refreshed", RegistrationElement(104, "Desk 4")));
     EXPECT_THAT(log_.Texts("LineManager"),
@@ -62,7 +60,7 @@ TEST_F(registrations_of_a_running_manager, RefreshedClientHasNoLogLineOfItsOwn) 
     EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProvider, 8)));
 }
 
-TEST_F(registrations_of_a_running_manager, KnownClientUnchangedResetsNothing) {
+TEST_F(registrations_of_a_running_manager, known_client_unchanged_resets_nothing) {
     ConnectCallOnDesk1();
     SendAndWait(RegistrationChanged("registered", RegistrationElement(101, "Desk 1")));
     EXPECT_THAT(log_.Texts("LineManager"),
@@ -74,7 +72,7 @@ TEST_F(registrations_of_a_running_manager, KnownClientUnchangedResetsNothing) {
     EXPECT_EQ(manager_->GetLineCount(), 3U);
 }
 
-TEST_F(registrations_of_a_running_manager, KnownClientOnAnotherPortHasItsCallsReset) {
+TEST_F(registrations_of_a_running_manager, known_client_on_another_port_has_its_calls_reset) {
     ConnectCallOnDesk1();
     SendAndWait(RegistrationChanged("registered", RegistrationElement(101, "Desk 1", 5099)));
     EXPECT_EQ(log_.Texts("Line").front(),
@@ -82,7 +80,7 @@ TEST_F(registrations_of_a_running_manager, KnownClientOnAnotherPortHasItsCallsRe
     EXPECT_EQ(tapi_.Events(), CallReset());
 }
 
-TEST_F(registrations_of_a_running_manager, KnownClientThatDisconnectsHasItsCallsReset) {
+TEST_F(registrations_of_a_running_manager, known_client_that_disconnects_has_its_calls_reset) {
     ConnectCallOnDesk1();
     SendAndWait(RegistrationChanged("refreshed", RegistrationElement(101, "Desk 1", 5060, false, false)));
     EXPECT_EQ(tapi_.Events(), CallReset());
@@ -90,7 +88,7 @@ TEST_F(registrations_of_a_running_manager, KnownClientThatDisconnectsHasItsCalls
     EXPECT_FALSE(LineOf(101)->CanAnswer());
 }
 
-TEST_F(registrations_of_a_running_manager, UnregisteredClientKeepsItsLineAndHasItsCallsReset) {
+TEST_F(registrations_of_a_running_manager, unregistered_client_keeps_its_line_and_has_its_calls_reset) {
     ConnectCallOnDesk1();
     const line* const before = LineOf(101);
     SendAndWait(RegistrationChanged("unregistered", RegistrationElement(101, "Desk 1")));
@@ -102,7 +100,7 @@ TEST_F(registrations_of_a_running_manager, UnregisteredClientKeepsItsLineAndHasI
     EXPECT_TRUE(before->IsOpen());
 }
 
-TEST_F(registrations_of_a_running_manager, UnregisteredClientThatIsUnknownIsANewLine) {
+TEST_F(registrations_of_a_running_manager, unregistered_client_that_is_unknown_is_a_new_line) {
     SendAndWait(RegistrationChanged("unregistered", RegistrationElement(104, "Desk 4", 0, false, false)));
     EXPECT_THAT(log_.Texts("LineManager"),
                 ElementsAre("Client unregistered: Desk 4", "Create new line",
@@ -111,7 +109,7 @@ TEST_F(registrations_of_a_running_manager, UnregisteredClientThatIsUnknownIsANew
     EXPECT_NE(LineOf(104), nullptr);
 }
 
-TEST_F(registrations_of_a_running_manager, ListOfAnotherLengthIsLogged) {
+TEST_F(registrations_of_a_running_manager, list_of_another_length_is_logged) {
     SendAndWait(ListAnswer(9, RegistrationElement(101, "Desk 1") + RegistrationElement(102, "Desk 2")));
     EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("Client list changed. Old size: 3, new size: 2",
                                                        "Update existing line", "Update existing line"));
@@ -120,7 +118,7 @@ TEST_F(registrations_of_a_running_manager, ListOfAnotherLengthIsLogged) {
     EXPECT_NE(LineOf(103), nullptr);
 }
 
-TEST_F(registrations_of_a_running_manager, ListOfTheSameLengthIsNotLoggedEvenWithAnotherClient) {
+TEST_F(registrations_of_a_running_manager, list_of_the_same_length_is_not_logged_even_with_another_client) {
     SendAndWait(ListAnswer(9, RegistrationElement(101, "Desk 1") + RegistrationElement(102, "Desk 2") +
                                   RegistrationElement(104, "Desk 4")));
     EXPECT_EQ(log_.CountStarting("LineManager", "Client list changed."), 0U);
@@ -128,7 +126,7 @@ TEST_F(registrations_of_a_running_manager, ListOfTheSameLengthIsNotLoggedEvenWit
     EXPECT_EQ(manager_->GetLineCount(), 4U);
 }
 
-TEST_F(registrations_of_a_running_manager, EmptyListIsLoggedAndChangesNothing) {
+TEST_F(registrations_of_a_running_manager, empty_list_is_logged_and_changes_nothing) {
     ConnectCallOnDesk1();
     SendAndWait(ListAnswer(9, ""));
     EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("Client list changed. Old size: 3, new size: 0"));
@@ -136,7 +134,7 @@ TEST_F(registrations_of_a_running_manager, EmptyListIsLoggedAndChangesNothing) {
     EXPECT_EQ(manager_->GetLineCount(), 3U);
 }
 
-TEST_F(registrations_of_a_running_manager, ListEntryWithPortZeroCountsAsUnregistered) {
+TEST_F(registrations_of_a_running_manager, list_entry_with_port_zero_counts_as_unregistered) {
     ConnectCallOnDesk1();
     SendAndWait(ListAnswer(9, RegistrationElement(101, "Desk 1", 0) + RegistrationElement(102, "Desk 2") +
                                   RegistrationElement(103, "Desk 3")));
@@ -153,7 +151,7 @@ TEST_F(registrations_of_a_running_manager, ListEntryWithPortZeroCountsAsUnregist
     EXPECT_EQ(tapi_.Count(), 2U);
 }
 
-TEST_F(registrations_of_a_running_manager, DriverLineHandlesGoOnAndAreNeverUsedAgain) {
+TEST_F(registrations_of_a_running_manager, driver_line_handles_go_on_and_are_never_used_again) {
     SendAndWait(RegistrationChanged("unregistered", RegistrationElement(103, "Desk 3")) +
                 RegistrationChanged("registered", RegistrationElement(104, "Desk 4")) +
                 RegistrationChanged("registered", RegistrationElement(105, "Desk 5")));
@@ -162,14 +160,14 @@ TEST_F(registrations_of_a_running_manager, DriverLineHandlesGoOnAndAreNeverUsedA
     EXPECT_EQ(LineOf(105)->DriverLineHandle(), 5U);
 }
 
-TEST_F(registrations_of_a_running_manager, PermanentIdMinusOneIsNeverFoundAgain) {
+TEST_F(registrations_of_a_running_manager, permanent_id_minus_one_is_never_found_again) {
     SendAndWait(RegistrationChanged("registered", RegistrationElement(-1, "Nobody")) +
                 RegistrationChanged("registered", RegistrationElement(-1, "Nobody")));
     EXPECT_EQ(LineOf(-1), nullptr);
     EXPECT_EQ(manager_->GetLineCount(), 5U);
 }
 
-TEST_F(registrations_of_a_running_manager, TapiMayNumberTheLineFromInsideItsAnnouncement) {
+TEST_F(registrations_of_a_running_manager, tapi_may_number_the_line_from_inside_its_announcement) {
     tapi_.SetReaction([&](const tapi_event& event) {
         line* const created = manager_->FindLineByDeviceId(static_cast<std::uint32_t>(event.param2));
         ASSERT_NE(created, nullptr);
@@ -184,7 +182,7 @@ TEST_F(registrations_of_a_running_manager, TapiMayNumberTheLineFromInsideItsAnno
 
 class line_numbering : public line_manager_fixture {};
 
-TEST_F(line_numbering, FromTheBaseInTheOrderOfTheListAndOnwards) {
+TEST_F(line_numbering, from_the_base_in_the_order_of_the_list_and_onwards) {
     service_.SetLists({ThreeRegistrations()});
     Start();
     log_.Skip();
@@ -211,7 +209,7 @@ TEST_F(line_numbering, FromTheBaseInTheOrderOfTheListAndOnwards) {
     EXPECT_EQ(tapi_.Events().back(), LineCreate(kProvider, 9));
 }
 
-TEST_F(line_numbering, OfALineThatComesBeforeTheBaseIsUnknown) {
+TEST_F(line_numbering, of_a_line_that_comes_before_the_base_is_unknown) {
     service_.SetLists({ThreeRegistrations()});
     Start();
     SendAndWait(RegistrationChanged("registered", RegistrationElement(104, "Desk 4")));
@@ -222,7 +220,7 @@ TEST_F(line_numbering, OfALineThatComesBeforeTheBaseIsUnknown) {
     EXPECT_EQ(manager_->FindLineByDeviceId(8), LineOf(104));
 }
 
-TEST_F(line_numbering, ASecondBaseLeavesNumberedLinesAloneAndCountsOnPastThem) {
+TEST_F(line_numbering, a_second_base_leaves_numbered_lines_alone_and_counts_on_past_them) {
     service_.SetLists({ThreeRegistrations()});
     Start(5);
     log_.Skip();
@@ -235,7 +233,7 @@ TEST_F(line_numbering, ASecondBaseLeavesNumberedLinesAloneAndCountsOnPastThem) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProvider, 23)));
 }
 
-TEST_F(line_numbering, SkipsTheValueThatMeansUnknown) {
+TEST_F(line_numbering, skips_the_value_that_means_unknown) {
     service_.SetLists({ThreeRegistrations()});
     Start();
     manager_->SetDeviceIdBase(0xFFFFFFFE);
@@ -246,7 +244,7 @@ TEST_F(line_numbering, SkipsTheValueThatMeansUnknown) {
     EXPECT_EQ(manager_->FindLineByDeviceId(0), LineOf(103));
 }
 
-TEST_F(line_numbering, UpdateToTheValueThatMeansUnknownIsIgnored) {
+TEST_F(line_numbering, update_to_the_value_that_means_unknown_is_ignored) {
     StartWithThreeLines();
     manager_->UpdateDeviceId(*LineOf(101), 0xFFFFFFFF);
     EXPECT_EQ(LineOf(101)->DeviceId(), 5U);
@@ -254,7 +252,7 @@ TEST_F(line_numbering, UpdateToTheValueThatMeansUnknownIsIgnored) {
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(line_numbering, UpdateToANumberThatIsTakenReplacesItsEntry) {
+TEST_F(line_numbering, update_to_a_number_that_is_taken_replaces_its_entry) {
     StartWithThreeLines();
     manager_->UpdateDeviceId(*LineOf(101), 6);
     EXPECT_EQ(manager_->FindLineByDeviceId(6), LineOf(101));
@@ -264,7 +262,7 @@ TEST_F(line_numbering, UpdateToANumberThatIsTakenReplacesItsEntry) {
 
 class line_create_without_a_procedure : public line_manager_fixture {};
 
-TEST_F(line_create_without_a_procedure, IsLoggedAndTheLineIsThereAllTheSame) {
+TEST_F(line_create_without_a_procedure, is_logged_and_the_line_is_there_all_the_same) {
     service_.SetLists({ThreeRegistrations()});
     Start(nullptr, 5);
     log_.Skip();

@@ -1,7 +1,6 @@
 // TAPI's requests for lines, the softphones' call events, and both at once.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <atomic>
 #include <chrono>
@@ -15,6 +14,7 @@
 
 #include "platform/low32.h"
 #include "platform/version_numbers.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_manager_fixture.h"
 
 namespace brivelnox::test {
@@ -31,7 +31,7 @@ class requests_to_a_running_manager : public line_manager_fixture {
     requests_to_a_running_manager() { StartWithThreeLines(); }
 };
 
-TEST_F(requests_to_a_running_manager, OpeningALineIsLoggedAndReturnsItsDriverLineHandle) {
+TEST_F(requests_to_a_running_manager, opening_a_line_is_logged_and_returns_its_driver_line_handle) {
     EXPECT_EQ(OpenLine(6, 0xA2), 2U);
     char procedure[16] = {};
     (void)std::snprintf(procedure, sizeof(procedure), "0x%08X", Low32(tapi_.Procedure()));
@@ -45,14 +45,14 @@ TEST_F(requests_to_a_running_manager, OpeningALineIsLoggedAndReturnsItsDriverLin
     EXPECT_TRUE(LineOf(102)->IsOpen());
 }
 
-TEST_F(requests_to_a_running_manager, OpeningAnUnknownLineWritesNothing) {
+TEST_F(requests_to_a_running_manager, opening_an_unknown_line_writes_nothing) {
     HDRVLINE driver_line_handle = AsHandle<HDRVLINE>(0x77);
     manager_->OpenLine(99, AsHandle<HTAPILINE>(0xA2), driver_line_handle, tapi_.Procedure());
     EXPECT_EQ(driver_line_handle, AsHandle<HDRVLINE>(0x77));
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(requests_to_a_running_manager, ClosingALineByItsDriverLineHandle) {
+TEST_F(requests_to_a_running_manager, closing_a_line_by_its_driver_line_handle) {
     (void)OpenLine(6, 0xA2);
     log_.Skip();
     manager_->CloseLine(2);
@@ -62,7 +62,7 @@ TEST_F(requests_to_a_running_manager, ClosingALineByItsDriverLineHandle) {
     EXPECT_THAT(log_.Texts("LineManager"), IsEmpty());
 }
 
-TEST_F(requests_to_a_running_manager, ClosingAnUnknownLineIsIgnored) {
+TEST_F(requests_to_a_running_manager, closing_an_unknown_line_is_ignored) {
     (void)OpenLine(6, 0xA2);
     log_.Skip();
     manager_->CloseLine(99);
@@ -71,7 +71,7 @@ TEST_F(requests_to_a_running_manager, ClosingAnUnknownLineIsIgnored) {
     EXPECT_TRUE(LineOf(102)->IsOpen());
 }
 
-TEST_F(requests_to_a_running_manager, OpeningALineInsideItsOwnClosingFails) {
+TEST_F(requests_to_a_running_manager, opening_a_line_inside_its_own_closing_fails) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     bool was_refused = false;
@@ -90,7 +90,7 @@ TEST_F(requests_to_a_running_manager, OpeningALineInsideItsOwnClosingFails) {
     EXPECT_TRUE(LineOf(102)->IsOpen());
 }
 
-TEST_F(requests_to_a_running_manager, UnknownKeysFindNoLine) {
+TEST_F(requests_to_a_running_manager, unknown_keys_find_no_line) {
     EXPECT_EQ(manager_->FindLineByDriverLineHandle(0), nullptr);
     EXPECT_EQ(manager_->FindLineByDriverLineHandle(4), nullptr);
     EXPECT_EQ(manager_->FindLineByDriverLineHandle(0x100000001), nullptr);
@@ -99,7 +99,7 @@ TEST_F(requests_to_a_running_manager, UnknownKeysFindNoLine) {
     EXPECT_EQ(manager_->FindLineByPermanentLineId(-1), nullptr);
 }
 
-TEST_F(requests_to_a_running_manager, CallEventsReachTheirLine) {
+TEST_F(requests_to_a_running_manager, call_events_reach_their_line) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Ringing") + CallRemovedEvent(102, "id-1"));
     EXPECT_THAT(tapi_.Events(),
@@ -109,7 +109,7 @@ TEST_F(requests_to_a_running_manager, CallEventsReachTheirLine) {
                             CallState(0xA2, kNewCall, LINECALLSTATE_IDLE)));
 }
 
-TEST_F(requests_to_a_running_manager, CallEventsForAnUnknownLineAreIgnored) {
+TEST_F(requests_to_a_running_manager, call_events_for_an_unknown_line_are_ignored) {
     (void)OpenLine(6, 0xA2);
     log_.Skip();
     SendAndWait(CallStateEvent(999, "id-1", "Ringing") + CallRemovedEvent(999, "id-1"));
@@ -117,7 +117,7 @@ TEST_F(requests_to_a_running_manager, CallEventsForAnUnknownLineAreIgnored) {
     EXPECT_THAT(log_.Texts("Line"), IsEmpty());
 }
 
-TEST_F(requests_to_a_running_manager, RemovedCallIsFoundByAnIdInTheAnsiCodePage) {
+TEST_F(requests_to_a_running_manager, removed_call_is_found_by_an_id_in_the_ansi_code_page) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "b\xFCro", "Ringing"));
     tapi_.Clear();
@@ -125,7 +125,7 @@ TEST_F(requests_to_a_running_manager, RemovedCallIsFoundByAnIdInTheAnsiCodePage)
     EXPECT_EQ(tapi_.Count(), 2U);
 }
 
-TEST_F(requests_to_a_running_manager, CallRequestsOfALineGoToTheService) {
+TEST_F(requests_to_a_running_manager, call_requests_of_a_line_go_to_the_service) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Ringing"));
     calls_->AnswerCall(1);
@@ -136,7 +136,7 @@ TEST_F(requests_to_a_running_manager, CallRequestsOfALineGoToTheService) {
 
 class requests_inside_messages : public requests_to_a_running_manager {};
 
-TEST_F(requests_inside_messages, OnOtherLinesAndOnTheManagerPassAThreadThatWaitsForBoth) {
+TEST_F(requests_inside_messages, on_other_lines_and_on_the_manager_pass_a_thread_that_waits_for_both) {
     (void)OpenLine(5, 0xA1);
     (void)OpenLine(6, 0xA2);
     gate inside;
@@ -166,7 +166,7 @@ TEST_F(requests_inside_messages, OnOtherLinesAndOnTheManagerPassAThreadThatWaits
     EXPECT_FALSE(tapi_.HasOverlapped());
 }
 
-TEST_F(requests_inside_messages, LookUpsOfOtherThreadsDoNotWaitForACallback) {
+TEST_F(requests_inside_messages, look_ups_of_other_threads_do_not_wait_for_a_callback) {
     (void)OpenLine(5, 0xA1);
     gate inside;
     gate go_on;
@@ -188,7 +188,7 @@ TEST_F(requests_inside_messages, LookUpsOfOtherThreadsDoNotWaitForACallback) {
     SendAndWait("");
 }
 
-TEST_F(requests_inside_messages, CallEventsOfALineDoNotHoldUpDigitsOnAnother) {
+TEST_F(requests_inside_messages, call_events_of_a_line_do_not_hold_up_digits_on_another) {
     (void)OpenLine(5, 0xA1);
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-2", "Connected"));
@@ -209,7 +209,7 @@ TEST_F(requests_inside_messages, CallEventsOfALineDoNotHoldUpDigitsOnAnother) {
     SendAndWait("");
 }
 
-TEST_F(requests_inside_messages, ManyRegistrationsAndRequestsAtOnceLeaveEveryLineInPlace) {
+TEST_F(requests_inside_messages, many_registrations_and_requests_at_once_leave_every_line_in_place) {
     constexpr int kNewLines = 60;
     std::string registrations;
     for (int i = 0; i < kNewLines; ++i) {

@@ -1,7 +1,6 @@
 // How the line manager gets its first lines.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <chrono>
 #include <cstdint>
@@ -15,6 +14,7 @@
 
 #include "logging/logger.h"
 #include "tests/logging/logger_lock_helper.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_manager_fixture.h"
 
 namespace brivelnox::test {
@@ -32,7 +32,7 @@ class line_manager_start : public line_manager_fixture {
     }
 };
 
-TEST_F(line_manager_start, MakesALinePerRegistrationInTheOrderOfTheList) {
+TEST_F(line_manager_start, makes_a_line_per_registration_in_the_order_of_the_list) {
     service_.SetLists({ThreeRegistrations()});
     Start();
     ASSERT_EQ(manager_->GetLineCount(), 3U);
@@ -52,7 +52,7 @@ TEST_F(line_manager_start, MakesALinePerRegistrationInTheOrderOfTheList) {
     EXPECT_THAT(service_.Requests(), ElementsAre(ListRequest(0)));
 }
 
-TEST_F(line_manager_start, ListThatNobodyAskedForIsCountedAndWhatTheAnswerAddsIsAnnounced) {
+TEST_F(line_manager_start, list_that_nobody_asked_for_is_counted_and_what_the_answer_adds_is_announced) {
     for (int round = 0; round < 20; ++round) {
         service_.SetBeforeFirstList(ListAnswer(7, ThreeRegistrations()));
         service_.SetLists({ThreeRegistrations() + RegistrationElement(104, "Desk 4")});
@@ -68,7 +68,7 @@ TEST_F(line_manager_start, ListThatNobodyAskedForIsCountedAndWhatTheAnswerAddsIs
     }
 }
 
-TEST_F(line_manager_start, RegistrationBehindTheFirstListIsAnnouncedAndNotCounted) {
+TEST_F(line_manager_start, registration_behind_the_first_list_is_announced_and_not_counted) {
     for (int round = 0; round < 20; ++round) {
         service_.SetAnswersLists(false);
         tapi_.Clear();
@@ -85,7 +85,7 @@ TEST_F(line_manager_start, RegistrationBehindTheFirstListIsAnnouncedAndNotCounte
     }
 }
 
-TEST_F(line_manager_start, IsLoggedStepByStep) {
+TEST_F(line_manager_start, is_logged_step_by_step) {
     service_.SetLists({RegistrationElement(101, "Desk 1", 5060, true, false)});
     Start();
     EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("()", "CreateInitialLines", "Create new line"));
@@ -95,7 +95,7 @@ TEST_F(line_manager_start, IsLoggedStepByStep) {
                             "client connected: 1, sip connected: 0"));
 }
 
-TEST_F(line_manager_start, WithTapisBaseNumbersTheLinesFromIt) {
+TEST_F(line_manager_start, with_tapis_base_numbers_the_lines_from_it) {
     service_.SetLists({ThreeRegistrations()});
     Start(5);
     for (std::uint32_t id = 5; id <= 7; ++id) {
@@ -107,7 +107,7 @@ TEST_F(line_manager_start, WithTapisBaseNumbersTheLinesFromIt) {
     EXPECT_EQ(log_.CountStarting("Line", "Initialize deviceId"), 0U);
 }
 
-TEST_F(line_manager_start, EmptyListIsAskedForAgainAndItsLinesAreAnnounced) {
+TEST_F(line_manager_start, empty_list_is_asked_for_again_and_its_lines_are_announced) {
     service_.SetLists({"", ThreeRegistrations()});
     Start(5);
     EXPECT_TRUE(tapi_.WaitForCount(3, kSoon));
@@ -117,7 +117,7 @@ TEST_F(line_manager_start, EmptyListIsAskedForAgainAndItsLinesAreAnnounced) {
     EXPECT_EQ(manager_->GetLineCount(), 3U);
 }
 
-TEST_F(line_manager_start, EmptyListGivesNoLines) {
+TEST_F(line_manager_start, empty_list_gives_no_lines) {
     service_.SetLists({""});
     Start();
     EXPECT_EQ(manager_->GetLineCount(), 0U);
@@ -126,7 +126,7 @@ TEST_F(line_manager_start, EmptyListGivesNoLines) {
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(line_manager_start, SameIdTwiceInTheListIsOneLine) {
+TEST_F(line_manager_start, same_id_twice_in_the_list_is_one_line) {
     service_.SetLists({RegistrationElement(101, "Desk 1") + RegistrationElement(101, "Desk 1")});
     Start();
     EXPECT_EQ(manager_->GetLineCount(), 1U);
@@ -134,14 +134,14 @@ TEST_F(line_manager_start, SameIdTwiceInTheListIsOneLine) {
                 ElementsAre("()", "CreateInitialLines", "Create new line", "Update existing line"));
 }
 
-TEST_F(line_manager_start, EntryWithPortZeroIsALineToo) {
+TEST_F(line_manager_start, entry_with_port_zero_is_a_line_too) {
     service_.SetLists({RegistrationElement(101, "Desk 1", 0, false, false)});
     Start();
     EXPECT_EQ(manager_->GetLineCount(), 1U);
     EXPECT_NE(LineOf(101), nullptr);
 }
 
-TEST_F(line_manager_start, CallStateBeforeTheFirstListDoesNotDelayIt) {
+TEST_F(line_manager_start, call_state_before_the_first_list_does_not_delay_it) {
     service_.SetLists({ThreeRegistrations()});
     service_.SetBeforeFirstList(CallStateEvent(101, "id-1", "Connected") +
                                 CallStateEvent(102, "id-2", "Ringing") + CallRemovedEvent(101, "id-1"));
@@ -154,7 +154,7 @@ TEST_F(line_manager_start, CallStateBeforeTheFirstListDoesNotDelayIt) {
     EXPECT_EQ(log_.CountStarting("Line", "Client call state received."), 0U);
 }
 
-TEST_F(line_manager_start, MessagesThatComeWithTheConnectionDoNotDisturbIt) {
+TEST_F(line_manager_start, messages_that_come_with_the_connection_do_not_disturb_it) {
     service_.SetGreeting(CallStateEvent(101, "id-1", "Connected") +
                          RegistrationChanged("registered", RegistrationElement(101, "Desk 1")) +
                          CallRemovedEvent(101, "id-1"));
@@ -167,7 +167,7 @@ TEST_F(line_manager_start, MessagesThatComeWithTheConnectionDoNotDisturbIt) {
     }
 }
 
-TEST_F(line_manager_start, EventsBehindTheFirstListFindItsLines) {
+TEST_F(line_manager_start, events_behind_the_first_list_find_its_lines) {
     service_.SetAnswersLists(false);
     const auto starting = StartInBackground(5);
     ASSERT_TRUE(service_.WaitForRequests(1, kSoon));
@@ -190,7 +190,7 @@ struct early_change_row {
 class early_registration_change : public line_manager_start,
                                   public testing::WithParamInterface<early_change_row> {};
 
-TEST_P(early_registration_change, ChangesNothingAndCausesOneMoreListRequest) {
+TEST_P(early_registration_change, changes_nothing_and_causes_one_more_list_request) {
     service_.SetAnswersLists(false);
     const auto starting = StartInBackground(5);
     ASSERT_TRUE(service_.WaitForRequests(1, kSoon));
@@ -224,7 +224,7 @@ INSTANTIATE_TEST_SUITE_P(
                     early_change_row{"unregistered", {"Client unregistered: Desk 4"}}),
     [](const testing::TestParamInfo<early_change_row>& row) { return std::string(row.param.reason); });
 
-TEST_F(line_manager_start, ListThatDoesNotComeIsGivenUpAndAskedForAgain) {
+TEST_F(line_manager_start, list_that_does_not_come_is_given_up_and_asked_for_again) {
     service_.SetAnswersLists(false);
     rs_tsp_client_timing timing;
     timing.list_wait = 200;
@@ -268,7 +268,7 @@ class slow_first_list : public line_manager_start {
     }
 };
 
-TEST_F(slow_first_list, IsAppliedBeforeWhatLiesBehindIt) {
+TEST_F(slow_first_list, is_applied_before_what_lies_behind_it) {
     StartSlowly(RegistrationChanged("registered", RegistrationElement(104, "Desk 4")) +
                 CallStateEvent(1000 + kLines - 1, "id-1", "Ringing"));
     EXPECT_EQ(manager_->InitialLineCount(), std::uint32_t{kLines});
@@ -278,7 +278,7 @@ TEST_F(slow_first_list, IsAppliedBeforeWhatLiesBehindIt) {
     EXPECT_EQ(log_.CountStarting("Line", "Client call state received."), 1U) << "its line was there";
 }
 
-TEST(line_manager_timing, IsTwentySecondsForTheListAndThirtyForTheTimer) {
+TEST(line_manager_timing, is_twenty_seconds_for_the_list_and_thirty_for_the_timer) {
     const rs_tsp_client_timing timing;
     EXPECT_EQ(timing.list_wait, 20000U);
     EXPECT_EQ(timing.keep_alive_period, 30000U);
@@ -299,7 +299,7 @@ class line_manager_without_a_service : public testing::Test {
     std::shared_ptr<line_manager> manager_;
 };
 
-TEST_F(line_manager_without_a_service, ExistsWithoutLines) {
+TEST_F(line_manager_without_a_service, exists_without_lines) {
     ASSERT_NE(manager_, nullptr);
     EXPECT_EQ(manager_->GetLineCount(), 0U);
     EXPECT_THAT(log_.Texts("RsTspClient"),
@@ -307,7 +307,7 @@ TEST_F(line_manager_without_a_service, ExistsWithoutLines) {
     EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("()", "CreateInitialLines"));
 }
 
-TEST_F(line_manager_without_a_service, IsCleanedUpWhenItIsDestroyed) {
+TEST_F(line_manager_without_a_service, is_cleaned_up_when_it_is_destroyed) {
     manager_ = nullptr;
     EXPECT_THAT(log_.Texts("LineManager"), ElementsAre("()", "CreateInitialLines", "CleanUp", "DeleteLines"));
 }

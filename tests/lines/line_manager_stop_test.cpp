@@ -1,11 +1,10 @@
 // The end of the line manager.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "calls/tapi_call.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 #include "tests/support/line_manager_fixture.h"
 
@@ -32,7 +32,7 @@ class line_manager_stop : public line_manager_fixture {
     line_manager_stop() { StartWithThreeLines(); }
 };
 
-TEST_F(line_manager_stop, ClosesTheLinesInTheOrderOfTheirCreationAndEndsTheirCalls) {
+TEST_F(line_manager_stop, closes_the_lines_in_the_order_of_their_creation_and_ends_their_calls) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     tapi_.Clear();
@@ -48,21 +48,21 @@ TEST_F(line_manager_stop, ClosesTheLinesInTheOrderOfTheirCreationAndEndsTheirCal
                                     "LineClose Desk 3, tapiLineHandle: 0x00000000, deviceId: 0x00000007"));
 }
 
-TEST_F(line_manager_stop, LeavesNoLines) {
+TEST_F(line_manager_stop, leaves_no_lines) {
     manager_->Stop();
     EXPECT_EQ(manager_->GetLineCount(), 0U);
     EXPECT_EQ(manager_->FindLineByDriverLineHandle(1), nullptr);
     EXPECT_EQ(manager_->FindLineByPermanentLineId(101), nullptr);
 }
 
-TEST_F(line_manager_stop, LeavesTheIndexByDeviceIdentifierToThoseWhoAreStillInside) {
+TEST_F(line_manager_stop, leaves_the_index_by_device_identifier_to_those_who_are_still_inside) {
     const line* const first = LineOf(101);
     manager_->Stop();
     EXPECT_EQ(manager_->FindLineByDeviceId(5), first);
     EXPECT_EQ(first->Name(), L"Desk 1");
 }
 
-TEST_F(line_manager_stop, TwiceDoesNothingTheSecondTime) {
+TEST_F(line_manager_stop, twice_does_nothing_the_second_time) {
     manager_->Stop();
     log_.Skip();
     manager_->Stop();
@@ -70,7 +70,7 @@ TEST_F(line_manager_stop, TwiceDoesNothingTheSecondTime) {
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(line_manager_stop, NothingIsToldAfterwardsWhateverStillRuns) {
+TEST_F(line_manager_stop, nothing_is_told_afterwards_whatever_still_runs) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     line* const held = LineOf(102);
@@ -87,7 +87,7 @@ TEST_F(line_manager_stop, NothingIsToldAfterwardsWhateverStillRuns) {
     EXPECT_EQ(manager_->GetLineCount(), 0U);
 }
 
-TEST_F(line_manager_stop, CallsHaveALineThatTakesNoRequestsAfterwards) {
+TEST_F(line_manager_stop, calls_have_a_line_that_takes_no_requests_afterwards) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     manager_->Stop();
@@ -101,7 +101,7 @@ TEST_F(line_manager_stop, CallsHaveALineThatTakesNoRequestsAfterwards) {
     EXPECT_EQ(calls_->FindCall(1), nullptr);
 }
 
-TEST_F(line_manager_stop, RequestsThatTapiMakesInsideTheLastMessagesWork) {
+TEST_F(line_manager_stop, requests_that_tapi_makes_inside_the_last_messages_work) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected") + CallStateEvent(102, "id-2", "Connected"));
     tapi_.Clear();
@@ -119,7 +119,7 @@ TEST_F(line_manager_stop, RequestsThatTapiMakesInsideTheLastMessagesWork) {
     EXPECT_EQ(tapi_.EventsOf(kNewCall + 1).size(), 2U);
 }
 
-TEST_F(line_manager_stop, LineThatIsClosedIsNotOpenedAgainInsideTheLastMessages) {
+TEST_F(line_manager_stop, line_that_is_closed_is_not_opened_again_inside_the_last_messages) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     const line* const first = LineOf(101);
@@ -138,7 +138,7 @@ TEST_F(line_manager_stop, LineThatIsClosedIsNotOpenedAgainInsideTheLastMessages)
     EXPECT_FALSE(open);
 }
 
-TEST_F(line_manager_stop, WhileEventsKeepComingEndsAndTellsNothingMore) {
+TEST_F(line_manager_stop, while_events_keep_coming_ends_and_tells_nothing_more) {
     (void)OpenLine(5, 0xA1);
     std::string events;
     for (int i = 0; i < 300; ++i) {
@@ -165,7 +165,7 @@ TEST_F(line_manager_stop, WhileEventsKeepComingEndsAndTellsNothingMore) {
     EXPECT_EQ(announced, idle);
 }
 
-TEST_F(line_manager_stop, WithACallbackThatBlocksIsBoundedAndNothingIsToldAfterIt) {
+TEST_F(line_manager_stop, with_a_callback_that_blocks_is_bounded_and_nothing_is_told_after_it) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     tapi_.Clear();

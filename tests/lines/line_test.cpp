@@ -3,16 +3,16 @@
 #include "lines/line.h"
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <stdexcept>
-#include <string>
-
-#include <tspi.h>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "platform/version_numbers.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 
 namespace brivelnox::test {
@@ -23,7 +23,7 @@ using testing::IsEmpty;
 
 class line_identity : public line_fixture {};
 
-TEST_F(line_identity, CreationIsLoggedWithNameAndDriverLineHandle) {
+TEST_F(line_identity, creation_is_logged_with_name_and_driver_line_handle) {
     const auto created = MakeLine(0x1F, Registration(9, L"Reception"), kUnknownDeviceId);
     EXPECT_THAT(
         log_.Lines(),
@@ -32,7 +32,7 @@ TEST_F(line_identity, CreationIsLoggedWithNameAndDriverLineHandle) {
             testing::Field(&log_line::text, "Reception created with driver line handle 0x0000001F"))));
 }
 
-TEST_F(line_identity, RegistrationWithoutANameMakesABrivelnoxLine) {
+TEST_F(line_identity, registration_without_a_name_makes_a_brivelnox_line) {
     const auto first = MakeLine(1, Registration(9, L""), kUnknownDeviceId);
     const auto second = MakeLine(2, Registration(10, L""), kUnknownDeviceId);
     EXPECT_EQ(first->Name(), L"Brivelnox Line");
@@ -41,7 +41,7 @@ TEST_F(line_identity, RegistrationWithoutANameMakesABrivelnoxLine) {
                                                 "Brivelnox Line created with driver line handle 0x00000002"));
 }
 
-TEST_F(line_identity, ANewLineHasWhatItsRegistrationSaysAndIsClosed) {
+TEST_F(line_identity, a_new_line_has_what_its_registration_says_and_is_closed) {
     const auto created = MakeLine(0x1F, Registration(-5, L"Reception", 5061), 12);
     EXPECT_EQ(created->Name(), L"Reception");
     EXPECT_EQ(created->PermanentLineId(), -5);
@@ -54,7 +54,7 @@ TEST_F(line_identity, ANewLineHasWhatItsRegistrationSaysAndIsClosed) {
     EXPECT_FALSE(created->CanAnswer());
 }
 
-TEST_F(line_identity, FirstDeviceIdentifierIsTakenAndLogged) {
+TEST_F(line_identity, first_device_identifier_is_taken_and_logged) {
     const auto created = MakeLine(4, Registration(9, L"Reception"), kUnknownDeviceId);
     log_.Skip();
     created->InitializeDeviceId(6);
@@ -62,7 +62,7 @@ TEST_F(line_identity, FirstDeviceIdentifierIsTakenAndLogged) {
     EXPECT_THAT(log_.Texts("Line"), ElementsAre("Initialize deviceId of Reception to 0x00000006"));
 }
 
-TEST_F(line_identity, LineThatHasADeviceIdentifierKeepsItSilently) {
+TEST_F(line_identity, line_that_has_a_device_identifier_keeps_it_silently) {
     const auto created = MakeLine(4, Registration(9, L"Reception"), 7);
     log_.Skip();
     created->InitializeDeviceId(8);
@@ -70,7 +70,7 @@ TEST_F(line_identity, LineThatHasADeviceIdentifierKeepsItSilently) {
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(line_identity, DeviceIdentifierIsReplacedUnconditionally) {
+TEST_F(line_identity, device_identifier_is_replaced_unconditionally) {
     log_.Skip();
     line_.UpdateDeviceId(12);
     EXPECT_EQ(line_.DeviceId(), 12U);
@@ -79,7 +79,7 @@ TEST_F(line_identity, DeviceIdentifierIsReplacedUnconditionally) {
 
 class opening_a_line : public line_fixture {};
 
-TEST_F(opening_a_line, IsLoggedWithHandlesAndVersion) {
+TEST_F(opening_a_line, is_logged_with_handles_and_version) {
     log_.Skip();
     Open();
     EXPECT_THAT(log_.Texts("Line"),
@@ -89,7 +89,7 @@ TEST_F(opening_a_line, IsLoggedWithHandlesAndVersion) {
     EXPECT_EQ(line_.TapiLineHandle(), AsHandle<HTAPILINE>(kTapiLine));
 }
 
-TEST_F(opening_a_line, AgainReplacesHandleAndProcedure) {
+TEST_F(opening_a_line, again_replaces_handle_and_procedure) {
     Open();
     log_.Skip();
     line_.Open(AsHandle<HTAPILINE>(0xA2), tapi_.OtherProcedure());
@@ -101,7 +101,7 @@ TEST_F(opening_a_line, AgainReplacesHandleAndProcedure) {
     EXPECT_EQ(tapi_.Count(), 1U);
 }
 
-TEST_F(opening_a_line, AfterClosingWorksAgain) {
+TEST_F(opening_a_line, after_closing_works_again) {
     Open();
     line_.Close();
     line_.Open(AsHandle<HTAPILINE>(0xA2), tapi_.Procedure());
@@ -110,7 +110,7 @@ TEST_F(opening_a_line, AfterClosingWorksAgain) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(0xA2, 0xC1, 0x200)));
 }
 
-TEST_F(opening_a_line, LogsTheLowHalfOfAHandleThatIsWiderThan32Bits) {
+TEST_F(opening_a_line, logs_the_low_half_of_a_handle_that_is_wider_than_32_bits) {
     log_.Skip();
     line_.Open(AsHandle<HTAPILINE>(0x1234567890ABCDEF), tapi_.Procedure());
     EXPECT_THAT(log_.Texts("Line"),
@@ -121,7 +121,7 @@ TEST_F(opening_a_line, LogsTheLowHalfOfAHandleThatIsWiderThan32Bits) {
 
 class closing_a_line : public line_fixture {};
 
-TEST_F(closing_a_line, IsLoggedAndKeepsTapisHandleForTheLog) {
+TEST_F(closing_a_line, is_logged_and_keeps_tapis_handle_for_the_log) {
     Open();
     log_.Skip();
     line_.Close();
@@ -132,7 +132,7 @@ TEST_F(closing_a_line, IsLoggedAndKeepsTapisHandleForTheLog) {
     EXPECT_EQ(line_.TapiLineHandle(), AsHandle<HTAPILINE>(kTapiLine));
 }
 
-TEST_F(closing_a_line, ThatIsClosedLogsAndChangesNothingElse) {
+TEST_F(closing_a_line, that_is_closed_logs_and_changes_nothing_else) {
     Open();
     line_.Close();
     log_.Skip();
@@ -143,7 +143,7 @@ TEST_F(closing_a_line, ThatIsClosedLogsAndChangesNothingElse) {
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(closing_a_line, EndsAConnectedCallBeforeItIsClosedAndSkipsAnIdleOne) {
+TEST_F(closing_a_line, ends_a_connected_call_before_it_is_closed_and_skips_an_idle_one) {
     Open();
     const auto idle = CallInState(LINECALLSTATE_IDLE, L"a", 0xC1);
     const auto connected = CallInState(LINECALLSTATE_CONNECTED, L"b", 0xC2);
@@ -160,7 +160,7 @@ TEST_F(closing_a_line, EndsAConnectedCallBeforeItIsClosedAndSkipsAnIdleOne) {
 
 class gate_to_tapi : public line_fixture {};
 
-TEST_F(gate_to_tapi, SendsThroughTheLinesProcedureWithItsHandleAndName) {
+TEST_F(gate_to_tapi, sends_through_the_lines_procedure_with_its_handle_and_name) {
     Open();
     log_.Skip();
     line_.SendEvent(AsHandle<HTAPICALL>(0xC1), LINE_CALLSTATE, LINECALLSTATE_OFFERING, 0, 4);
@@ -170,7 +170,7 @@ TEST_F(gate_to_tapi, SendsThroughTheLinesProcedureWithItsHandleAndName) {
                             "tapiCallHandle: 0x000000C1, Offering, , LINEMEDIAMODE_INTERACTIVEVOICE"));
 }
 
-TEST_F(gate_to_tapi, LineThatWasNeverOpenSkipsTheMessage) {
+TEST_F(gate_to_tapi, line_that_was_never_open_skips_the_message) {
     log_.Skip();
     line_.SendEvent(AsHandle<HTAPICALL>(0xC1), LINE_CALLSTATE, LINECALLSTATE_OFFERING, 0, 4);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
@@ -178,7 +178,7 @@ TEST_F(gate_to_tapi, LineThatWasNeverOpenSkipsTheMessage) {
                                                 "0x00000000, line not open"));
 }
 
-TEST_F(gate_to_tapi, ClosedLineSkipsTheMessageAndStillLogsItsOldHandle) {
+TEST_F(gate_to_tapi, closed_line_skips_the_message_and_still_logs_its_old_handle) {
     Open();
     line_.Close();
     Forget();
@@ -188,14 +188,14 @@ TEST_F(gate_to_tapi, ClosedLineSkipsTheMessageAndStillLogsItsOldHandle) {
                                                 "0x000000A1, line not open"));
 }
 
-TEST_F(gate_to_tapi, ClosedLineSkipsANewCallTooSoThatItGetsNoHandle) {
+TEST_F(gate_to_tapi, closed_line_skips_a_new_call_too_so_that_it_gets_no_handle) {
     HTAPICALL handle = nullptr;
     line_.SendEvent(nullptr, LINE_NEWCALL, 1, reinterpret_cast<DWORD_PTR>(&handle), 0);
     EXPECT_EQ(handle, nullptr);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(gate_to_tapi, OpenLineWithoutAProcedureLogsAndSendsNothing) {
+TEST_F(gate_to_tapi, open_line_without_a_procedure_logs_and_sends_nothing) {
     line_.Open(AsHandle<HTAPILINE>(kTapiLine), nullptr);
     log_.Skip();
     line_.SendEvent(AsHandle<HTAPICALL>(0xC1), LINE_CALLSTATE, LINECALLSTATE_OFFERING, 0, 4);
@@ -205,7 +205,7 @@ TEST_F(gate_to_tapi, OpenLineWithoutAProcedureLogsAndSendsNothing) {
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(gate_to_tapi, SwallowsWhatTheProcedureThrowsAndLetsGoOfTheLock) {
+TEST_F(gate_to_tapi, swallows_what_the_procedure_throws_and_lets_go_of_the_lock) {
     Open();
     tapi_.SetReaction([](const tapi_event&) { throw std::runtime_error("from the application"); });
     EXPECT_NO_THROW(line_.SendEvent(AsHandle<HTAPICALL>(0xC1), LINE_CALLINFO, 0x200, 0, 0));

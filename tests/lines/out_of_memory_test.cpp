@@ -1,7 +1,6 @@
 // A line comes about as a whole or not at all, whichever allocation on the way fails.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <cstddef>
 #include <new>

@@ -3,17 +3,18 @@
 #include "lines/tapi_event_sender.h"
 
 #include <windows.h>
+#include <tspi.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
-
-#include <tspi.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "platform/event_lock.h"
 #include "platform/locks.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/log_reader.h"
 #include "tests/support/process_log.h"
 #include "tests/support/tapi_recorder.h"
@@ -45,7 +46,7 @@ class tapi_event_sender : public testing::Test {
     event_lock events_;
 };
 
-TEST_F(tapi_event_sender, CallInfoIsLoggedWithItsBitsAndTheirNames) {
+TEST_F(tapi_event_sender, call_info_is_logged_with_its_bits_and_their_names) {
     Send(LINE_CALLINFO, 0x18000, 0, 0);
     EXPECT_THAT(log_.Lines(),
                 ElementsAre(testing::Field(
@@ -56,7 +57,7 @@ TEST_F(tapi_event_sender, CallInfoIsLoggedWithItsBitsAndTheirNames) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kLine, kCall, 0x18000)));
 }
 
-TEST_F(tapi_event_sender, CallInfoNamesFiveBitsWithRedirectingBeforeConnected) {
+TEST_F(tapi_event_sender, call_info_names_five_bits_with_redirecting_before_connected) {
     Send(LINE_CALLINFO, 0xB8200, 0, 0);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLINFO.  Desk 7, tapiLineHandle: 0x000000A1, "
@@ -65,7 +66,7 @@ TEST_F(tapi_event_sender, CallInfoNamesFiveBitsWithRedirectingBeforeConnected) {
                             "LINECALLINFOSTATE_CONNECTEDID LINECALLINFOSTATE_REASON "));
 }
 
-TEST_F(tapi_event_sender, CallInfoWithoutCalledIdNamesTheOtherFour) {
+TEST_F(tapi_event_sender, call_info_without_called_id_names_the_other_four) {
     Send(LINE_CALLINFO, 0xA8200, 0, 0);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLINFO.  Desk 7, tapiLineHandle: 0x000000A1, "
@@ -74,7 +75,7 @@ TEST_F(tapi_event_sender, CallInfoWithoutCalledIdNamesTheOtherFour) {
                             "LINECALLINFOSTATE_REASON "));
 }
 
-TEST_F(tapi_event_sender, CallInfoWithOtherBitsOnlyHasNoNamesAndIsSentAllTheSame) {
+TEST_F(tapi_event_sender, call_info_with_other_bits_only_has_no_names_and_is_sent_all_the_same) {
     Send(LINE_CALLINFO, 0x40, 0, 0);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLINFO.  Desk 7, tapiLineHandle: 0x000000A1, "
@@ -82,7 +83,7 @@ TEST_F(tapi_event_sender, CallInfoWithOtherBitsOnlyHasNoNamesAndIsSentAllTheSame
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kLine, kCall, 0x40)));
 }
 
-TEST_F(tapi_event_sender, EachCallInfoBitHasItsName) {
+TEST_F(tapi_event_sender, each_call_info_bit_has_its_name) {
     EXPECT_EQ(CallInfoStateNames(0x8000), L"LINECALLINFOSTATE_CALLERID ");
     EXPECT_EQ(CallInfoStateNames(0x10000), L"LINECALLINFOSTATE_CALLEDID ");
     EXPECT_EQ(CallInfoStateNames(0x80000), L"LINECALLINFOSTATE_REDIRECTINGID ");
@@ -92,7 +93,7 @@ TEST_F(tapi_event_sender, EachCallInfoBitHasItsName) {
     EXPECT_EQ(CallInfoStateNames(~DWORD_PTR{0xB8200}), L"");
 }
 
-TEST_F(tapi_event_sender, CallStateIsLoggedWithStateModeAndMedia) {
+TEST_F(tapi_event_sender, call_state_is_logged_with_state_mode_and_media) {
     Send(LINE_CALLSTATE, 0x4000, 0x80000, 4);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
@@ -101,14 +102,14 @@ TEST_F(tapi_event_sender, CallStateIsLoggedWithStateModeAndMedia) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kLine, kCall, 0x4000, 0x80000)));
 }
 
-TEST_F(tapi_event_sender, CallStateConnectedHasAnEmptyModeText) {
+TEST_F(tapi_event_sender, call_state_connected_has_an_empty_mode_text) {
     Send(LINE_CALLSTATE, 0x100, 0, 4);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
                             "tapiCallHandle: 0x000000C1, Connected, , LINEMEDIAMODE_INTERACTIVEVOICE"));
 }
 
-TEST_F(tapi_event_sender, CallStateWithTwoModeBitsHasAnEmptyModeText) {
+TEST_F(tapi_event_sender, call_state_with_two_mode_bits_has_an_empty_mode_text) {
     Send(LINE_CALLSTATE, 0x4000, 0x21, 4);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
@@ -116,35 +117,35 @@ TEST_F(tapi_event_sender, CallStateWithTwoModeBitsHasAnEmptyModeText) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kLine, kCall, 0x4000, 0x21)));
 }
 
-TEST_F(tapi_event_sender, CallStateWithAnotherMediaModeIsLoggedWithItsNumber) {
+TEST_F(tapi_event_sender, call_state_with_another_media_mode_is_logged_with_its_number) {
     Send(LINE_CALLSTATE, 0x2, 0, 0x10);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
                             "tapiCallHandle: 0x000000C1, Offering, , mediaMode: 0x00000010"));
 }
 
-TEST_F(tapi_event_sender, CallStateThatIsNoneHasAnEmptyStateText) {
+TEST_F(tapi_event_sender, call_state_that_is_none_has_an_empty_state_text) {
     Send(LINE_CALLSTATE, 0x3, 0, 4);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x000000A1, "
                             "tapiCallHandle: 0x000000C1, , , LINEMEDIAMODE_INTERACTIVEVOICE"));
 }
 
-TEST_F(tapi_event_sender, LineDevStateCapsChangeIsLoggedByName) {
+TEST_F(tapi_event_sender, line_dev_state_caps_change_is_logged_by_name) {
     Send(LINE_LINEDEVSTATE, 0x100000, 0, 0);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINEDEVSTATE_CAPSCHANGE. Desk 7, tapiLineHandle: "
                             "0x000000A1, LINEDEVSTATE_CAPSCHANGE"));
 }
 
-TEST_F(tapi_event_sender, OtherLineDevStateIsLoggedByNumberUnderTheSameHeading) {
+TEST_F(tapi_event_sender, other_line_dev_state_is_logged_by_number_under_the_same_heading) {
     Send(LINE_LINEDEVSTATE, 0x8, 2, 3);
     EXPECT_THAT(log_.Texts("Line"), ElementsAre("Send event to TAPI: LINEDEVSTATE_CAPSCHANGE. Desk 7, "
                                                 "tapiLineHandle: 0x000000A1, 0x00000008"));
     EXPECT_THAT(tapi_.Events(), ElementsAre(tapi_event{kLine, kCall, 8, 8, 2, 3}));
 }
 
-TEST_F(tapi_event_sender, LineCreateIsLoggedWithProviderAndDeviceIdentifier) {
+TEST_F(tapi_event_sender, line_create_is_logged_with_provider_and_device_identifier) {
     Send(tapi_.Procedure(), {}, LINE_CREATE, 0xAB, 8, 0, 0, 0);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CREATE.    ProviderHandle: 0x000000AB, "
@@ -152,7 +153,7 @@ TEST_F(tapi_event_sender, LineCreateIsLoggedWithProviderAndDeviceIdentifier) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(0xAB, 8)));
 }
 
-TEST_F(tapi_event_sender, NewCallIsLoggedWithTwoBlanksBeforeTheDriverCallHandle) {
+TEST_F(tapi_event_sender, new_call_is_logged_with_two_blanks_before_the_driver_call_handle) {
     HTAPICALL call = nullptr;
     Send(LINE_NEWCALL, 17, reinterpret_cast<DWORD_PTR>(&call), 0, kLine, 0);
     EXPECT_THAT(log_.Texts("Line"),
@@ -161,13 +162,13 @@ TEST_F(tapi_event_sender, NewCallIsLoggedWithTwoBlanksBeforeTheDriverCallHandle)
     EXPECT_EQ(call, AsHandle<HTAPICALL>(tapi_recorder::kFirstCallHandle));
 }
 
-TEST_F(tapi_event_sender, OtherMessagesAreSentWithoutALogLine) {
+TEST_F(tapi_event_sender, other_messages_are_sent_without_a_log_line) {
     Send(LINE_REPLY, 1, 2, 3);
     EXPECT_THAT(log_.Lines(), IsEmpty());
     EXPECT_THAT(tapi_.Events(), ElementsAre(tapi_event{kLine, kCall, LINE_REPLY, 1, 2, 3}));
 }
 
-TEST_F(tapi_event_sender, NullProcedureIsLoggedAndNothingIsSent) {
+TEST_F(tapi_event_sender, null_procedure_is_logged_and_nothing_is_sent) {
     Send(nullptr, L"Desk 7", LINE_CALLSTATE, 0x100, 0, 4, kLine, kCall);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Cannot send event to TAPI, event_procedure is null. Desk 7, tapiLineHandle: "
@@ -175,7 +176,7 @@ TEST_F(tapi_event_sender, NullProcedureIsLoggedAndNothingIsSent) {
     EXPECT_THAT(tapi_.Events(), IsEmpty());
 }
 
-TEST_F(tapi_event_sender, HandlesAreLoggedAsTheirLowHalfAndSentWhole) {
+TEST_F(tapi_event_sender, handles_are_logged_as_their_low_half_and_sent_whole) {
     Send(LINE_CALLSTATE, 0x100, 0, 4, 0x1234567890ABCDEF, 0xFFFFFFFF00000042);
     EXPECT_THAT(log_.Texts("Line"),
                 ElementsAre("Send event to TAPI: LINE_CALLSTATE. Desk 7, tapiLineHandle: 0x90ABCDEF, "
@@ -183,7 +184,7 @@ TEST_F(tapi_event_sender, HandlesAreLoggedAsTheirLowHalfAndSentWhole) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(0x1234567890ABCDEF, 0xFFFFFFFF00000042, 0x100)));
 }
 
-TEST_F(tapi_event_sender, TheLogLineStandsBeforeTheMessageIsSent) {
+TEST_F(tapi_event_sender, the_log_line_stands_before_the_message_is_sent) {
     std::size_t lines_when_told = 0;
     tapi_.SetReaction([&](const tapi_event&) { lines_when_told = log_.Lines().size(); });
     Send(LINE_CALLSTATE, 0x100, 0, 4);
@@ -197,7 +198,7 @@ struct disconnect_mode_row {
 
 class disconnect_mode_names : public testing::TestWithParam<disconnect_mode_row> {};
 
-TEST_P(disconnect_mode_names, ValueHasItsName) {
+TEST_P(disconnect_mode_names, value_has_its_name) {
     EXPECT_STREQ(DisconnectModeName(GetParam().value), GetParam().name);
 }
 

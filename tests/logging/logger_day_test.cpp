@@ -49,7 +49,7 @@ class logger_day : public testing::Test {
     const SYSTEMTIME tomorrow_ = OnDay(2026, 11, 17);
 };
 
-TEST_F(logger_day, FirstLineAfterMidnightMovesTheFileToABackupNamedAfterTheNewDay) {
+TEST_F(logger_day, first_line_after_midnight_moves_the_file_to_a_backup_named_after_the_new_day) {
     Log(L"one");
     folder_.DateLog(kToday);
     test_clock::Set(tomorrow_);
@@ -59,7 +59,7 @@ TEST_F(logger_day, FirstLineAfterMidnightMovesTheFileToABackupNamedAfterTheNewDa
     EXPECT_THAT(folder_.LogLines(), ElementsAre(kTwoTomorrow));
 }
 
-TEST_F(logger_day, FirstSecondOfADayIsTheNewDay) {
+TEST_F(logger_day, first_second_of_a_day_is_the_new_day) {
     test_clock::Set({2026, 11, 0, 16, 23, 59, 59, 999});
     Log(L"one");
     folder_.DateLog({2026, 11, 0, 16, 23, 59, 59, 0});
@@ -69,14 +69,14 @@ TEST_F(logger_day, FirstSecondOfADayIsTheNewDay) {
     EXPECT_THAT(folder_.LogLines(), ElementsAre("11-17 00:00:00 Line                 two"));
 }
 
-TEST_F(logger_day, BackupNameHasFourDigitsOfTheYearAndTwoOfMonthAndDay) {
+TEST_F(logger_day, backup_name_has_four_digits_of_the_year_and_two_of_month_and_day) {
     LeaveFileFrom(OnDay(2026, 12, 31));
     test_clock::Set(OnDay(2027, 1, 2));
     Log(L"one");
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20270102.log"));
 }
 
-TEST_F(logger_day, FirstLineAfterTheStartPutsAnOlderFileAway) {
+TEST_F(logger_day, first_line_after_the_start_puts_an_older_file_away) {
     LeaveFileFrom(yesterday_);
     Log(L"one");
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20261116.log"));
@@ -84,14 +84,14 @@ TEST_F(logger_day, FirstLineAfterTheStartPutsAnOlderFileAway) {
     EXPECT_THAT(folder_.LogLines(), ElementsAre(kOneToday));
 }
 
-TEST_F(logger_day, FirstLineAfterTheStartKeepsTodaysFile) {
+TEST_F(logger_day, first_line_after_the_start_keeps_todays_file) {
     LeaveFileFrom(kToday);
     Log(L"one");
     EXPECT_THAT(folder_.Backups(), IsEmpty());
     EXPECT_THAT(folder_.LogLines(), ElementsAre("left", kOneToday));
 }
 
-TEST_F(logger_day, LocalTimeDecidesWhichDayAFileBelongsTo) {
+TEST_F(logger_day, local_time_decides_which_day_a_file_belongs_to) {
     const SYSTEMTIME last_second_of_yesterday = {2026, 11, 0, 15, 23, 59, 59, 0};
     const SYSTEMTIME first_second_of_today = {2026, 11, 0, 16, 0, 0, 0, 0};
     const SYSTEMTIME last_second_of_today = {2026, 11, 0, 16, 23, 59, 59, 0};
@@ -107,25 +107,25 @@ TEST_F(logger_day, LocalTimeDecidesWhichDayAFileBelongsTo) {
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20261116.log"));
 }
 
-TEST_F(logger_day, SameDayOfAnotherMonthIsAnotherDay) {
+TEST_F(logger_day, same_day_of_another_month_is_another_day) {
     LeaveFileFrom(OnDay(2026, 10, 16));
     Log(L"one");
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20261116.log"));
 }
 
-TEST_F(logger_day, SameDateOfAnotherYearIsAnotherDay) {
+TEST_F(logger_day, same_date_of_another_year_is_another_day) {
     LeaveFileFrom(OnDay(2025, 11, 16));
     Log(L"one");
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20261116.log"));
 }
 
-TEST_F(logger_day, FileFromADayToComeIsPutAwayToo) {
+TEST_F(logger_day, file_from_a_day_to_come_is_put_away_too) {
     LeaveFileFrom(tomorrow_);
     Log(L"one");
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20261116.log"));
 }
 
-TEST_F(logger_day, LaterLinesOfTheDayDoNotLookAtTheFileAgain) {
+TEST_F(logger_day, later_lines_of_the_day_do_not_look_at_the_file_again) {
     Log(L"one");
     folder_.DateLog(yesterday_);
     Log(L"two");
@@ -133,7 +133,7 @@ TEST_F(logger_day, LaterLinesOfTheDayDoNotLookAtTheFileAgain) {
     EXPECT_THAT(folder_.LogLines(), ElementsAre(kOneToday, kTwoToday));
 }
 
-TEST_F(logger_day, DateOfTheLastLineIsComparedByMonthAndYearToo) {
+TEST_F(logger_day, date_of_the_last_line_is_compared_by_month_and_year_too) {
     Log(L"one");
     for (const SYSTEMTIME& same_day : {OnDay(2026, 12, 16), OnDay(2027, 12, 16)}) {
         folder_.DateLog(yesterday_);
@@ -143,7 +143,7 @@ TEST_F(logger_day, DateOfTheLastLineIsComparedByMonthAndYearToo) {
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20261216.log", L"20271216.log"));
 }
 
-TEST_F(logger_day, FileThatWasMadeOnTheNewDayIsNotPutAway) {
+TEST_F(logger_day, file_that_was_made_on_the_new_day_is_not_put_away) {
     Log(L"one");
     folder_.DateLog(tomorrow_);
     test_clock::Set(tomorrow_);
@@ -152,7 +152,7 @@ TEST_F(logger_day, FileThatWasMadeOnTheNewDayIsNotPutAway) {
     EXPECT_THAT(folder_.LogLines(), ElementsAre(kOneToday, kTwoTomorrow));
 }
 
-TEST_F(logger_day, MissingFileIsNotPutAwayAndMakesNoBackupFolder) {
+TEST_F(logger_day, missing_file_is_not_put_away_and_makes_no_backup_folder) {
     Log(L"one");
     ASSERT_TRUE(DeleteFileW(folder_.LogPath().c_str()));
     test_clock::Set(tomorrow_);
@@ -161,7 +161,7 @@ TEST_F(logger_day, MissingFileIsNotPutAwayAndMakesNoBackupFolder) {
     EXPECT_THAT(folder_.LogLines(), ElementsAre(kOneTomorrow));
 }
 
-TEST_F(logger_day, FileThatCannotBeOpenedIsNotPutAway) {
+TEST_F(logger_day, file_that_cannot_be_opened_is_not_put_away) {
     LeaveFileFrom(yesterday_);
     {
         const unique_file held(CreateFileW(folder_.LogPath().c_str(), GENERIC_READ, FILE_SHARE_DELETE,
@@ -174,7 +174,7 @@ TEST_F(logger_day, FileThatCannotBeOpenedIsNotPutAway) {
     EXPECT_THAT(folder_.LogLines(), ElementsAre("left", kOneToday)) << "the day was checked again";
 }
 
-TEST_F(logger_day, ExistingBackupFolderIsUsed) {
+TEST_F(logger_day, existing_backup_folder_is_used) {
     folder_.AddBackup(L"20261101.log", OnDay(2026, 11, 1));
     LeaveFileFrom(yesterday_);
     Log(L"one");
@@ -197,7 +197,7 @@ class scripted_clock {
     static inline std::vector<SYSTEMTIME> times_;
 };
 
-TEST_F(logger_day, LineOfTheOldDayThatGetsItsTurnAfterMidnightDoesNotPutTheNewFileAway) {
+TEST_F(logger_day, line_of_the_old_day_that_gets_its_turn_after_midnight_does_not_put_the_new_file_away) {
     scripted_clock::Set({tomorrow_});
     logger late(&scripted_clock::Now);
     late.Start(false, log_folder::kLogName);
@@ -219,14 +219,14 @@ class logger_day_with_a_backup_already : public logger_day {
     }
 };
 
-TEST_F(logger_day_with_a_backup_already, OldFileStaysAndGoesOnGrowing) {
+TEST_F(logger_day_with_a_backup_already, old_file_stays_and_goes_on_growing) {
     Log(L"two");
     EXPECT_THAT(folder_.Backups(), ElementsAre(L"20261116.log"));
     EXPECT_EQ(folder_.BackupBytes(L"20261116.log"), "old\r\n");
     EXPECT_THAT(folder_.LogLines(), ElementsAre("left", kOneToday, kTwoToday));
 }
 
-TEST_F(logger_day_with_a_backup_already, DayIsNotCheckedAgainOnThatDay) {
+TEST_F(logger_day_with_a_backup_already, day_is_not_checked_again_on_that_day) {
     folder_.DateLog(yesterday_);
     ASSERT_TRUE(DeleteFileW(folder_.BackupPath(L"20261116.log").c_str()));
     Log(L"two");
@@ -234,7 +234,7 @@ TEST_F(logger_day_with_a_backup_already, DayIsNotCheckedAgainOnThatDay) {
     EXPECT_THAT(folder_.LogLines(), ElementsAre("left", kOneToday, kTwoToday));
 }
 
-TEST_F(logger_day_with_a_backup_already, DayIsCheckedAgainAfterTheNextDateChange) {
+TEST_F(logger_day_with_a_backup_already, day_is_checked_again_after_the_next_date_change) {
     folder_.DateLog(yesterday_);
     test_clock::Set(tomorrow_);
     Log(L"one");
@@ -243,7 +243,7 @@ TEST_F(logger_day_with_a_backup_already, DayIsCheckedAgainAfterTheNextDateChange
     EXPECT_THAT(folder_.LogLines(), ElementsAre(kOneTomorrow));
 }
 
-TEST_F(logger_day_with_a_backup_already, DayIsCheckedAgainAfterTheNextStart) {
+TEST_F(logger_day_with_a_backup_already, day_is_checked_again_after_the_next_start) {
     folder_.DateLog(yesterday_);
     ASSERT_TRUE(DeleteFileW(folder_.BackupPath(L"20261116.log").c_str()));
     Restart();

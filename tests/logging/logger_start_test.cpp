@@ -1,9 +1,6 @@
 // Where the log lies, and when it begins.
 
 #include <windows.h>
-
-#include <chrono>
-
 #include <shlobj.h>
 
 #include <string>
@@ -35,21 +32,21 @@ class logger_start : public testing::Test {
     logger logger_{&test_clock::Now};
 };
 
-TEST_F(logger_start, NothingIsWrittenBeforeTheStart) {
+TEST_F(logger_start, nothing_is_written_before_the_start) {
     logger_.Log(L"Line", L"dropped");
     logger_.Write(L"Line", L"dropped");
     EXPECT_FALSE(logger_.IsStarted());
     EXPECT_FALSE(MakerFolderExists());
 }
 
-TEST_F(logger_start, LineDroppedBeforeTheStartDoesNotComeLater) {
+TEST_F(logger_start, line_dropped_before_the_start_does_not_come_later) {
     logger_.Log(L"Line", L"dropped");
     logger_.Start(false, log_folder::kLogName);
     logger_.Log(L"Line", L"written");
     EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 written"));
 }
 
-TEST_F(logger_start, TemporaryFolderGetsTheFoldersOfMakerLogAndLogs) {
+TEST_F(logger_start, temporary_folder_gets_the_folders_of_maker_log_and_logs) {
     logger_.Start(false, log_folder::kLogName);
     EXPECT_TRUE(logger_.IsStarted());
     EXPECT_TRUE(log_folder::Exists(folder_.Root() + L"\\Brivelnox\\Brivelnox.Logger\\logs"));
@@ -61,7 +58,7 @@ TEST_F(logger_start, TemporaryFolderGetsTheFoldersOfMakerLogAndLogs) {
         log_folder::Exists(folder_.Root() + L"\\Brivelnox\\Brivelnox.Logger\\logs\\Brivelnox.Logger.log"));
 }
 
-TEST_F(logger_start, CommonApplicationDataFolderIsTheOtherPlace) {
+TEST_F(logger_start, common_application_data_folder_is_the_other_place) {
     constexpr wchar_t kName[] = L"Brivelnox.LoggerStartTest";
     wchar_t common[MAX_PATH] = {};
     ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common), S_OK);
@@ -77,7 +74,7 @@ TEST_F(logger_start, CommonApplicationDataFolderIsTheOtherPlace) {
     log_folder::Remove(own);
 }
 
-TEST_F(logger_start, ExistingFoldersAreUsed) {
+TEST_F(logger_start, existing_folders_are_used) {
     logger first(&test_clock::Now);
     first.Start(false, log_folder::kLogName);
     first.Log(L"Line", L"one");
@@ -89,7 +86,7 @@ TEST_F(logger_start, ExistingFoldersAreUsed) {
                                                 "11-16 09:05:03 Line                 two"));
 }
 
-TEST_F(logger_start, SecondStartChangesNothing) {
+TEST_F(logger_start, second_start_changes_nothing) {
     logger_.Start(false, log_folder::kLogName);
     logger_.Start(false, L"Brivelnox.Other");
     logger_.Start(true, L"Brivelnox.Other");
@@ -99,7 +96,7 @@ TEST_F(logger_start, SecondStartChangesNothing) {
     EXPECT_FALSE(log_folder::Exists(folder_.Root() + L"\\Brivelnox\\Brivelnox.Other"));
 }
 
-TEST_F(logger_start, LoggerStartsEvenWhereItsFoldersCannotBeMadeAndLosesItsLines) {
+TEST_F(logger_start, logger_starts_even_where_its_folders_cannot_be_made_and_loses_its_lines) {
     log_folder::WriteBytes(folder_.Root() + L"\\Brivelnox", "a file in the place of the folder");
     logger_.Start(false, log_folder::kLogName);
     EXPECT_TRUE(logger_.IsStarted());
@@ -107,7 +104,7 @@ TEST_F(logger_start, LoggerStartsEvenWhereItsFoldersCannotBeMadeAndLosesItsLines
     EXPECT_FALSE(log_folder::Exists(folder_.LogPath()));
 }
 
-TEST_F(logger_start, TemporaryFolderLongerThanAPathLeavesItUnstartedAndALaterStartTriesAgain) {
+TEST_F(logger_start, temporary_folder_longer_than_a_path_leaves_it_unstarted_and_a_later_start_tries_again) {
     const std::wstring long_path = L"C:\\" + std::wstring(300, L'x');
     SetEnvironmentVariableW(L"TMP", long_path.c_str());
     wchar_t found[MAX_PATH] = {};
@@ -126,7 +123,7 @@ TEST_F(logger_start, TemporaryFolderLongerThanAPathLeavesItUnstartedAndALaterSta
     EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 written"));
 }
 
-TEST_F(logger_start, MissingApplicationDataFolderLeavesItUnstartedAndALaterStartTriesAgain) {
+TEST_F(logger_start, missing_application_data_folder_leaves_it_unstarted_and_a_later_start_tries_again) {
     if (!RunsUnderWine()) {
         GTEST_SKIP() << "would change the shell folders of a real machine";
     }
@@ -150,14 +147,14 @@ TEST_F(logger_start, MissingApplicationDataFolderLeavesItUnstartedAndALaterStart
 // The DLL entry runs under the loader lock, so it must never wait for a thread that may need that lock
 // itself.
 
-TEST_F(logger_start, StartWithoutWaitingStartsWhenNobodyHoldsTheLogger) {
+TEST_F(logger_start, start_without_waiting_starts_when_nobody_holds_the_logger) {
     logger_.StartWithoutWaiting(false, log_folder::kLogName);
     EXPECT_TRUE(logger_.IsStarted());
     logger_.Log(L"Line", L"text");
     EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 text"));
 }
 
-TEST_F(logger_start, StartWithoutWaitingGivesUpAtOnceWhileAnotherThreadHoldsTheLogger) {
+TEST_F(logger_start, start_without_waiting_gives_up_at_once_while_another_thread_holds_the_logger) {
     signal held;
     signal release;
     std::thread holder([&] {
@@ -177,7 +174,7 @@ TEST_F(logger_start, StartWithoutWaitingGivesUpAtOnceWhileAnotherThreadHoldsTheL
     EXPECT_TRUE(logger_.IsStarted());
 }
 
-TEST_F(logger_start, StartedLoggerIsStartedAgainWithoutItsLock) {
+TEST_F(logger_start, started_logger_is_started_again_without_its_lock) {
     logger_.Start(false, log_folder::kLogName);
     signal held;
     signal release;
@@ -194,7 +191,7 @@ TEST_F(logger_start, StartedLoggerIsStartedAgainWithoutItsLock) {
     holder.join();
 }
 
-TEST_F(logger_start, StartWaitsForTheThreadThatHoldsTheLogger) {
+TEST_F(logger_start, start_waits_for_the_thread_that_holds_the_logger) {
     signal held;
     signal release;
     std::thread holder([&] {
@@ -211,7 +208,7 @@ TEST_F(logger_start, StartWaitsForTheThreadThatHoldsTheLogger) {
     EXPECT_TRUE(logger_.IsStarted());
 }
 
-TEST(logger_of_the_process, IsOneAndTheSameEverywhere) {
+TEST(logger_of_the_process, is_one_and_the_same_everywhere) {
     EXPECT_EQ(&logger::Process(), &logger::Process());
 }
 

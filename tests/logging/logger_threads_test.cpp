@@ -64,7 +64,7 @@ class logger_threads : public testing::Test {
     logger logger_{&test_clock::Now};
 };
 
-TEST_F(logger_threads, LineWaitsForTheThreadThatHoldsTheLogger) {
+TEST_F(logger_threads, line_waits_for_the_thread_that_holds_the_logger) {
     std::future<void> line;
     {
         const lock_guard guard(LockOf(logger_));
@@ -76,18 +76,18 @@ TEST_F(logger_threads, LineWaitsForTheThreadThatHoldsTheLogger) {
     EXPECT_THAT(folder_.LogLines(), testing::ElementsAre("11-16 09:05:03 Line                 text"));
 }
 
-TEST_F(logger_threads, ThreadThatHoldsTheLoggerMayLog) {
+TEST_F(logger_threads, thread_that_holds_the_logger_may_log) {
     const lock_guard guard(LockOf(logger_));
     logger_.Log(L"Line", L"text");
     EXPECT_THAT(folder_.LogLines(), testing::ElementsAre("11-16 09:05:03 Line                 text"));
 }
 
-TEST_F(logger_threads, LinesOfSeveralThreadsAreNeverMixedNorLost) {
+TEST_F(logger_threads, lines_of_several_threads_are_never_mixed_nor_lost) {
     WriteFromAllThreads();
     ExpectAllLines(folder_.LogLines(), "11-16 09:05:03 Line                 ");
 }
 
-TEST_F(logger_threads, FileIsPutAwayOnceWhenAllThreadsMeetTheNewDay) {
+TEST_F(logger_threads, file_is_put_away_once_when_all_threads_meet_the_new_day) {
     logger_.Log(L"Line", L"yesterday");
     folder_.DateLog(kToday);
     test_clock::Set(OnDay(2026, 11, 17));

@@ -5,6 +5,7 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
+#include <cstdarg>
 #include <string>
 #include <vector>
 
@@ -43,18 +44,18 @@ class native_files : public testing::Test {
     ~native_files() override { (void)DeleteFileW(kPath); }
 };
 
-TEST_F(native_files, WhatIsAppendedComesBehindWhatIsThere) {
+TEST_F(native_files, what_is_appended_comes_behind_what_is_there) {
     Append(kPath, "one ");
     Append(kPath, "two");
     EXPECT_EQ(Content(kPath), "one two");
 }
 
-TEST_F(native_files, MissingFileCannotBeOpened) {
+TEST_F(native_files, missing_file_cannot_be_opened) {
     EXPECT_FALSE(Open(kPath, GENERIC_READ, kShareAll, OPEN_EXISTING));
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(native_files, HandlesThatDoNotShareExcludeEachOther) {
+TEST_F(native_files, handles_that_do_not_share_exclude_each_other) {
     Append(kPath, "text");
     const unique_file reader = Open(kPath, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
     ASSERT_TRUE(reader);
@@ -67,7 +68,7 @@ TEST_F(native_files, HandlesThatDoNotShareExcludeEachOther) {
     EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
 }
 
-TEST_F(native_files, MovingDoesNotReplaceAndKeepsTheTimeOfCreation) {
+TEST_F(native_files, moving_does_not_replace_and_keeps_the_time_of_creation) {
     constexpr wchar_t kOther[] = L"C:\\Temp\\other.log";
     const FILETIME long_ago = {1, 0x01D00000};
     Append(kPath, "text");
@@ -87,7 +88,7 @@ TEST_F(native_files, MovingDoesNotReplaceAndKeepsTheTimeOfCreation) {
     EXPECT_TRUE(DeleteFileW(kOther));
 }
 
-TEST(native_folders, ApplicationDataAndTemporaryFolderAreThere) {
+TEST(native_folders, application_data_and_temporary_folder_are_there) {
     wchar_t folder[MAX_PATH] = {};
     ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, folder), S_OK);
     EXPECT_EQ(GetFileAttributesW(folder), FILE_ATTRIBUTE_DIRECTORY);
@@ -98,7 +99,7 @@ TEST(native_folders, ApplicationDataAndTemporaryFolderAreThere) {
     EXPECT_STREQ(folder, L"C:\\Temp\\");
 }
 
-TEST(native_folders, FolderIsOpenedOnlyByThoseWhoAskForOne) {
+TEST(native_folders, folder_is_opened_only_by_those_who_ask_for_one) {
     wchar_t temporary[MAX_PATH] = {};
     ASSERT_NE(GetTempPathW(MAX_PATH, temporary), 0u);
     const auto open = [&](DWORD flags) {
@@ -110,7 +111,7 @@ TEST(native_folders, FolderIsOpenedOnlyByThoseWhoAskForOne) {
     EXPECT_TRUE(open(FILE_FLAG_BACKUP_SEMANTICS));
 }
 
-TEST(native_registry, ValuesAreFoundWithoutRegardToCaseUntilTheirKeyIsDeleted) {
+TEST(native_registry, values_are_found_without_regard_to_case_until_their_key_is_deleted) {
     const DWORD written = 4711;
     {
         unique_registry_key key;
@@ -146,19 +147,19 @@ std::wstring Format(const wchar_t* format, ...) {
     return text;
 }
 
-TEST(native_formats, WideFormatsTakeWideText) {
+TEST(native_formats, wide_formats_take_wide_text) {
     EXPECT_EQ(Format(L"%s|%hs|%S", L"wide", "narrow", "narrow"), L"wide|narrow|narrow");
     EXPECT_EQ(Format(L"%s", nullptr), L"(null)");
     EXPECT_EQ(Format(L"%5s|%-5s|%.2s", L"abc", L"abc", L"abc"), L"  abc|abc  |ab");
 }
 
-TEST(native_formats, NumbersArePaddedAndCutTo32Bits) {
+TEST(native_formats, numbers_are_padded_and_cut_to_32_bits) {
     EXPECT_EQ(Format(L"0x%08X %02d %d", 0xABCDu, 7, -12), L"0x0000ABCD 07 -12");
     EXPECT_EQ(Format(L"%d %u %x", 0x80000000u, 0xFFFFFFFFu, 255), L"-2147483648 4294967295 ff");
     EXPECT_EQ(Format(L"100%% %c", L'x'), L"100% x");
 }
 
-TEST(native_formats, WhatDoesNotFitIsCutAndReported) {
+TEST(native_formats, what_does_not_fit_is_cut_and_reported) {
     wchar_t text[4] = {};
     EXPECT_EQ(_snwprintf_s(text, std::size(text), _TRUNCATE, L"%s", L"abcd"), -1);
     EXPECT_STREQ(text, L"abc");
@@ -166,7 +167,7 @@ TEST(native_formats, WhatDoesNotFitIsCutAndReported) {
     EXPECT_STREQ(text, L"");
 }
 
-TEST(native_texts, CodePageHasTheEuroAndWhatItLacksBecomesAQuestionMark) {
+TEST(native_texts, code_page_has_the_euro_and_what_it_lacks_becomes_a_question_mark) {
     const std::wstring text = L"\x20AC\x00FC\x4E2D";
     char bytes[8] = {};
     ASSERT_EQ(WideCharToMultiByte(CP_ACP, 0, text.data(), 3, bytes, 8, nullptr, nullptr), 3);
@@ -176,7 +177,7 @@ TEST(native_texts, CodePageHasTheEuroAndWhatItLacksBecomesAQuestionMark) {
     EXPECT_STREQ(wide, L"\x20AC\x00FC");
 }
 
-TEST(native_times, SystemTimesAndFileTimesAgree) {
+TEST(native_times, system_times_and_file_times_agree) {
     const SYSTEMTIME time = {2026, 11, 1, 16, 9, 5, 3, 250};
     FILETIME file_time = {};
     ASSERT_TRUE(SystemTimeToFileTime(&time, &file_time));
@@ -195,7 +196,7 @@ TEST(native_times, SystemTimesAndFileTimesAgree) {
     EXPECT_FALSE(SystemTimeToFileTime(&none, &file_time));
 }
 
-TEST(native_uuids, TextHas36CharactersAndIsNeverTheSame) {
+TEST(native_uuids, text_has_36_characters_and_is_never_the_same) {
     UUID first = {};
     UUID second = {};
     ASSERT_EQ(UuidCreate(&first), RPC_S_OK);

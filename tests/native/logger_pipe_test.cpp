@@ -1,14 +1,14 @@
 // A pipe in the place of the log's file.
 
 #include <windows.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "logging/logger.h"
 #include "shim/drive.h"

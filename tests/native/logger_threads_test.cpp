@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <atomic>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -55,7 +54,7 @@ int CountFiles(const wchar_t* pattern) {
     return count;
 }
 
-TEST(native_logger, ThreadsStartItAndWriteWhileTheDayChanges) {
+TEST(native_logger, threads_start_it_and_write_while_the_day_changes) {
     logger log(&NextDay);
     OnEveryThread([&](int number) {
         log.Start(false, kName);
@@ -67,7 +66,7 @@ TEST(native_logger, ThreadsStartItAndWriteWhileTheDayChanges) {
     EXPECT_EQ(CountFiles(kBackups), 5);
 }
 
-TEST(native_logger, ProcessLoggerIsMadeByWhicheverThreadComesFirst) {
+TEST(native_logger, process_logger_is_made_by_whichever_thread_comes_first) {
     std::atomic<int> started{0};
     OnEveryThread([&](int) {
         logger::Process().StartWithoutWaiting(false, kName);

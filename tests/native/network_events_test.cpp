@@ -1,15 +1,15 @@
 // The stand-in's network events behave as Winsock documents them.
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
+#include <ws2tcpip.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <thread>
-
-#include <ws2tcpip.h>
 
 #include <gtest/gtest.h>
 
@@ -73,14 +73,14 @@ class network_events : public testing::Test {
     std::array<char, 64> buffer_ = {};
 };
 
-TEST_F(network_events, SelectingMakesTheSocketNonBlocking) {
+TEST_F(network_events, selecting_makes_the_socket_non_blocking) {
     Select(FD_READ | FD_CLOSE);
     EXPECT_EQ(Receive(1), SOCKET_ERROR);
     EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
     EXPECT_FALSE(IsSignalled());
 }
 
-TEST_F(network_events, DataThatIsThereAlreadySignalsAtOnce) {
+TEST_F(network_events, data_that_is_there_already_signals_at_once) {
     PeerSends("a", 1);
     ASSERT_EQ(recv(socket_.get(), buffer_.data(), 1, MSG_PEEK), 1);
     Select(FD_READ | FD_CLOSE);
@@ -88,7 +88,7 @@ TEST_F(network_events, DataThatIsThereAlreadySignalsAtOnce) {
     EXPECT_EQ(Take().lNetworkEvents, FD_READ);
 }
 
-TEST_F(network_events, DataSignalsOnceUntilSomethingIsReceived) {
+TEST_F(network_events, data_signals_once_until_something_is_received) {
     Select(FD_READ | FD_CLOSE);
     PeerSends("ab", 2);
     ASSERT_TRUE(IsSignalled(kSoon));
@@ -101,7 +101,7 @@ TEST_F(network_events, DataSignalsOnceUntilSomethingIsReceived) {
     EXPECT_EQ(Take().lNetworkEvents, FD_READ);
 }
 
-TEST_F(network_events, ReceivingEverythingLeavesNoEvent) {
+TEST_F(network_events, receiving_everything_leaves_no_event) {
     Select(FD_READ | FD_CLOSE);
     PeerSends("ab", 2);
     ASSERT_TRUE(IsSignalled(kSoon));
@@ -111,7 +111,7 @@ TEST_F(network_events, ReceivingEverythingLeavesNoEvent) {
     EXPECT_EQ(Take().lNetworkEvents, 0);
 }
 
-TEST_F(network_events, OrderlyEndIsReportedOnceAndAfterTheData) {
+TEST_F(network_events, orderly_end_is_reported_once_and_after_the_data) {
     Select(FD_READ | FD_CLOSE);
     PeerSends("ab", 2);
     ASSERT_TRUE(IsSignalled(kSoon));
@@ -127,7 +127,7 @@ TEST_F(network_events, OrderlyEndIsReportedOnceAndAfterTheData) {
     EXPECT_EQ(Take().lNetworkEvents, 0);
 }
 
-TEST_F(network_events, ResetIsReportedWithItsError) {
+TEST_F(network_events, reset_is_reported_with_its_error) {
     Select(FD_READ | FD_CLOSE);
     PeerResets();
     ASSERT_TRUE(IsSignalled(kSoon));
@@ -138,7 +138,7 @@ TEST_F(network_events, ResetIsReportedWithItsError) {
     EXPECT_EQ(WSAGetLastError(), WSAECONNRESET);
 }
 
-TEST_F(network_events, TakingTheEventsResetsTheEventObject) {
+TEST_F(network_events, taking_the_events_resets_the_event_object) {
     Select(FD_READ | FD_CLOSE);
     PeerSends("a", 1);
     while (Take().lNetworkEvents == 0) {
@@ -147,7 +147,7 @@ TEST_F(network_events, TakingTheEventsResetsTheEventObject) {
     EXPECT_FALSE(IsSignalled());
 }
 
-TEST_F(network_events, RoomToSendIsReportedFirstAndAfterASendThatFoundNone) {
+TEST_F(network_events, room_to_send_is_reported_first_and_after_a_send_that_found_none) {
     Select(FD_WRITE);
     ASSERT_TRUE(IsSignalled(kSoon));
     EXPECT_EQ(Take().lNetworkEvents, FD_WRITE);
@@ -164,7 +164,7 @@ TEST_F(network_events, RoomToSendIsReportedFirstAndAfterASendThatFoundNone) {
     EXPECT_TRUE(IsSignalled(kSoon));
 }
 
-TEST_F(network_events, ConnectionThatWaitsIsReportedAgainAfterEachAccept) {
+TEST_F(network_events, connection_that_waits_is_reported_again_after_each_accept) {
     const unique_event waiting(CreateEventW(nullptr, FALSE, FALSE, nullptr));
     ASSERT_EQ(WSAEventSelect(listener_.get(), waiting.get(), FD_ACCEPT), 0);
     sockaddr_in address = {};
@@ -180,7 +180,7 @@ TEST_F(network_events, ConnectionThatWaitsIsReportedAgainAfterEachAccept) {
     }
 }
 
-TEST_F(network_events, ClosingASocketEndsACallThatWaitsInIt) {
+TEST_F(network_events, closing_a_socket_ends_a_call_that_waits_in_it) {
     // Held beyond its handle, so that it makes no difference which of the two comes first.
     const auto held = FromHandle<socket_object>(reinterpret_cast<HANDLE>(socket_.get()));
     long result = 0;
@@ -190,7 +190,7 @@ TEST_F(network_events, ClosingASocketEndsACallThatWaitsInIt) {
     EXPECT_EQ(result, -EINTR);
 }
 
-TEST_F(network_events, ReceivingFailsAfterItHasBeenShutHere) {
+TEST_F(network_events, receiving_fails_after_it_has_been_shut_here) {
     Select(FD_READ | FD_CLOSE);
     ASSERT_EQ(shutdown(socket_.get(), SD_RECEIVE), 0);
     PeerSends("a", 1);
@@ -199,7 +199,7 @@ TEST_F(network_events, ReceivingFailsAfterItHasBeenShutHere) {
     EXPECT_EQ(WSAGetLastError(), WSAESHUTDOWN);
 }
 
-TEST(network_errors, PortWithoutAListenerRefusesTheConnection) {
+TEST(network_errors, port_without_a_listener_refuses_the_connection) {
     WSADATA data = {};
     ASSERT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
     const unique_socket socket(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
@@ -210,7 +210,7 @@ TEST(network_errors, PortWithoutAListenerRefusesTheConnection) {
     EXPECT_EQ(WSACleanup(), 0);
 }
 
-TEST_F(network_events, BrokenConnectionIsReportedWhileBytesAreStillUnread) {
+TEST_F(network_events, broken_connection_is_reported_while_bytes_are_still_unread) {
     Select(FD_READ | FD_CLOSE);
     PeerSends("abc", 3);
     ASSERT_TRUE(IsSignalled(kSoon));
@@ -224,7 +224,7 @@ TEST_F(network_events, BrokenConnectionIsReportedWhileBytesAreStillUnread) {
     EXPECT_EQ(WSAGetLastError(), WSAECONNRESET);
 }
 
-TEST_F(network_events, OrderlyEndIsNotReportedBeforeTheBytesAreReceived) {
+TEST_F(network_events, orderly_end_is_not_reported_before_the_bytes_are_received) {
     Select(FD_READ | FD_CLOSE);
     PeerSends("abc", 3);
     ASSERT_TRUE(IsSignalled(kSoon));

@@ -2,8 +2,8 @@
 // thread sanitizer has to see that; where it does not, the stand-in hides the races of the provider, too. One
 // argument says which calls; this program is to end with a report.
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <atomic>

@@ -1,6 +1,10 @@
 // The stress program's own process, as this system shows it: what it holds, where its threads are.
 
 #include <windows.h>
+#include <sanitizer/allocator_interface.h>
+#include <sanitizer/common_interface_defs.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -9,11 +13,6 @@
 #include <filesystem>
 #include <string>
 #include <thread>
-
-#include <sanitizer/allocator_interface.h>
-#include <sanitizer/common_interface_defs.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include "platform/unique_handle.h"
 #include "shim/kernel_object.h"

@@ -22,14 +22,14 @@ unique_event ManualReset() {
     return unique_event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
 }
 
-TEST(native_events, AutoResetEventEndsOneWait) {
+TEST(native_events, auto_reset_event_ends_one_wait) {
     const unique_event event = AutoReset();
     ASSERT_TRUE(SetEvent(event.get()));
     EXPECT_EQ(WaitForSingleObject(event.get(), 0), WAIT_OBJECT_0);
     EXPECT_EQ(WaitForSingleObject(event.get(), 0), WAIT_TIMEOUT);
 }
 
-TEST(native_events, ManualResetEventStaysSignalled) {
+TEST(native_events, manual_reset_event_stays_signalled) {
     const unique_event event = ManualReset();
     ASSERT_TRUE(SetEvent(event.get()));
     EXPECT_EQ(WaitForSingleObject(event.get(), 0), WAIT_OBJECT_0);
@@ -38,7 +38,7 @@ TEST(native_events, ManualResetEventStaysSignalled) {
     EXPECT_EQ(WaitForSingleObject(event.get(), 0), WAIT_TIMEOUT);
 }
 
-TEST(native_events, WaitForSeveralTellsWhichOneCame) {
+TEST(native_events, wait_for_several_tells_which_one_came) {
     const unique_event first = AutoReset();
     const unique_event second = AutoReset();
     const std::array<HANDLE, 2> both = {first.get(), second.get()};
@@ -48,19 +48,19 @@ TEST(native_events, WaitForSeveralTellsWhichOneCame) {
     EXPECT_EQ(WaitForMultipleObjects(2, both.data(), FALSE, 0), WAIT_TIMEOUT);
 }
 
-TEST(native_events, NoHandleCannotBeWaitedFor) {
+TEST(native_events, no_handle_cannot_be_waited_for) {
     EXPECT_EQ(WaitForSingleObject(nullptr, 0), WAIT_FAILED);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
     EXPECT_FALSE(SetEvent(nullptr));
 }
 
-TEST(native_events_death, HandleOfAnotherKindEndsTheProgram) {
+TEST(native_events_death_test, handle_of_another_kind_ends_the_program) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const unique_event event = AutoReset();
     EXPECT_DEATH((void)DeleteTimerQueueEx(event.get(), nullptr), "another kind");
 }
 
-TEST(native_threads, ThreadHandleIsSignalledAtItsEndAndKnowsItsExitCode) {
+TEST(native_threads, thread_handle_is_signalled_at_its_end_and_knows_its_exit_code) {
     const auto start = [](void* argument) -> DWORD {
         (void)WaitForSingleObject(argument, INFINITE);
         return 7;
@@ -75,7 +75,7 @@ TEST(native_threads, ThreadHandleIsSignalledAtItsEndAndKnowsItsExitCode) {
     EXPECT_EQ(code, 7u);
 }
 
-TEST(native_threads, FreeLibraryAndExitThreadEndsTheThread) {
+TEST(native_threads, free_library_and_exit_thread_ends_the_thread) {
     const auto start = [](void*) -> DWORD {
         HMODULE module = nullptr;
         (void)GetModuleHandleExW(0, nullptr, &module);
@@ -88,7 +88,7 @@ TEST(native_threads, FreeLibraryAndExitThreadEndsTheThread) {
     EXPECT_EQ(code, 9u);
 }
 
-TEST(native_critical_sections, HolderMayEnterAgain) {
+TEST(native_critical_sections, holder_may_enter_again) {
     CRITICAL_SECTION section = {};
     ASSERT_TRUE(InitializeCriticalSectionAndSpinCount(&section, 10));
     EnterCriticalSection(&section);
@@ -135,13 +135,13 @@ class native_timers : public testing::Test {
     HANDLE timer_ = nullptr;
 };
 
-TEST_F(native_timers, CallbackThatTakesLongMeetsTheNextOne) {
+TEST_F(native_timers, callback_that_takes_long_meets_the_next_one) {
     StartTimer(1, kPeriod);
     EXPECT_EQ(WaitForSingleObject(context_.second_entered.get(), kSoon), WAIT_OBJECT_0);
     EXPECT_EQ(context_.left.load(), 0);
 }
 
-TEST_F(native_timers, DeletingAnIdleTimerSignalsAtOnceAndNothingComesLater) {
+TEST_F(native_timers, deleting_an_idle_timer_signals_at_once_and_nothing_comes_later) {
     StartTimer(50, kPeriod);
     const unique_event done = ManualReset();
     EXPECT_TRUE(DeleteTimerQueueTimer(queue_, timer_, done.get()));
@@ -150,7 +150,7 @@ TEST_F(native_timers, DeletingAnIdleTimerSignalsAtOnceAndNothingComesLater) {
     EXPECT_EQ(context_.entered.load(), 0);
 }
 
-TEST_F(native_timers, DeletingABusyTimerSignalsWhenItsCallbacksHaveReturned) {
+TEST_F(native_timers, deleting_a_busy_timer_signals_when_its_callbacks_have_returned) {
     StartTimer(1, kPeriod);
     ASSERT_EQ(WaitForSingleObject(context_.second_entered.get(), kSoon), WAIT_OBJECT_0);
     const unique_event done = ManualReset();
@@ -162,7 +162,7 @@ TEST_F(native_timers, DeletingABusyTimerSignalsWhenItsCallbacksHaveReturned) {
     EXPECT_EQ(context_.left.load(), context_.entered.load());
 }
 
-TEST(native_timer_queues, DeletingABusyQueueSignalsWhenItsCallbacksHaveReturned) {
+TEST(native_timer_queues, deleting_a_busy_queue_signals_when_its_callbacks_have_returned) {
     tick_context context;
     HANDLE const queue = CreateTimerQueue();
     HANDLE timer = nullptr;

@@ -23,20 +23,20 @@ bool CanTake(event_lock& events) {
     return taken;
 }
 
-TEST(event_lock, ItsHolderMayTakeItAgain) {
+TEST(event_lock, its_holder_may_take_it_again) {
     event_lock events;
     const lock_guard outer(events);
     EXPECT_TRUE(CanTake(events));
 }
 
-TEST(event_lock, NobodyElseGetsItWhileItIsHeld) {
+TEST(event_lock, nobody_else_gets_it_while_it_is_held) {
     event_lock events;
     const lock_guard guard(events);
     worker other([&] { EXPECT_FALSE(CanTake(events)); });
     EXPECT_TRUE(other.FinishesWithin(kSoon));
 }
 
-TEST(event_lock, AHeldLockIsWaitedForUntilTheDeadlineOnly) {
+TEST(event_lock, a_held_lock_is_waited_for_until_the_deadline_only) {
     event_lock events;
     const lock_guard guard(events);
     worker other([&] {
@@ -51,7 +51,7 @@ TEST(event_lock, AHeldLockIsWaitedForUntilTheDeadlineOnly) {
     EXPECT_TRUE(other.FinishesWithin(kSoon));
 }
 
-TEST(event_lock, IsOpenUntilItIsShutAndThenShutForGood) {
+TEST(event_lock, is_open_until_it_is_shut_and_then_shut_for_good) {
     event_lock events;
     EXPECT_FALSE(events.IsShut());
     events.Shut();

@@ -3,6 +3,7 @@
 #include "platform/lock_order.h"
 
 #include <array>
+#include <mutex>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -10,7 +11,7 @@
 
 #include "platform/locks.h"
 
-namespace brivelnox {
+namespace brivelnox::test {
 namespace {
 
 using lock_order::held_lock;
@@ -28,13 +29,13 @@ bool IsAllowed(const std::vector<lock_rank>& held, lock_rank wanted) {
     return lock_order::FindBreach(locks, wanted) == nullptr;
 }
 
-TEST(lock_order, AThreadWithoutLocksMayWaitForAny) {
+TEST(lock_order, a_thread_without_locks_may_wait_for_any) {
     for (const lock_rank wanted : kRanks) {
         EXPECT_TRUE(IsAllowed({}, wanted)) << lock_order::Name(wanted);
     }
 }
 
-TEST(lock_order, LocksAreWaitedForInTheirOrderOnly) {
+TEST(lock_order, locks_are_waited_for_in_their_order_only) {
     for (const lock_rank held : kRanks) {
         for (const lock_rank wanted : kRanks) {
             EXPECT_EQ(IsAllowed({held}, wanted), held < wanted)
@@ -43,7 +44,7 @@ TEST(lock_order, LocksAreWaitedForInTheirOrderOnly) {
     }
 }
 
-TEST(lock_order, TheOrderIsLinkEventLinesLineLeafLog) {
+TEST(lock_order, the_order_is_link_event_lines_line_leaf_log) {
     EXPECT_TRUE(IsAllowed({lock_rank::creation, lock_rank::shutdown, lock_rank::link, lock_rank::event,
                            lock_rank::lines, lock_rank::line, lock_rank::leaf},
                           lock_rank::log));
@@ -52,13 +53,13 @@ TEST(lock_order, TheOrderIsLinkEventLinesLineLeafLog) {
     EXPECT_FALSE(IsAllowed({lock_rank::event, lock_rank::line}, lock_rank::lines));
 }
 
-TEST(lock_order, TheBreachIsTheFirstLockThatForbidsTheWait) {
+TEST(lock_order, the_breach_is_the_first_lock_that_forbids_the_wait) {
     const std::array<held_lock, 3> held = {
         held_lock{nullptr, lock_rank::link}, {nullptr, lock_rank::line}, {nullptr, lock_rank::leaf}};
     EXPECT_EQ(lock_order::FindBreach(held, lock_rank::event), &held[1]);
 }
 
-TEST(lock_order, TapiIsCalledWithNoLockBehindTheEventLock) {
+TEST(lock_order, tapi_is_called_with_no_lock_behind_the_event_lock) {
     for (const lock_rank rank : kRanks) {
         const std::array<held_lock, 2> held = {held_lock{nullptr, lock_rank::link}, {nullptr, rank}};
         const bool is_allowed = rank <= lock_rank::event;
@@ -84,7 +85,7 @@ class checked_locks : public testing::Test {
 
 using checked_locks_death_test = checked_locks;
 
-TEST_F(checked_locks_death_test, WrongOrderEndsTheProgramWithBothStacks) {
+TEST_F(checked_locks_death_test, wrong_order_ends_the_program_with_both_stacks) {
     const auto take = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
         const lock_guard first(line_);
         const lock_guard second(lines_);
@@ -95,7 +96,7 @@ TEST_F(checked_locks_death_test, WrongOrderEndsTheProgramWithBothStacks) {
                                 testing::HasSubstr("and here is the thread now")));
 }
 
-TEST_F(checked_locks_death_test, CallbackWithALinesLockEndsTheProgram) {
+TEST_F(checked_locks_death_test, callback_with_a_lines_lock_ends_the_program) {
     const auto call = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
         const lock_guard event(event_);
         const lock_guard line(line_);
@@ -104,7 +105,7 @@ TEST_F(checked_locks_death_test, CallbackWithALinesLockEndsTheProgram) {
     EXPECT_DEATH(call(), "TAPI is called inside the event lock with the line's lock .* held");
 }
 
-TEST_F(checked_locks_death_test, CallbackWithALeafEndsTheProgram) {
+TEST_F(checked_locks_death_test, callback_with_a_leaf_ends_the_program) {
     const auto call = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
         const lock_guard event(event_);
         const lock_guard leaf(leaf_);
@@ -113,11 +114,11 @@ TEST_F(checked_locks_death_test, CallbackWithALeafEndsTheProgram) {
     EXPECT_DEATH(call(), "TAPI is called inside the event lock with the leaf lock .* held");
 }
 
-TEST_F(checked_locks_death_test, CallbackWithoutTheEventLockEndsTheProgram) {
+TEST_F(checked_locks_death_test, callback_without_the_event_lock_ends_the_program) {
     EXPECT_DEATH(lock_order::BeforeCallback(), "TAPI is called without the event lock");
 }
 
-TEST_F(checked_locks, TheRightOrderAndTakingALockAgainAreNoBreach) {
+TEST_F(checked_locks, the_right_order_and_taking_a_lock_again_are_no_breach) {
     for (int round = 0; round < 3; ++round) {
         const lock_guard event(event_);
         const lock_guard lines(lines_);
@@ -131,11 +132,11 @@ TEST_F(checked_locks, TheRightOrderAndTakingALockAgainAreNoBreach) {
     SUCCEED() << "a breach ends the program";
 }
 
-TEST_F(checked_locks, TryingIsNotJudged) {
+TEST_F(checked_locks, trying_is_not_judged) {
     const lock_guard line(line_);
     ASSERT_TRUE(lines_.try_lock());
     const lock_guard adopted(lines_, std::adopt_lock);
 }
 
 }  // namespace
-}  // namespace brivelnox
+}  // namespace brivelnox::test

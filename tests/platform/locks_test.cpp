@@ -1,6 +1,5 @@
 #include "platform/locks.h"
 
-#include <atomic>
 #include <chrono>
 #include <future>
 #include <mutex>
@@ -105,7 +104,7 @@ class locks : public testing::Test {};
 using all_locks = testing::Types<mutex, recursive_mutex, critical_section>;
 TYPED_TEST_SUITE(locks, all_locks);
 
-TYPED_TEST(locks, GuardHoldsTheLockForTheBlock) {
+TYPED_TEST(locks, guard_holds_the_lock_for_the_block) {
     new_lock<TypeParam> owner;
     {
         const lock_guard guard(owner.lock);
@@ -114,7 +113,7 @@ TYPED_TEST(locks, GuardHoldsTheLockForTheBlock) {
     EXPECT_TRUE(IsFree(owner.lock));
 }
 
-TYPED_TEST(locks, GuardGivesTheLockBackWhenTheBlockThrows) {
+TYPED_TEST(locks, guard_gives_the_lock_back_when_the_block_throws) {
     new_lock<TypeParam> owner;
     try {
         const lock_guard guard(owner.lock);
@@ -124,13 +123,13 @@ TYPED_TEST(locks, GuardGivesTheLockBackWhenTheBlockThrows) {
     EXPECT_TRUE(IsFree(owner.lock));
 }
 
-TYPED_TEST(locks, GuardTakesChargeOfALockThatIsAlreadyHeld) {
+TYPED_TEST(locks, guard_takes_charge_of_a_lock_that_is_already_held) {
     new_lock<TypeParam> owner;
     EXPECT_TRUE(IsHeldByAdoptingGuard(owner.lock));
     EXPECT_TRUE(IsFree(owner.lock));
 }
 
-TYPED_TEST(locks, TwoThreadsNeverHoldTheLockAtOnce) {
+TYPED_TEST(locks, two_threads_never_hold_the_lock_at_once) {
     constexpr int kRounds = 20000;
     new_lock<TypeParam> owner;
     int count = 0;
@@ -153,13 +152,13 @@ class recursive_locks : public testing::Test {};
 using locks_that_may_be_taken_again = testing::Types<recursive_mutex, critical_section>;
 TYPED_TEST_SUITE(recursive_locks, locks_that_may_be_taken_again);
 
-TYPED_TEST(recursive_locks, HolderMayTakeTheLockAgainAndGivesItBackAsOften) {
+TYPED_TEST(recursive_locks, holder_may_take_the_lock_again_and_gives_it_back_as_often) {
     new_lock<TypeParam> owner;
     EXPECT_TRUE(StaysHeldWhenTakenTwiceAndGivenBackOnce(owner.lock));
     EXPECT_TRUE(IsFree(owner.lock));
 }
 
-TEST(recursive_mutex, BoundedWaitEndsWithoutTheLockWhenItsHolderKeepsIt) {
+TEST(recursive_mutex, bounded_wait_ends_without_the_lock_when_its_holder_keeps_it) {
     recursive_mutex lock;
     const holder held(lock);
     const stopwatch watch;
@@ -167,7 +166,7 @@ TEST(recursive_mutex, BoundedWaitEndsWithoutTheLockWhenItsHolderKeepsIt) {
     EXPECT_GE(watch.Elapsed(), milliseconds(40));
 }
 
-TEST(recursive_mutex, BoundedWaitTakesALockThatBecomesFree) {
+TEST(recursive_mutex, bounded_wait_takes_a_lock_that_becomes_free) {
     recursive_mutex lock;
     holder held(lock);
     signal waiting;
@@ -184,7 +183,7 @@ TEST(recursive_mutex, BoundedWaitTakesALockThatBecomesFree) {
     EXPECT_TRUE(taken.get());
 }
 
-TEST(recursive_mutex, EveryThreadThatWaitsGetsItsTurn) {
+TEST(recursive_mutex, every_thread_that_waits_gets_its_turn) {
     constexpr int kThreads = 8;
     recursive_mutex lock;
     holder held(lock);
@@ -203,7 +202,7 @@ TEST(recursive_mutex, EveryThreadThatWaitsGetsItsTurn) {
     EXPECT_EQ(turns, kThreads);
 }
 
-TEST(recursive_mutex, WaitThatEndsInVainDoesNotCostAnotherThreadItsTurn) {
+TEST(recursive_mutex, wait_that_ends_in_vain_does_not_cost_another_thread_its_turn) {
     recursive_mutex lock;
     for (int round = 0; round < 20; ++round) {
         holder held(lock);

@@ -1,7 +1,7 @@
 #include "platform/unique_handle.h"
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
 
 #include <string>
 #include <type_traits>
@@ -35,7 +35,7 @@ class unique_handle_ownership : public testing::Test {
     static const std::vector<int>& Closed() { return counted_traits::closed; }
 };
 
-TEST_F(unique_handle_ownership, NewOwnerIsEmptyAndClosesNothing) {
+TEST_F(unique_handle_ownership, new_owner_is_empty_and_closes_nothing) {
     {
         const counted_handle handle;
         EXPECT_FALSE(handle);
@@ -44,7 +44,7 @@ TEST_F(unique_handle_ownership, NewOwnerIsEmptyAndClosesNothing) {
     EXPECT_THAT(Closed(), IsEmpty());
 }
 
-TEST_F(unique_handle_ownership, HandleIsClosedOnceWhenItsOwnerEnds) {
+TEST_F(unique_handle_ownership, handle_is_closed_once_when_its_owner_ends) {
     {
         const counted_handle handle(7);
         EXPECT_TRUE(handle);
@@ -54,12 +54,12 @@ TEST_F(unique_handle_ownership, HandleIsClosedOnceWhenItsOwnerEnds) {
     EXPECT_THAT(Closed(), ElementsAre(7));
 }
 
-TEST_F(unique_handle_ownership, ZeroIsAHandleWhereTheEmptyValueIsAnother) {
+TEST_F(unique_handle_ownership, zero_is_a_handle_where_the_empty_value_is_another) {
     { const counted_handle handle(0); }
     EXPECT_THAT(Closed(), ElementsAre(0));
 }
 
-TEST_F(unique_handle_ownership, ReleaseGivesTheHandleAwayUnclosed) {
+TEST_F(unique_handle_ownership, release_gives_the_handle_away_unclosed) {
     {
         counted_handle handle(7);
         EXPECT_EQ(handle.release(), 7);
@@ -68,7 +68,7 @@ TEST_F(unique_handle_ownership, ReleaseGivesTheHandleAwayUnclosed) {
     EXPECT_THAT(Closed(), IsEmpty());
 }
 
-TEST_F(unique_handle_ownership, ResetClosesEarlyAndOnlyOnce) {
+TEST_F(unique_handle_ownership, reset_closes_early_and_only_once) {
     {
         counted_handle handle(7);
         handle.reset();
@@ -79,7 +79,7 @@ TEST_F(unique_handle_ownership, ResetClosesEarlyAndOnlyOnce) {
     EXPECT_THAT(Closed(), ElementsAre(7));
 }
 
-TEST_F(unique_handle_ownership, ResetWithAnotherHandleClosesTheOldOne) {
+TEST_F(unique_handle_ownership, reset_with_another_handle_closes_the_old_one) {
     {
         counted_handle handle(7);
         handle.reset(8);
@@ -89,7 +89,7 @@ TEST_F(unique_handle_ownership, ResetWithAnotherHandleClosesTheOldOne) {
     EXPECT_THAT(Closed(), ElementsAre(7, 8));
 }
 
-TEST_F(unique_handle_ownership, AddressToWriteToReplacesTheOldHandle) {
+TEST_F(unique_handle_ownership, address_to_write_to_replaces_the_old_handle) {
     {
         counted_handle handle(7);
         *handle.put() = 8;
@@ -99,7 +99,7 @@ TEST_F(unique_handle_ownership, AddressToWriteToReplacesTheOldHandle) {
     EXPECT_THAT(Closed(), ElementsAre(7, 8));
 }
 
-TEST_F(unique_handle_ownership, MovingLeavesTheSourceEmpty) {
+TEST_F(unique_handle_ownership, moving_leaves_the_source_empty) {
     {
         counted_handle source(7);
         const counted_handle target(std::move(source));
@@ -109,7 +109,7 @@ TEST_F(unique_handle_ownership, MovingLeavesTheSourceEmpty) {
     EXPECT_THAT(Closed(), ElementsAre(7));
 }
 
-TEST_F(unique_handle_ownership, MoveAssignmentClosesWhatTheTargetHad) {
+TEST_F(unique_handle_ownership, move_assignment_closes_what_the_target_had) {
     {
         counted_handle source(7);
         counted_handle target(8);
@@ -120,7 +120,7 @@ TEST_F(unique_handle_ownership, MoveAssignmentClosesWhatTheTargetHad) {
     EXPECT_THAT(Closed(), ElementsAre(8, 7));
 }
 
-TEST_F(unique_handle_ownership, MoveAssignmentToItselfKeepsTheHandle) {
+TEST_F(unique_handle_ownership, move_assignment_to_itself_keeps_the_handle) {
     {
         counted_handle handle(7);
         counted_handle& same = handle;
@@ -131,7 +131,7 @@ TEST_F(unique_handle_ownership, MoveAssignmentToItselfKeepsTheHandle) {
     EXPECT_THAT(Closed(), ElementsAre(7));
 }
 
-TEST_F(unique_handle_ownership, OwnersCannotBeCopiedNorTurnIntoHandlesByThemselves) {
+TEST_F(unique_handle_ownership, owners_cannot_be_copied_nor_turn_into_handles_by_themselves) {
     static_assert(!std::is_copy_constructible_v<counted_handle>);
     static_assert(!std::is_copy_assignable_v<counted_handle>);
     static_assert(!std::is_convertible_v<counted_handle, int>);
@@ -141,7 +141,7 @@ TEST_F(unique_handle_ownership, OwnersCannotBeCopiedNorTurnIntoHandlesByThemselv
 
 // The owners of the system's own handles: each closes what it owns with the right function.
 
-TEST(unique_handle_kinds, EventIsClosed) {
+TEST(unique_handle_kinds, event_is_closed) {
     HANDLE raw = nullptr;
     {
         const unique_event event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
@@ -153,7 +153,7 @@ TEST(unique_handle_kinds, EventIsClosed) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }
 
-TEST(unique_handle_kinds, EmptyKernelHandleIsNull) {
+TEST(unique_handle_kinds, empty_kernel_handle_is_null) {
     EXPECT_EQ(unique_event().get(), nullptr);
     EXPECT_EQ(unique_thread().get(), nullptr);
     EXPECT_EQ(unique_process().get(), nullptr);
@@ -161,7 +161,7 @@ TEST(unique_handle_kinds, EmptyKernelHandleIsNull) {
     EXPECT_FALSE(unique_event(nullptr));
 }
 
-TEST(unique_handle_kinds, FileIsClosedAndAFailedOpenIsEmpty) {
+TEST(unique_handle_kinds, file_is_closed_and_a_failed_open_is_empty) {
     wchar_t folder[MAX_PATH] = {};
     ASSERT_NE(GetTempPathW(MAX_PATH, folder), 0u);
     const std::wstring path = std::wstring(folder) + L"unique_handle_test.tmp";
@@ -178,7 +178,7 @@ TEST(unique_handle_kinds, FileIsClosedAndAFailedOpenIsEmpty) {
     EXPECT_TRUE(DeleteFileW(path.c_str()));
 }
 
-TEST(unique_handle_kinds, SearchIsClosedAndAFailedSearchIsEmpty) {
+TEST(unique_handle_kinds, search_is_closed_and_a_failed_search_is_empty) {
     wchar_t folder[MAX_PATH] = {};
     ASSERT_NE(GetWindowsDirectoryW(folder, MAX_PATH), 0u);
     WIN32_FIND_DATAW entry = {};
@@ -192,7 +192,7 @@ TEST(unique_handle_kinds, SearchIsClosedAndAFailedSearchIsEmpty) {
     EXPECT_FALSE(none);
 }
 
-TEST(unique_handle_kinds, RegistryKeyIsClosed) {
+TEST(unique_handle_kinds, registry_key_is_closed) {
     HKEY raw = nullptr;
     {
         unique_registry_key key;
@@ -207,7 +207,7 @@ TEST(unique_handle_kinds, RegistryKeyIsClosed) {
               ERROR_INVALID_HANDLE);
 }
 
-TEST(unique_handle_kinds, SocketIsClosedAndItsEmptyValueIsInvalidSocket) {
+TEST(unique_handle_kinds, socket_is_closed_and_its_empty_value_is_invalid_socket) {
     StartWinsock();
     EXPECT_EQ(unique_socket().get(), INVALID_SOCKET);
     SOCKET raw = INVALID_SOCKET;
@@ -221,7 +221,7 @@ TEST(unique_handle_kinds, SocketIsClosedAndItsEmptyValueIsInvalidSocket) {
     EXPECT_EQ(WSAGetLastError(), WSAENOTSOCK);
 }
 
-TEST(unique_handle_kinds, ModuleIsFreed) {
+TEST(unique_handle_kinds, module_is_freed) {
     constexpr wchar_t kModule[] = L"msimg32.dll";
     ASSERT_EQ(GetModuleHandleW(kModule), nullptr);
     {

@@ -1,11 +1,13 @@
 // What TAPI is offered to do with a call in each of the sixteen states, also in those that no softphone
 // brings about.
 
-#include <cstring>
+#include <cstdint>
+#include <memory>
 
 #include "calls/call_manager.h"
 #include "calls/tapi_call.h"
 #include "tests/provider/manager_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
 namespace brivelnox::test {
 namespace {

@@ -1,8 +1,11 @@
 // Which parties of a call TAPI is told, by the state and the origin of the call.
 
+#include <memory>
+
 #include "calls/call_manager.h"
 #include "calls/tapi_call.h"
 #include "tests/provider/manager_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
 namespace brivelnox::test {
 namespace {

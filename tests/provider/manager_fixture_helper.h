@@ -4,15 +4,13 @@
 // to take its line manager away.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tspi.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
-
-#include <tspi.h>
-
 #include <utility>
 #include <vector>
 
@@ -21,6 +19,7 @@
 
 #include "lines/line_manager.h"
 #include "provider/telephony_manager.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/log_reader.h"
 #include "tests/support/loopback_service.h"
 #include "tests/support/process_log.h"

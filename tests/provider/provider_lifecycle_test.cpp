@@ -2,9 +2,13 @@
 
 #include "provider/provider_lifecycle.h"
 
+#include <cstdint>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "tests/provider/manager_fixture_helper.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {

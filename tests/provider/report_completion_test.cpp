@@ -1,9 +1,14 @@
 // TAPI is told the result of an asynchronous request.
 
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "tests/provider/manager_fixture_helper.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {

@@ -1,9 +1,12 @@
 // Requests from inside the messages of a shutdown, for calls whose line it has closed already.
 
 #include <functional>
+#include <memory>
+#include <utility>
 
 #include "calls/tapi_call.h"
 #include "tests/provider/manager_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
 namespace brivelnox::test {
 namespace {

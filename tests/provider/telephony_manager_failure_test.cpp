@@ -2,9 +2,13 @@
 // request fails with its own words.
 
 #include <functional>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "platform/version_numbers.h"
 #include "tests/provider/manager_fixture_helper.h"
+#include "tests/support/as_handle.h"
 
 namespace brivelnox::test {
 namespace {

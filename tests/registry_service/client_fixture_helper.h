@@ -4,6 +4,8 @@
 // registry key and the log between them.
 
 #include <condition_variable>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>

@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 constexpr DWORD kShort = 20;
 constexpr milliseconds kManyPeriods{15 * kShort};
 
-class keep_alive_timer_test : public testing::Test {
+class keep_alive_timing : public testing::Test {
   protected:
     std::shared_ptr<int> owner_ = std::make_shared<int>(0);
     // Declared before the timer, which may tick until it is gone.
@@ -31,7 +31,7 @@ class keep_alive_timer_test : public testing::Test {
     keep_alive_timer timer_;
 };
 
-TEST_F(keep_alive_timer_test, TicksFirstAfterItsPeriod) {
+TEST_F(keep_alive_timing, ticks_first_after_its_period) {
     constexpr DWORD kPeriod = 200;
     const stopwatch watch;
     timer_.Start(kPeriod, owner_, [this] { ticked_.Set(); });
@@ -39,7 +39,7 @@ TEST_F(keep_alive_timer_test, TicksFirstAfterItsPeriod) {
     EXPECT_GE(watch.Elapsed(), milliseconds(kPeriod - 50));
 }
 
-TEST_F(keep_alive_timer_test, TicksAgainAndAgainOnAnotherThread) {
+TEST_F(keep_alive_timing, ticks_again_and_again_on_another_thread) {
     const std::thread::id here = std::this_thread::get_id();
     timer_.Start(kShort, owner_, [this, here] {
         EXPECT_NE(std::this_thread::get_id(), here);
@@ -50,7 +50,7 @@ TEST_F(keep_alive_timer_test, TicksAgainAndAgainOnAnotherThread) {
     EXPECT_TRUE(ticked_often_.Wait());
 }
 
-TEST_F(keep_alive_timer_test, TickThatThrowsIsFollowedByTheNext) {
+TEST_F(keep_alive_timing, tick_that_throws_is_followed_by_the_next) {
     timer_.Start(kShort, owner_, [this] {
         if (++ticks_ == 3) {
             ticked_often_.Set();
@@ -60,7 +60,7 @@ TEST_F(keep_alive_timer_test, TickThatThrowsIsFollowedByTheNext) {
     EXPECT_TRUE(ticked_often_.Wait());
 }
 
-TEST_F(keep_alive_timer_test, TicksNeverOverlap) {
+TEST_F(keep_alive_timing, ticks_never_overlap) {
     timer_.Start(kShort, owner_, [this] {
         EXPECT_EQ(++ticks_at_once_, 1);
         ticked_.Set();
@@ -75,13 +75,13 @@ TEST_F(keep_alive_timer_test, TicksNeverOverlap) {
     EXPECT_TRUE(ticked_often_.Wait());
 }
 
-TEST_F(keep_alive_timer_test, TimerOfAnOwnerThatHasGoneDoesNotTick) {
+TEST_F(keep_alive_timing, timer_of_an_owner_that_has_gone_does_not_tick) {
     const std::weak_ptr<void> gone = std::make_shared<int>(0);
     timer_.Start(kShort, gone, [this] { ticked_.Set(); });
     EXPECT_FALSE(ticked_.Wait(kManyPeriods));
 }
 
-TEST_F(keep_alive_timer_test, OwnerIsHeldWhileItTicks) {
+TEST_F(keep_alive_timing, owner_is_held_while_it_ticks) {
     const std::weak_ptr<int> watched = owner_;
     timer_.Start(kShort, owner_, [this] {
         ticked_.Set();
@@ -95,7 +95,7 @@ TEST_F(keep_alive_timer_test, OwnerIsHeldWhileItTicks) {
     EXPECT_TRUE(watched.expired());
 }
 
-TEST_F(keep_alive_timer_test, StopWaitsForATickThatIsRunning) {
+TEST_F(keep_alive_timing, stop_waits_for_a_tick_that_is_running) {
     std::atomic<bool> tick_done = false;
     timer_.Start(kShort, owner_, [&] {
         ticked_.Set();
@@ -112,7 +112,7 @@ TEST_F(keep_alive_timer_test, StopWaitsForATickThatIsRunning) {
     EXPECT_TRUE(stopped.get());
 }
 
-TEST_F(keep_alive_timer_test, NothingTicksAfterAStop) {
+TEST_F(keep_alive_timing, nothing_ticks_after_a_stop) {
     timer_.Start(kShort, owner_, [this] {
         ++ticks_;
         ticked_.Set();
@@ -125,7 +125,7 @@ TEST_F(keep_alive_timer_test, NothingTicksAfterAStop) {
     EXPECT_EQ(ticks_, ticks);
 }
 
-TEST_F(keep_alive_timer_test, StopIsIdempotentAndNeedsNoStart) {
+TEST_F(keep_alive_timing, stop_is_idempotent_and_needs_no_start) {
     const stopwatch watch;
     timer_.Stop();
     timer_.Stop();
@@ -134,7 +134,7 @@ TEST_F(keep_alive_timer_test, StopIsIdempotentAndNeedsNoStart) {
     EXPECT_FALSE(ticked_.Wait(kManyPeriods)) << "a timer that was stopped does not start again";
 }
 
-TEST_F(keep_alive_timer_test, TimersAreIndependentOfEachOther) {
+TEST_F(keep_alive_timing, timers_are_independent_of_each_other) {
     keep_alive_timer other;
     other.Start(kShort, owner_, [this] {
         ticked_.Set();

@@ -2,14 +2,16 @@
 
 #include "registry_service/link_connection.h"
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -23,9 +25,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-class link_connection_test : public testing::Test {
+class connection_of_a_link : public testing::Test {
   protected:
-    link_connection_test() {
+    connection_of_a_link() {
         unique_socket socket(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
         const sockaddr_in address = LoopbackAddress(server_.Port());
         EXPECT_EQ(connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
@@ -64,7 +66,7 @@ class link_connection_test : public testing::Test {
     std::optional<server_connection> service_;
 };
 
-TEST_F(link_connection_test, ArrivingDataSignalTheReaderAndAreReceived) {
+TEST_F(connection_of_a_link, arriving_data_signal_the_reader_and_are_received) {
     ASSERT_TRUE(connection_->SelectEvents());
     service_->Send("hello");
     ASSERT_TRUE(WaitForEvent());
@@ -72,13 +74,13 @@ TEST_F(link_connection_test, ArrivingDataSignalTheReaderAndAreReceived) {
     EXPECT_EQ(Receive(), "hello");
 }
 
-TEST_F(link_connection_test, DataThatAreNotThereYetAreNoError) {
+TEST_F(connection_of_a_link, data_that_are_not_there_yet_are_no_error) {
     ASSERT_TRUE(connection_->SelectEvents());
     char byte = 0;
     EXPECT_EQ(connection_->Receive(&byte, 1), std::nullopt);
 }
 
-TEST_F(link_connection_test, PeersCloseSignalsTheReaderAndReceivesAsNothing) {
+TEST_F(connection_of_a_link, peers_close_signals_the_reader_and_receives_as_nothing) {
     ASSERT_TRUE(connection_->SelectEvents());
     service_->Close();
     ASSERT_TRUE(WaitForEvent());
@@ -89,26 +91,26 @@ TEST_F(link_connection_test, PeersCloseSignalsTheReaderAndReceivesAsNothing) {
     EXPECT_EQ(connection_->Receive(&byte, 1), 0);
 }
 
-TEST_F(link_connection_test, ReceivingThatFailsIsAnError) {
+TEST_F(connection_of_a_link, receiving_that_fails_is_an_error) {
     ASSERT_TRUE(connection_->SelectEvents());
     ASSERT_EQ(shutdown(SocketOf(*connection_).get(), SD_RECEIVE), 0);
     char byte = 0;
     EXPECT_EQ(connection_->Receive(&byte, 1), SOCKET_ERROR);
 }
 
-TEST_F(link_connection_test, SendingThatFailsIsReported) {
+TEST_F(connection_of_a_link, sending_that_fails_is_reported) {
     ASSERT_TRUE(connection_->SelectEvents());
     ASSERT_EQ(shutdown(SocketOf(*connection_).get(), SD_SEND), 0);
     EXPECT_FALSE(connection_->Send("x", 1));
 }
 
-TEST_F(link_connection_test, SendHandsTheBytesOverAsAWhole) {
+TEST_F(connection_of_a_link, send_hands_the_bytes_over_as_a_whole) {
     ASSERT_TRUE(connection_->SelectEvents());
     EXPECT_TRUE(connection_->Send("ab\0cd", 5));
     EXPECT_EQ(service_->Receive(5), std::string("ab\0cd", 5));
 }
 
-TEST_F(link_connection_test, NothingWorksAfterTheClose) {
+TEST_F(connection_of_a_link, nothing_works_after_the_close) {
     ASSERT_TRUE(connection_->SelectEvents());
     EXPECT_FALSE(connection_->IsClosed());
     connection_->Close();
@@ -122,26 +124,26 @@ TEST_F(link_connection_test, NothingWorksAfterTheClose) {
     EXPECT_EQ(service_->ReceiveAvailable(), "");
 }
 
-TEST_F(link_connection_test, CloseWakesTheReaderAndTellsItToEnd) {
+TEST_F(connection_of_a_link, close_wakes_the_reader_and_tells_it_to_end) {
     ASSERT_TRUE(connection_->SelectEvents());
     std::thread closer([&] { connection_->Close(); });
     EXPECT_FALSE(connection_->WaitForEvent());
     closer.join();
 }
 
-TEST_F(link_connection_test, CloseIsIdempotent) {
+TEST_F(connection_of_a_link, close_is_idempotent) {
     connection_->Close();
     connection_->Close();
     EXPECT_TRUE(connection_->IsClosed());
 }
 
-TEST_F(link_connection_test, WithoutAReaderNobodyIsWaitedFor) {
+TEST_F(connection_of_a_link, without_a_reader_nobody_is_waited_for) {
     const stopwatch watch;
     connection_->WaitForReader();
     EXPECT_LT(watch.Elapsed(), milliseconds(2500));
 }
 
-TEST_F(link_connection_test, ReaderIsWaitedForUntilItEnds) {
+TEST_F(connection_of_a_link, reader_is_waited_for_until_it_ends) {
     const auto reader = [](void* argument) -> DWORD {
         (void)static_cast<link_connection*>(argument)->WaitForEvent();
         return 0;

@@ -3,9 +3,9 @@
 // A service for the link to connect to: plain sockets on 127.0.0.1 that do exactly what a test tells them.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>

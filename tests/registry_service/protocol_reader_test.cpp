@@ -34,66 +34,66 @@ bool Boolean(const std::string& value) {
     return BooleanAttribute(*parsed("<E a='" + value + "'/>"), "a");
 }
 
-TEST(protocol_text, IsHandedOutAsReceived) {
+TEST(protocol_text, is_handed_out_as_received) {
     EXPECT_STREQ(TextAttribute(*parsed("<E a='abc' b=\"d'e\"/>"), "a"), "abc");
     EXPECT_STREQ(TextAttribute(*parsed("<E a='abc' b=\"d'e\"/>"), "b"), "d'e");
 }
 
-TEST(protocol_text, IsEmptyWhenAbsent) {
+TEST(protocol_text, is_empty_when_absent) {
     EXPECT_STREQ(TextAttribute(*parsed("<E b='x'/>"), "a"), "");
 }
 
-TEST(protocol_text, AttributeNamesAreCaseSensitive) {
+TEST(protocol_text, attribute_names_are_case_sensitive) {
     EXPECT_STREQ(TextAttribute(*parsed("<E A='x'/>"), "a"), "");
 }
 
-TEST(protocol_text, PredefinedEntitiesAreDecoded) {
+TEST(protocol_text, predefined_entities_are_decoded) {
     EXPECT_STREQ(TextAttribute(*parsed("<E a='&lt;&gt;&amp;&quot;&apos;'/>"), "a"), "<>&\"'");
 }
 
-TEST(protocol_text, NumericCharacterReferencesAreDecoded) {
+TEST(protocol_text, numeric_character_references_are_decoded) {
     EXPECT_STREQ(TextAttribute(*parsed("<E a='&#65;&#x42;c'/>"), "a"), "ABc");
 }
 
-TEST(protocol_text, BlanksAreKept) {
+TEST(protocol_text, blanks_are_kept) {
     EXPECT_STREQ(TextAttribute(*parsed("<E a='  b  c '/>"), "a"), "  b  c ");
 }
 
-TEST(protocol_integer, IsReadAsDecimal) {
+TEST(protocol_integer, is_read_as_decimal) {
     EXPECT_EQ(Integer("0"), 0);
     EXPECT_EQ(Integer("17"), 17);
     EXPECT_EQ(Integer("-17"), -17);
     EXPECT_EQ(Integer("0017"), 17);
 }
 
-TEST(protocol_integer, HexadecimalIsNotUnderstood) {
+TEST(protocol_integer, hexadecimal_is_not_understood) {
     EXPECT_EQ(Integer("0x10"), 0);
 }
 
-TEST(protocol_integer, WholeRangeOf32BitsIsRead) {
+TEST(protocol_integer, whole_range_of_32_bits_is_read) {
     EXPECT_EQ(Integer("2147483647"), std::numeric_limits<std::int32_t>::max());
     EXPECT_EQ(Integer("-2147483648"), std::numeric_limits<std::int32_t>::min());
     EXPECT_EQ(static_cast<std::uint32_t>(Integer("-2147483648")), 0x80000000u);
 }
 
-TEST(protocol_integer, NumberThat32BitsCannotHoldIsZero) {
+TEST(protocol_integer, number_that_32_bits_cannot_hold_is_zero) {
     EXPECT_EQ(Integer("2147483648"), 0);
     EXPECT_EQ(Integer("-2147483649"), 0);
     EXPECT_EQ(Integer("99999999999999999999999999"), 0);
 }
 
-TEST(protocol_integer, LeadingBlanksAreSkipped) {
+TEST(protocol_integer, leading_blanks_are_skipped) {
     EXPECT_EQ(Integer("  17"), 17);
     EXPECT_EQ(Integer(" -17"), -17);
 }
 
-TEST(protocol_integer, CharactersBehindTheDigitsAreIgnored) {
+TEST(protocol_integer, characters_behind_the_digits_are_ignored) {
     EXPECT_EQ(Integer("17abc"), 17);
     EXPECT_EQ(Integer("17 18"), 17);
     EXPECT_EQ(Integer("1.9"), 1);
 }
 
-TEST(protocol_integer, IsZeroWhenUnreadableOrAbsent) {
+TEST(protocol_integer, is_zero_when_unreadable_or_absent) {
     EXPECT_EQ(Integer(""), 0);
     EXPECT_EQ(Integer("abc"), 0);
     EXPECT_EQ(Integer("-"), 0);
@@ -101,7 +101,7 @@ TEST(protocol_integer, IsZeroWhenUnreadableOrAbsent) {
     EXPECT_EQ(IntegerAttribute(*parsed("<E/>"), "a"), 0);
 }
 
-TEST(protocol_boolean, NumberIsTrueWhenItIsNotZero) {
+TEST(protocol_boolean, number_is_true_when_it_is_not_zero) {
     EXPECT_TRUE(Boolean("1"));
     EXPECT_TRUE(Boolean("2"));
     EXPECT_TRUE(Boolean("-1"));
@@ -110,7 +110,7 @@ TEST(protocol_boolean, NumberIsTrueWhenItIsNotZero) {
     EXPECT_FALSE(Boolean("00"));
 }
 
-TEST(protocol_boolean, TrueAndFalseAreUnderstoodInAnyLetterCase) {
+TEST(protocol_boolean, true_and_false_are_understood_in_any_letter_case) {
     for (const char* text : {"true", "TRUE", "True", "tRuE"}) {
         EXPECT_TRUE(Boolean(text)) << text;
     }
@@ -119,17 +119,17 @@ TEST(protocol_boolean, TrueAndFalseAreUnderstoodInAnyLetterCase) {
     }
 }
 
-TEST(protocol_boolean, AnythingElseIsFalse) {
+TEST(protocol_boolean, anything_else_is_false) {
     for (const char* text : {"", "yes", "on", "t", "tru", "truex", "y"}) {
         EXPECT_FALSE(Boolean(text)) << text;
     }
 }
 
-TEST(protocol_boolean, IsFalseWhenAbsent) {
+TEST(protocol_boolean, is_false_when_absent) {
     EXPECT_FALSE(BooleanAttribute(*parsed("<E/>"), "a"));
 }
 
-TEST(protocol_registration, HasEveryAttribute) {
+TEST(protocol_registration, has_every_attribute) {
     const client_registration registration =
         ReadRegistration(*parsed("<Registration tapiLineName='Alice' permanentLineId='17' tcpPort='5060' "
                                  "clientConnected='true' sipConnected='1'/>"));
@@ -140,7 +140,7 @@ TEST(protocol_registration, HasEveryAttribute) {
     EXPECT_TRUE(registration.sipConnected);
 }
 
-TEST(protocol_registration, AbsentAttributesHaveDefaults) {
+TEST(protocol_registration, absent_attributes_have_defaults) {
     const client_registration registration = ReadRegistration(*parsed("<Registration/>"));
     EXPECT_EQ(registration.tapiLineName, L"");
     EXPECT_EQ(registration.permanentLineId, 0);
@@ -149,7 +149,7 @@ TEST(protocol_registration, AbsentAttributesHaveDefaults) {
     EXPECT_FALSE(registration.sipConnected);
 }
 
-TEST(protocol_registration, FlagsAreReadEachForItself) {
+TEST(protocol_registration, flags_are_read_each_for_itself) {
     const client_registration client =
         ReadRegistration(*parsed("<Registration clientConnected='true' sipConnected='false'/>"));
     EXPECT_TRUE(client.clientConnected);
@@ -160,12 +160,12 @@ TEST(protocol_registration, FlagsAreReadEachForItself) {
     EXPECT_TRUE(sip.sipConnected);
 }
 
-TEST(protocol_registration, LineIdWithTheTopBitSetIsReadBack) {
+TEST(protocol_registration, line_id_with_the_top_bit_set_is_read_back) {
     EXPECT_EQ(ReadRegistration(*parsed("<Registration permanentLineId='-2147483648'/>")).permanentLineId,
               std::numeric_limits<std::int32_t>::min());
 }
 
-TEST(protocol_registration, NameIsInTheAnsiCodePage) {
+TEST(protocol_registration, name_is_in_the_ansi_code_page) {
     if (GetACP() != 1252) {
         GTEST_SKIP() << "the ANSI code page is " << GetACP();
     }
@@ -173,7 +173,7 @@ TEST(protocol_registration, NameIsInTheAnsiCodePage) {
               L"M\u00FCller");
 }
 
-TEST(protocol_call_state, HasEveryAttributeAndParty) {
+TEST(protocol_call_state, has_every_attribute_and_party) {
     const client_call_state state = ReadCallState(
         *parsed("<CallState isCaller='true' callReason='-3' clientCallId='c1' callState='Connected' "
                 "permanentLineId='17'><Self phoneNumber='100' name='Alice'/><Peer phoneNumber='200' "
@@ -201,14 +201,14 @@ void ExpectNoParties(const client_call_state& state) {
     EXPECT_EQ(state.forwardType, L"");
 }
 
-TEST(protocol_call_state, WithoutPartiesAllSevenTextsAreEmpty) {
+TEST(protocol_call_state, without_parties_all_seven_texts_are_empty) {
     const client_call_state state =
         ReadCallState(*parsed("<CallState clientCallId='c1' callState='Ringing' permanentLineId='17'/>"));
     EXPECT_EQ(state.clientCallId, L"c1");
     ExpectNoParties(state);
 }
 
-TEST(protocol_call_state, AbsentAttributesHaveDefaults) {
+TEST(protocol_call_state, absent_attributes_have_defaults) {
     const client_call_state state =
         ReadCallState(*parsed("<CallState><Self/><Peer/><Forwarder/></CallState>"));
     EXPECT_FALSE(state.isCaller);
@@ -218,7 +218,7 @@ TEST(protocol_call_state, AbsentAttributesHaveDefaults) {
     ExpectNoParties(state);
 }
 
-TEST(protocol_call_state, PartiesAreReadEachForItself) {
+TEST(protocol_call_state, parties_are_read_each_for_itself) {
     const client_call_state state = ReadCallState(*parsed("<CallState><Peer name='Bob'/></CallState>"));
     EXPECT_EQ(state.peerName, L"Bob");
     EXPECT_EQ(state.peerPhoneNumber, L"");
@@ -226,7 +226,7 @@ TEST(protocol_call_state, PartiesAreReadEachForItself) {
     EXPECT_EQ(state.forwarderName, L"");
 }
 
-TEST(protocol_call_state, OnlyTheFirstChildOfEachNameCounts) {
+TEST(protocol_call_state, only_the_first_child_of_each_name_counts) {
     const client_call_state state = ReadCallState(
         *parsed("<CallState><Other name='no'/><Peer name='first'/><Peer name='second' phoneNumber='2'/>"
                 "<Self name='me'/><Self name='not me'/><Forwarder forwardType='a'/>"
@@ -237,20 +237,20 @@ TEST(protocol_call_state, OnlyTheFirstChildOfEachNameCounts) {
     EXPECT_EQ(state.forwardType, L"a");
 }
 
-TEST(protocol_call_state, PartiesAreFoundAmongBlanks) {
+TEST(protocol_call_state, parties_are_found_among_blanks) {
     const client_call_state state =
         ReadCallState(*parsed("<CallState>\r\n  <Self phoneNumber='100'/>\r\n</CallState>"));
     EXPECT_EQ(state.selfPhoneNumber, L"100");
 }
 
-TEST(protocol_call_state, UnknownAttributesAreIgnored) {
+TEST(protocol_call_state, unknown_attributes_are_ignored) {
     const client_call_state state =
         ReadCallState(*parsed("<CallState colour='red' forwardType='Busy' name='x' callState='Held'/>"));
     EXPECT_EQ(state.callState, L"Held");
     ExpectNoParties(state);
 }
 
-TEST(protocol_call_state, TextsAreInTheAnsiCodePageWithEntitiesDecoded) {
+TEST(protocol_call_state, texts_are_in_the_ansi_code_page_with_entities_decoded) {
     if (GetACP() != 1252) {
         GTEST_SKIP() << "the ANSI code page is " << GetACP();
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <limits>
 #include <optional>
 #include <string>
@@ -19,7 +20,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class receive_buffer_test : public testing::Test {
+class received_bytes : public testing::Test {
   protected:
     /// Takes a chunk in and out again all messages that are complete, as the link does.
     void Take(std::string_view chunk) {
@@ -41,7 +42,7 @@ class receive_buffer_test : public testing::Test {
     std::size_t consumed_ = 0;
 };
 
-TEST_F(receive_buffer_test, NewBufferIsEmptyAndHas2048Bytes) {
+TEST_F(received_bytes, new_buffer_is_empty_and_has_2048_bytes) {
     EXPECT_EQ(buffer_.Capacity(), 2048u);
     EXPECT_EQ(buffer_.Used(), 0u);
     EXPECT_EQ(buffer_.Consumed(), 0u);
@@ -49,13 +50,13 @@ TEST_F(receive_buffer_test, NewBufferIsEmptyAndHas2048Bytes) {
     EXPECT_FALSE(buffer_.NextMessage());
 }
 
-TEST_F(receive_buffer_test, WholeMessageIsFoundAndLeavesNothing) {
+TEST_F(received_bytes, whole_message_is_found_and_leaves_nothing) {
     Take("<msg>a</msg>");
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>"));
     EXPECT_EQ(buffer_.Used(), 0u);
 }
 
-TEST_F(receive_buffer_test, ThreeMessagesInOneChunkAreFoundInOrderAndTheirLengthIsConsumed) {
+TEST_F(received_bytes, three_messages_in_one_chunk_are_found_in_order_and_their_length_is_consumed) {
     const std::string chunk = "<msg>a</msg><msg>bb</msg><msg></msg>";
     Take(chunk);
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>bb</msg>", "<msg></msg>"));
@@ -64,7 +65,7 @@ TEST_F(receive_buffer_test, ThreeMessagesInOneChunkAreFoundInOrderAndTheirLength
     EXPECT_EQ(buffer_.Consumed(), 0u);
 }
 
-TEST_F(receive_buffer_test, MessageIsFoundOnlyWhenItsEndHasCome) {
+TEST_F(received_bytes, message_is_found_only_when_its_end_has_come) {
     Take("<msg>a");
     EXPECT_THAT(messages_, IsEmpty());
     EXPECT_TRUE(buffer_.HasStartTag());
@@ -73,7 +74,7 @@ TEST_F(receive_buffer_test, MessageIsFoundOnlyWhenItsEndHasCome) {
     EXPECT_THAT(messages_, ElementsAre("<msg>ab</msg>"));
 }
 
-TEST_F(receive_buffer_test, MessageBehindACompleteOneWaitsForItsEnd) {
+TEST_F(received_bytes, message_behind_a_complete_one_waits_for_its_end) {
     Take("<msg>a</msg><msg>b");
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>"));
     EXPECT_EQ(buffer_.Used(), 6u);
@@ -81,7 +82,7 @@ TEST_F(receive_buffer_test, MessageBehindACompleteOneWaitsForItsEnd) {
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>b</msg>"));
 }
 
-TEST_F(receive_buffer_test, StreamMayBeSplitAtEveryPosition) {
+TEST_F(received_bytes, stream_may_be_split_at_every_position) {
     const std::string stream = "<msg>a</msg><msg><b/></msg><msg>c</msg>";
     for (std::size_t split = 0; split <= stream.size(); ++split) {
         messages_.clear();
@@ -92,7 +93,7 @@ TEST_F(receive_buffer_test, StreamMayBeSplitAtEveryPosition) {
     }
 }
 
-TEST_F(receive_buffer_test, StreamMayBeSplitAtEveryTwoPositions) {
+TEST_F(received_bytes, stream_may_be_split_at_every_two_positions) {
     const std::string stream = "<msg>a</msg><msg>b</msg>";
     for (std::size_t first = 0; first <= stream.size(); ++first) {
         for (std::size_t second = first; second <= stream.size(); ++second) {
@@ -105,14 +106,14 @@ TEST_F(receive_buffer_test, StreamMayBeSplitAtEveryTwoPositions) {
     }
 }
 
-TEST_F(receive_buffer_test, StreamMayComeByteByByte) {
+TEST_F(received_bytes, stream_may_come_byte_by_byte) {
     for (const char byte : std::string("<msg>a</msg><msg>b</msg><msg>c</msg>")) {
         Take(std::string_view(&byte, 1));
     }
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>b</msg>", "<msg>c</msg>"));
 }
 
-TEST_F(receive_buffer_test, TagsAreMatchedLiterally) {
+TEST_F(received_bytes, tags_are_matched_literally) {
     for (const char* text : {"<MSG>a</msg>", "<Msg>a</msg>", "<msg >a</msg>", "< msg>a</msg>",
                              "<msg id='1'>a</msg>", "<msgs>a</msg>"}) {
         ASSERT_TRUE(buffer_.Append(text, std::string_view(text).size()));
@@ -123,19 +124,19 @@ TEST_F(receive_buffer_test, TagsAreMatchedLiterally) {
     EXPECT_THAT(messages_, ElementsAre("<msg>a</MSG></msg ></ msg></msg>"));
 }
 
-TEST_F(receive_buffer_test, MessageRunsFromItsFirstStartTagToTheNextEndTag) {
+TEST_F(received_bytes, message_runs_from_its_first_start_tag_to_the_next_end_tag) {
     Take("<msg>a<msg>b</msg>");
     EXPECT_THAT(messages_, ElementsAre("<msg>a<msg>b</msg>"));
 }
 
-TEST_F(receive_buffer_test, EndTagBeforeTheStartTagEndsNothing) {
+TEST_F(received_bytes, end_tag_before_the_start_tag_ends_nothing) {
     Take("</msg><msg>a</msg>");
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>"));
 }
 
 // Garbage: only messages are taken out.
 
-TEST_F(receive_buffer_test, BytesBeforeAMessageStayAndHideNothingLater) {
+TEST_F(received_bytes, bytes_before_a_message_stay_and_hide_nothing_later) {
     Take("xx<msg>a</msg>");
     EXPECT_EQ(buffer_.Used(), 2u);
     Take("<msg>b</msg>");
@@ -144,14 +145,14 @@ TEST_F(receive_buffer_test, BytesBeforeAMessageStayAndHideNothingLater) {
     EXPECT_EQ(buffer_.Used(), 5u);
 }
 
-TEST_F(receive_buffer_test, BytesBetweenAndBehindMessagesStay) {
+TEST_F(received_bytes, bytes_between_and_behind_messages_stay) {
     Take("x<msg>a</msg>yy<msg>b</msg>zzz");
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>b</msg>"));
     EXPECT_EQ(consumed_, 24u);
     EXPECT_EQ(buffer_.Used(), 6u);
 }
 
-TEST_F(receive_buffer_test, BytesAroundAMessageDoNotGrowTogetherToATag) {
+TEST_F(received_bytes, bytes_around_a_message_do_not_grow_together_to_a_tag) {
     Take("<ms<msg>a</msg>g>");
     EXPECT_EQ(buffer_.Used(), 5u);
     EXPECT_FALSE(buffer_.HasStartTag());
@@ -159,7 +160,7 @@ TEST_F(receive_buffer_test, BytesAroundAMessageDoNotGrowTogetherToATag) {
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>b</msg>"));
 }
 
-TEST_F(receive_buffer_test, BytesAroundAMessageDoNotGrowTogetherToATagPieceByPiece) {
+TEST_F(received_bytes, bytes_around_a_message_do_not_grow_together_to_a_tag_piece_by_piece) {
     Take("<m<msg>a</msg>");
     Take("s");
     Take("g>");
@@ -168,7 +169,7 @@ TEST_F(receive_buffer_test, BytesAroundAMessageDoNotGrowTogetherToATagPieceByPie
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>c</msg>"));
 }
 
-TEST_F(receive_buffer_test, StreamWithGarbageMayBeSplitAtEveryPosition) {
+TEST_F(received_bytes, stream_with_garbage_may_be_split_at_every_position) {
     const std::string stream = "<m<msg>a</msg>sg>?<msg>b</msg>";
     for (std::size_t split = 0; split <= stream.size(); ++split) {
         buffer_.Discard();
@@ -179,23 +180,23 @@ TEST_F(receive_buffer_test, StreamWithGarbageMayBeSplitAtEveryPosition) {
     }
 }
 
-TEST_F(receive_buffer_test, ZeroByteBetweenMessagesHidesNothing) {
+TEST_F(received_bytes, zero_byte_between_messages_hides_nothing) {
     Take(std::string_view("<msg>a</msg>\0<msg>b</msg>", 25));
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>b</msg>"));
 }
 
-TEST_F(receive_buffer_test, ZeroByteInsideAMessageIsPartOfIt) {
+TEST_F(received_bytes, zero_byte_inside_a_message_is_part_of_it) {
     Take(std::string_view("<msg>a\0b</msg><msg>c</msg>", 26));
     EXPECT_THAT(messages_, ElementsAre(std::string("<msg>a\0b</msg>", 14), "<msg>c</msg>"));
 }
 
-TEST_F(receive_buffer_test, ZeroByteAtTheEndOfAChunkDoesNotStopTheSearch) {
+TEST_F(received_bytes, zero_byte_at_the_end_of_a_chunk_does_not_stop_the_search) {
     Take(std::string_view("<msg>a\0", 7));
     Take("</msg>");
     EXPECT_THAT(messages_, ElementsAre(std::string("<msg>a\0</msg>", 13)));
 }
 
-TEST_F(receive_buffer_test, DiscardForgetsEverything) {
+TEST_F(received_bytes, discard_forgets_everything) {
     Take("x<msg>a</msg><msg>b");
     buffer_.Discard();
     EXPECT_EQ(buffer_.Used(), 0u);
@@ -204,7 +205,7 @@ TEST_F(receive_buffer_test, DiscardForgetsEverything) {
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>", "<msg>c</msg>"));
 }
 
-TEST_F(receive_buffer_test, OnlyTheBeginningOfAStartTagAtTheVeryEndSurvivesGarbage) {
+TEST_F(received_bytes, only_the_beginning_of_a_start_tag_at_the_very_end_survives_garbage) {
     const struct {
         const char* held;
         std::size_t kept;
@@ -223,7 +224,7 @@ TEST_F(receive_buffer_test, OnlyTheBeginningOfAStartTagAtTheVeryEndSurvivesGarba
 
 // Size.
 
-TEST_F(receive_buffer_test, AZeroByteLiesBehindTheHeldBytesAtEverySize) {
+TEST_F(received_bytes, a_zero_byte_lies_behind_the_held_bytes_at_every_size) {
     for (std::size_t length = 2040; length <= 2060; ++length) {
         for (const std::size_t first : {std::size_t{0}, std::size_t{1047}, length - 1}) {
             receive_buffer buffer;
@@ -239,7 +240,7 @@ TEST_F(receive_buffer_test, AZeroByteLiesBehindTheHeldBytesAtEverySize) {
     }
 }
 
-TEST_F(receive_buffer_test, BufferGrowsOnlyWhenTheDataNeedIt) {
+TEST_F(received_bytes, buffer_grows_only_when_the_data_need_it) {
     const std::string bytes(4096, 'x');
     ASSERT_TRUE(buffer_.Append(bytes.data(), 2047));
     EXPECT_EQ(buffer_.Capacity(), 2048u);
@@ -248,7 +249,7 @@ TEST_F(receive_buffer_test, BufferGrowsOnlyWhenTheDataNeedIt) {
     EXPECT_EQ(buffer_.Used(), 2048u);
 }
 
-TEST_F(receive_buffer_test, ManySmallMessagesNeedNoMoreThanTheFirstBuffer) {
+TEST_F(received_bytes, many_small_messages_need_no_more_than_the_first_buffer) {
     for (int round = 0; round < 1000; ++round) {
         Take("<msg>a</msg><msg>b</msg><ms");
         Take("g>c</msg>");
@@ -257,7 +258,7 @@ TEST_F(receive_buffer_test, ManySmallMessagesNeedNoMoreThanTheFirstBuffer) {
     EXPECT_EQ(buffer_.Capacity(), 2048u);
 }
 
-TEST_F(receive_buffer_test, BufferNeverShrinks) {
+TEST_F(received_bytes, buffer_never_shrinks) {
     const std::string message = "<msg>" + std::string(10000, 'x') + "</msg>";
     Take(message);
     const std::size_t grown = buffer_.Capacity();
@@ -267,7 +268,7 @@ TEST_F(receive_buffer_test, BufferNeverShrinks) {
     EXPECT_EQ(buffer_.Capacity(), grown);
 }
 
-TEST_F(receive_buffer_test, ChunkThatWouldPassTheMaximumIsRefusedAndChangesNothing) {
+TEST_F(received_bytes, chunk_that_would_pass_the_maximum_is_refused_and_changes_nothing) {
     const std::string most = "<msg>" + std::string(receive_buffer::kMaximumCapacity - 7, 'x');
     ASSERT_TRUE(buffer_.Append(most.data(), most.size()));
     EXPECT_TRUE(buffer_.Append("y", 1));
@@ -281,12 +282,12 @@ TEST_F(receive_buffer_test, ChunkThatWouldPassTheMaximumIsRefusedAndChangesNothi
     EXPECT_THAT(messages_, ElementsAre("<msg>a</msg>"));
 }
 
-TEST_F(receive_buffer_test, ChunkThatFillsTheMaximumByItselfIsRefused) {
+TEST_F(received_bytes, chunk_that_fills_the_maximum_by_itself_is_refused) {
     EXPECT_FALSE(buffer_.Append("", receive_buffer::kMaximumCapacity));
     EXPECT_EQ(buffer_.Used(), 0u);
 }
 
-TEST_F(receive_buffer_test, ChunkOfTheLargestSizeThereIsIsRefusedWhateverIsHeld) {
+TEST_F(received_bytes, chunk_of_the_largest_size_there_is_is_refused_whatever_is_held) {
     constexpr std::size_t kLargest = std::numeric_limits<std::size_t>::max();
     for (const std::string_view held : {"", "<msg>a"}) {
         buffer_.Discard();
@@ -325,7 +326,7 @@ std::chrono::nanoseconds TimeToReceive(std::size_t bytes) {
     return shortest;
 }
 
-TEST(receive_buffer_time, GrowsWithTheSizeOfAMessageAndNotWithItsSquare) {
+TEST(receive_buffer_time, grows_with_the_size_of_a_message_and_not_with_its_square) {
     constexpr std::size_t kSize = 2 * 1024 * 1024;
     const auto once = TimeToReceive(kSize);
     const auto four_times = TimeToReceive(4 * kSize);

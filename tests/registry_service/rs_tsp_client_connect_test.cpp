@@ -2,10 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,12 +25,12 @@ constexpr char kPortUnknown[] = "Registry service listening port not known";
 
 using rs_tsp_client_connect = rs_tsp_client_fixture;
 
-TEST_F(rs_tsp_client_connect, ProductWaits20SecondsForAListAndTicksEvery30) {
+TEST_F(rs_tsp_client_connect, product_waits_20_seconds_for_a_list_and_ticks_every_30) {
     EXPECT_EQ(rs_tsp_client_timing().list_wait, 20000u);
     EXPECT_EQ(rs_tsp_client_timing().keep_alive_period, 30000u);
 }
 
-TEST_F(rs_tsp_client_connect, ConstructionIsLoggedAndConnectsToNothing) {
+TEST_F(rs_tsp_client_connect, construction_is_logged_and_connects_to_nothing) {
     key_.Publish(server_.Port());
     Make();
     EXPECT_THAT(Logged(), ElementsAre("()"));
@@ -41,19 +38,19 @@ TEST_F(rs_tsp_client_connect, ConstructionIsLoggedAndConnectsToNothing) {
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
-TEST_F(rs_tsp_client_connect, StartConnectsToThePublishedPortAndAsksForNothing) {
+TEST_F(rs_tsp_client_connect, start_connects_to_the_published_port_and_asks_for_nothing) {
     server_connection service = StartConnected();
     EXPECT_THAT(Logged(), ElementsAre("()", "Connect to port " + std::to_string(server_.Port())));
     EXPECT_EQ(service.ReceiveAvailable(), "");
 }
 
-TEST_F(rs_tsp_client_connect, MissingKeyIsLogged) {
+TEST_F(rs_tsp_client_connect, missing_key_is_logged) {
     Start();
     EXPECT_THAT(Logged(), ElementsAre("()", kNoKey));
     EXPECT_FALSE(Client().IsConnected());
 }
 
-TEST_F(rs_tsp_client_connect, ServiceThatIsNotRunningIsLoggedAndNotConnectedTo) {
+TEST_F(rs_tsp_client_connect, service_that_is_not_running_is_logged_and_not_connected_to) {
     key_.SetUpAndRunning(0);
     key_.SetPort(server_.Port());
     Start();
@@ -61,7 +58,7 @@ TEST_F(rs_tsp_client_connect, ServiceThatIsNotRunningIsLoggedAndNotConnectedTo) 
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
-TEST_F(rs_tsp_client_connect, UpAndRunningOtherThanOneCountsAsNotRunning) {
+TEST_F(rs_tsp_client_connect, up_and_running_other_than_one_counts_as_not_running) {
     for (const DWORD value : {DWORD{2}, DWORD{0xFFFFFFFF}, DWORD{0x101}}) {
         log_.Skip();
         key_.Publish(server_.Port());
@@ -72,14 +69,14 @@ TEST_F(rs_tsp_client_connect, UpAndRunningOtherThanOneCountsAsNotRunning) {
     }
 }
 
-TEST_F(rs_tsp_client_connect, MissingUpAndRunningIsLoggedAndCountsAsNotRunning) {
+TEST_F(rs_tsp_client_connect, missing_up_and_running_is_logged_and_counts_as_not_running) {
     key_.SetPort(server_.Port());
     Start();
     EXPECT_THAT(Logged(), ElementsAre("()", kNoState, kNotRunning));
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
-TEST_F(rs_tsp_client_connect, UpAndRunningOfTheWrongSizeIsLoggedAndCountsAsNotRunning) {
+TEST_F(rs_tsp_client_connect, up_and_running_of_the_wrong_size_is_logged_and_counts_as_not_running) {
     const std::uint64_t one = 1;
     key_.SetPort(server_.Port());
     for (const DWORD size : {2, 8}) {
@@ -91,14 +88,14 @@ TEST_F(rs_tsp_client_connect, UpAndRunningOfTheWrongSizeIsLoggedAndCountsAsNotRu
     }
 }
 
-TEST_F(rs_tsp_client_connect, MissingPortIsLoggedAndLeavesItUnknown) {
+TEST_F(rs_tsp_client_connect, missing_port_is_logged_and_leaves_it_unknown) {
     key_.SetUpAndRunning(1);
     Start();
     EXPECT_THAT(Logged(), ElementsAre("()", kNoPort, kPortUnknown));
     EXPECT_FALSE(Client().IsConnected());
 }
 
-TEST_F(rs_tsp_client_connect, PortOfTheWrongSizeIsLoggedAndLeavesItUnknown) {
+TEST_F(rs_tsp_client_connect, port_of_the_wrong_size_is_logged_and_leaves_it_unknown) {
     const std::uint16_t port = server_.Port();
     key_.SetUpAndRunning(1);
     key_.SetPort(REG_BINARY, &port, sizeof(port));
@@ -107,26 +104,26 @@ TEST_F(rs_tsp_client_connect, PortOfTheWrongSizeIsLoggedAndLeavesItUnknown) {
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
-TEST_F(rs_tsp_client_connect, PortZeroIsUnknown) {
+TEST_F(rs_tsp_client_connect, port_zero_is_unknown) {
     key_.Publish(0);
     Start();
     EXPECT_THAT(Logged(), ElementsAre("()", kPortUnknown));
 }
 
-TEST_F(rs_tsp_client_connect, BothValuesAreReadBeforeTheStateIsLookedAt) {
+TEST_F(rs_tsp_client_connect, both_values_are_read_before_the_state_is_looked_at) {
     key_.Create();
     Start();
     EXPECT_THAT(Logged(), ElementsAre("()", kNoState, kNoPort, kNotRunning));
 }
 
-TEST_F(rs_tsp_client_connect, RefusedConnectionAddsNoFurtherLine) {
+TEST_F(rs_tsp_client_connect, refused_connection_adds_no_further_line) {
     key_.Publish(UnusedPort());
     Start();
     EXPECT_THAT(Logged(), ElementsAre("()", "Connect to port " + std::to_string(UnusedPort())));
     EXPECT_FALSE(Client().IsConnected());
 }
 
-TEST_F(rs_tsp_client_connect, Port70000IsConnectedTo4464) {
+TEST_F(rs_tsp_client_connect, port_70000_is_connected_to_4464) {
     loopback_server server(4464);
     key_.Publish(70000);
     Start();
@@ -140,14 +137,14 @@ TEST_F(rs_tsp_client_connect, Port70000IsConnectedTo4464) {
     EXPECT_TRUE(service.WaitForPeerToClose());
 }
 
-TEST_F(rs_tsp_client_connect, LowHalfOfThePortIsWhatCounts) {
+TEST_F(rs_tsp_client_connect, low_half_of_the_port_is_what_counts) {
     key_.Publish(0xABCD0000u + server_.Port());
     Start();
     EXPECT_TRUE(Client().IsConnected());
     EXPECT_TRUE(server_.TryAccept(kSoon));
 }
 
-TEST_F(rs_tsp_client_connect, ConnectWithoutTheListSendsNothing) {
+TEST_F(rs_tsp_client_connect, connect_without_the_list_sends_nothing) {
     key_.Publish(server_.Port());
     Make();
     Client().ConnectToService(false);
@@ -156,7 +153,7 @@ TEST_F(rs_tsp_client_connect, ConnectWithoutTheListSendsNothing) {
     EXPECT_EQ(service.ReceiveAvailable(), "");
 }
 
-TEST_F(rs_tsp_client_connect, ConnectWithTheListAsksForItWithoutWaiting) {
+TEST_F(rs_tsp_client_connect, connect_with_the_list_asks_for_it_without_waiting) {
     key_.Publish(server_.Port());
     Make();
     const stopwatch watch;
@@ -167,7 +164,7 @@ TEST_F(rs_tsp_client_connect, ConnectWithTheListAsksForItWithoutWaiting) {
               "<msg><request id='1'><GetClientRegistrations/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_connect, ConnectWithTheListAsksNobodyWhenItIsRefused) {
+TEST_F(rs_tsp_client_connect, connect_with_the_list_asks_nobody_when_it_is_refused) {
     key_.Publish(UnusedPort());
     Make();
     Client().ConnectToService(true);
@@ -180,7 +177,7 @@ TEST_F(rs_tsp_client_connect, ConnectWithTheListAsksNobodyWhenItIsRefused) {
 
 // What the timer does.
 
-TEST_F(rs_tsp_client_connect, TickSendsAKeepAliveWhenConnected) {
+TEST_F(rs_tsp_client_connect, tick_sends_a_keep_alive_when_connected) {
     server_connection service = StartConnected();
     log_.Skip();
     Client().KeepAliveTick();
@@ -190,7 +187,7 @@ TEST_F(rs_tsp_client_connect, TickSendsAKeepAliveWhenConnected) {
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(rs_tsp_client_connect, TickReconnectsAndAsksForTheListWhenDisconnected) {
+TEST_F(rs_tsp_client_connect, tick_reconnects_and_asks_for_the_list_when_disconnected) {
     server_connection first = StartConnected();
     Disconnect(first);
     log_.Skip();
@@ -204,7 +201,7 @@ TEST_F(rs_tsp_client_connect, TickReconnectsAndAsksForTheListWhenDisconnected) {
     EXPECT_THAT(Handler().WaitForEvents(1), ElementsAre("list "));
 }
 
-TEST_F(rs_tsp_client_connect, KeepAliveNumbersGoOnAfterAReconnect) {
+TEST_F(rs_tsp_client_connect, keep_alive_numbers_go_on_after_a_reconnect) {
     server_connection first = StartConnected();
     Client().KeepAliveTick();
     Client().KeepAliveTick();
@@ -219,7 +216,7 @@ TEST_F(rs_tsp_client_connect, KeepAliveNumbersGoOnAfterAReconnect) {
     EXPECT_EQ(second.ReceiveThrough("</msg>"), "<msg><request id='3'><KeepAlive/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_connect, ReconnectUsesThePortThatIsPublishedThen) {
+TEST_F(rs_tsp_client_connect, reconnect_uses_the_port_that_is_published_then) {
     server_connection first = StartConnected();
     Disconnect(first);
     loopback_server other;
@@ -231,7 +228,7 @@ TEST_F(rs_tsp_client_connect, ReconnectUsesThePortThatIsPublishedThen) {
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
-TEST_F(rs_tsp_client_connect, EveryTickTriesAgainWhileTheServiceIsAway) {
+TEST_F(rs_tsp_client_connect, every_tick_tries_again_while_the_service_is_away) {
     Start();
     for (int tick = 0; tick < 3; ++tick) {
         log_.Skip();
@@ -243,7 +240,7 @@ TEST_F(rs_tsp_client_connect, EveryTickTriesAgainWhileTheServiceIsAway) {
     EXPECT_TRUE(Client().IsConnected());
 }
 
-TEST_F(rs_tsp_client_connect, MissingAnswersToKeepAlivesDoNotEndTheConnection) {
+TEST_F(rs_tsp_client_connect, missing_answers_to_keep_alives_do_not_end_the_connection) {
     server_connection service = StartConnected();
     for (int tick = 0; tick < 20; ++tick) {
         Client().KeepAliveTick();
@@ -252,7 +249,8 @@ TEST_F(rs_tsp_client_connect, MissingAnswersToKeepAlivesDoNotEndTheConnection) {
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
-TEST_F(rs_tsp_client_connect, KeepAliveThatCannotBeSentEndsTheConnectionAndTheNextTickConnectsAgain) {
+TEST_F(rs_tsp_client_connect,
+       keep_alive_that_cannot_be_sent_ends_the_connection_and_the_next_tick_connects_again) {
     server_connection first = StartConnected();
     ASSERT_EQ(shutdown(SocketOf(*CurrentConnectionOf(Client())).get(), SD_SEND), 0);
     log_.Skip();
@@ -271,7 +269,7 @@ TEST_F(rs_tsp_client_connect, KeepAliveThatCannotBeSentEndsTheConnectionAndTheNe
     EXPECT_EQ(second.ReceiveThrough("</msg>"), "<msg><request id='2'><KeepAlive/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_connect, DroppedConnectionIsNotReportedUntilTheNextTick) {
+TEST_F(rs_tsp_client_connect, dropped_connection_is_not_reported_until_the_next_tick) {
     server_connection service = StartConnected();
     log_.Skip();
     Disconnect(service);
@@ -282,7 +280,7 @@ TEST_F(rs_tsp_client_connect, DroppedConnectionIsNotReportedUntilTheNextTick) {
 
 // The timer itself.
 
-TEST_F(rs_tsp_client_connect, TimerTicksFirstAfterItsPeriodAndThenAgainAndAgain) {
+TEST_F(rs_tsp_client_connect, timer_ticks_first_after_its_period_and_then_again_and_again) {
     constexpr DWORD kPeriod = 300;
     const stopwatch watch;
     server_connection service = StartConnected({.keep_alive_period = kPeriod});
@@ -293,7 +291,8 @@ TEST_F(rs_tsp_client_connect, TimerTicksFirstAfterItsPeriodAndThenAgainAndAgain)
     EXPECT_EQ(service.ReceiveThrough("</msg>"), "<msg><request id='3'><KeepAlive/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_connect, ServiceThatComesLaterIsFoundByTheTimerAndItsListArrivesAsALaterOne) {
+TEST_F(rs_tsp_client_connect,
+       service_that_comes_later_is_found_by_the_timer_and_its_list_arrives_as_a_later_one) {
     key_.SetUpAndRunning(0);
     key_.SetPort(server_.Port());
     Start({.list_wait = 1, .keep_alive_period = 50});
@@ -310,7 +309,7 @@ TEST_F(rs_tsp_client_connect, ServiceThatComesLaterIsFoundByTheTimerAndItsListAr
     EXPECT_THAT(Handler().WaitForEvents(1), ElementsAre("list [17 Alice 0 0 0]"));
 }
 
-TEST_F(rs_tsp_client_connect, ServiceThatGoesAwayAndComesBackOnAnotherPortIsFoundByTheTimer) {
+TEST_F(rs_tsp_client_connect, service_that_goes_away_and_comes_back_on_another_port_is_found_by_the_timer) {
     server_connection first = StartConnected({.keep_alive_period = 50});
     loopback_server other;
     key_.Publish(other.Port());

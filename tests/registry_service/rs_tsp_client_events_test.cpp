@@ -1,10 +1,8 @@
 // Which message reaches which operation of the handler.
 
-#include <functional>
-#include <limits>
 #include <stdexcept>
 #include <string>
-#include <vector>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -45,25 +43,25 @@ class rs_tsp_client_events : public rs_tsp_client_fixture {
     }
 };
 
-TEST_F(rs_tsp_client_events, RegisteredClient) {
+TEST_F(rs_tsp_client_events, registered_client) {
     Receive(Changed("registered"));
     EXPECT_THAT(Handler().Events(), ElementsAre("registered 17 Alice 5060 1 0"));
     EXPECT_THAT(Logged(), ElementsAre(kAliceLogged));
 }
 
-TEST_F(rs_tsp_client_events, RefreshedClient) {
+TEST_F(rs_tsp_client_events, refreshed_client) {
     Receive(Changed("refreshed"));
     EXPECT_THAT(Handler().Events(), ElementsAre("refreshed 17 Alice 5060 1 0"));
     EXPECT_THAT(Logged(), ElementsAre(kAliceLogged));
 }
 
-TEST_F(rs_tsp_client_events, UnregisteredClient) {
+TEST_F(rs_tsp_client_events, unregistered_client) {
     Receive(Changed("unregistered"));
     EXPECT_THAT(Handler().Events(), ElementsAre("unregistered 17 Alice 5060 1 0"));
     EXPECT_THAT(Logged(), ElementsAre(kAliceLogged));
 }
 
-TEST_F(rs_tsp_client_events, OtherReasonsAreIgnoredAfterTheRegistrationWasRead) {
+TEST_F(rs_tsp_client_events, other_reasons_are_ignored_after_the_registration_was_read) {
     for (const char* reason : {"moved", "Registered", "registered ", "", "registere"}) {
         log_.Skip();
         Receive(Changed(reason));
@@ -75,7 +73,7 @@ TEST_F(rs_tsp_client_events, OtherReasonsAreIgnoredAfterTheRegistrationWasRead) 
     EXPECT_THAT(Handler().Events(), IsEmpty());
 }
 
-TEST_F(rs_tsp_client_events, ChangeWithoutARegistrationIsIgnored) {
+TEST_F(rs_tsp_client_events, change_without_a_registration_is_ignored) {
     for (const char* reason : {"registered", "refreshed", "unregistered"}) {
         Receive(Changed(reason, ""));
         Receive(Changed(reason, "<registration permanentLineId='17'/>"));
@@ -84,13 +82,13 @@ TEST_F(rs_tsp_client_events, ChangeWithoutARegistrationIsIgnored) {
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(rs_tsp_client_events, OnlyTheFirstRegistrationOfAChangeCounts) {
+TEST_F(rs_tsp_client_events, only_the_first_registration_of_a_change_counts) {
     Receive(Changed("registered",
                     "<Other/><Registration permanentLineId='1'/><Registration permanentLineId='2'/>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("registered 1  0 0 0"));
 }
 
-TEST_F(rs_tsp_client_events, RegistrationIsLoggedWithItsValues) {
+TEST_F(rs_tsp_client_events, registration_is_logged_with_its_values) {
     Receive(Changed("refreshed",
                     "<Registration permanentLineId='-2147483648' tcpPort='65535' sipConnected='1'/>"));
     Receive(Changed("refreshed", "<Registration tapiLineName='A &amp; B' permanentLineId='2748'/>"));
@@ -101,7 +99,7 @@ TEST_F(rs_tsp_client_events, RegistrationIsLoggedWithItsValues) {
                             "tcpPort: 0, client connected: 0, sip connected: 0"));
 }
 
-TEST_F(rs_tsp_client_events, LongNameIsCutInTheLogButNotInTheRecord) {
+TEST_F(rs_tsp_client_events, long_name_is_cut_in_the_log_but_not_in_the_record) {
     const std::string name(600, 'n');
     Receive(Changed("registered", "<Registration tapiLineName='" + name + "' permanentLineId='17'/>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("registered 17 " + name + " 0 0 0"));
@@ -110,7 +108,7 @@ TEST_F(rs_tsp_client_events, LongNameIsCutInTheLogButNotInTheRecord) {
     EXPECT_EQ(Logged().front(), beginning + std::string(511 - beginning.size(), 'n'));
 }
 
-TEST_F(rs_tsp_client_events, CallState) {
+TEST_F(rs_tsp_client_events, call_state) {
     Receive(
         Event("<CallState isCaller='true' callReason='486' clientCallId='c1' callState='Connected' "
               "permanentLineId='17'><Self phoneNumber='100' name='Alice'/>"
@@ -131,40 +129,40 @@ TEST_F(rs_tsp_client_events, CallState) {
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(rs_tsp_client_events, CallStateWithUnknownValuesIsPassedOnAsItIs) {
+TEST_F(rs_tsp_client_events, call_state_with_unknown_values_is_passed_on_as_it_is) {
     Receive(Event("<CallState clientCallId='?' callState='Dreaming' permanentLineId='-1'/>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("call state -1 ? Dreaming"));
 }
 
-TEST_F(rs_tsp_client_events, CallStateWithoutACallIdHasAnEmptyOne) {
+TEST_F(rs_tsp_client_events, call_state_without_a_call_id_has_an_empty_one) {
     Receive(Event("<CallState callState='Ringing'/>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("call state 0  Ringing"));
 }
 
-TEST_F(rs_tsp_client_events, CallRemovedHasTheCallIdExactlyAsReceived) {
+TEST_F(rs_tsp_client_events, call_removed_has_the_call_id_exactly_as_received) {
     Receive(Event("<CallRemoved clientCallId='c\xFC\x81 1' permanentLineId='-2147483648'/>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("call removed -2147483648 c\xFC\x81 1"));
 }
 
-TEST_F(rs_tsp_client_events, CallRemovedWithoutACallIdHasAnEmptyOne) {
+TEST_F(rs_tsp_client_events, call_removed_without_a_call_id_has_an_empty_one) {
     Receive(Event("<CallRemoved permanentLineId='17'/>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("call removed 17 "));
 }
 
-TEST_F(rs_tsp_client_events, NumberOfAnEventIsIgnored) {
+TEST_F(rs_tsp_client_events, number_of_an_event_is_ignored) {
     Receive("<msg><event id='7'><CallRemoved clientCallId='c1' permanentLineId='17'/></event></msg>");
     EXPECT_THAT(Handler().Events(), ElementsAre("call removed 17 c1"));
 }
 
 // Lists.
 
-TEST_F(rs_tsp_client_events, ListWithNumberZeroIsTheInitialOneAndIsLogged) {
+TEST_F(rs_tsp_client_events, list_with_number_zero_is_the_initial_one_and_is_logged) {
     Receive(Response("0", "<RegistrationList>" + std::string(kAlice) + "</RegistrationList>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("initial list [17 Alice 5060 1 0]"));
     EXPECT_THAT(Logged(), ElementsAre(kAliceLogged, "Got initial line list"));
 }
 
-TEST_F(rs_tsp_client_events, ListWithAnotherNumberIsALaterOneAndIsNotLogged) {
+TEST_F(rs_tsp_client_events, list_with_another_number_is_a_later_one_and_is_not_logged) {
     for (const char* id : {"7", "1", "10000", "-1"}) {
         Receive(Response(id, "<RegistrationList/>"));
     }
@@ -172,18 +170,18 @@ TEST_F(rs_tsp_client_events, ListWithAnotherNumberIsALaterOneAndIsNotLogged) {
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(rs_tsp_client_events, ListWithoutANumberIsTheInitialOne) {
+TEST_F(rs_tsp_client_events, list_without_a_number_is_the_initial_one) {
     Receive("<msg><response><RegistrationList/></response></msg>");
     EXPECT_THAT(Handler().Events(), ElementsAre("initial list "));
     EXPECT_THAT(Logged(), ElementsAre("Got initial line list"));
 }
 
-TEST_F(rs_tsp_client_events, EmptyListIsDelivered) {
+TEST_F(rs_tsp_client_events, empty_list_is_delivered) {
     Receive(Response("0", "<RegistrationList></RegistrationList>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("initial list "));
 }
 
-TEST_F(rs_tsp_client_events, ListKeepsTheOrderOfTheMessageAndSkipsOtherElements) {
+TEST_F(rs_tsp_client_events, list_keeps_the_order_of_the_message_and_skips_other_elements) {
     Receive(Response("7",
                      "<RegistrationList><Registration permanentLineId='3'/><Other permanentLineId='9'/>"
                      "<Registration permanentLineId='1'/>text<Registration permanentLineId='2'/>"
@@ -192,14 +190,14 @@ TEST_F(rs_tsp_client_events, ListKeepsTheOrderOfTheMessageAndSkipsOtherElements)
     EXPECT_EQ(Logged().size(), 3u);
 }
 
-TEST_F(rs_tsp_client_events, SameLineTwiceIsNotTheClientsConcern) {
+TEST_F(rs_tsp_client_events, same_line_twice_is_not_the_clients_concern) {
     Receive(Response("7",
                      "<RegistrationList><Registration permanentLineId='1'/>"
                      "<Registration permanentLineId='1'/></RegistrationList>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("list [1  0 0 0][1  0 0 0]"));
 }
 
-TEST_F(rs_tsp_client_events, AnswerToAKeepAliveHasNoVisibleEffect) {
+TEST_F(rs_tsp_client_events, answer_to_a_keep_alive_has_no_visible_effect) {
     for (const char* id : {"1", "0", "99", "-1", "x"}) {
         Receive(Response(id, "<KeepAlive/>"));
     }
@@ -209,7 +207,7 @@ TEST_F(rs_tsp_client_events, AnswerToAKeepAliveHasNoVisibleEffect) {
 
 // What is ignored.
 
-TEST_F(rs_tsp_client_events, EverythingUnknownIsIgnoredSilently) {
+TEST_F(rs_tsp_client_events, everything_unknown_is_ignored_silently) {
     const std::string state = "<CallState clientCallId='c1' permanentLineId='17'/>";
     const std::string list = "<RegistrationList/>";
     const std::string ignored[] = {
@@ -236,19 +234,19 @@ TEST_F(rs_tsp_client_events, EverythingUnknownIsIgnoredSilently) {
     EXPECT_THAT(Handler().Events(), ElementsAre("call state 17 c1 ")) << "and what follows is not disturbed";
 }
 
-TEST_F(rs_tsp_client_events, UnknownAttributesAreIgnored) {
+TEST_F(rs_tsp_client_events, unknown_attributes_are_ignored) {
     Receive("<msg version='2'></msg>");
     Receive(
         "<msg><event colour='red'><CallRemoved size='3' clientCallId='c1' permanentLineId='17'/></event></msg>");
     EXPECT_THAT(Handler().Events(), ElementsAre("call removed 17 c1"));
 }
 
-TEST_F(rs_tsp_client_events, CommentsBeforeThePayloadAreNoPayload) {
+TEST_F(rs_tsp_client_events, comments_before_the_payload_are_no_payload) {
     Receive(Event("<!-- note -->text<CallRemoved clientCallId='c1' permanentLineId='17'/>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("call removed 17 c1"));
 }
 
-TEST_F(rs_tsp_client_events, HandlerThatThrowsLosesOnlyItsOwnEvent) {
+TEST_F(rs_tsp_client_events, handler_that_throws_loses_only_its_own_event) {
     Handler().on_event = [](const std::string&) { throw std::runtime_error("cannot handle this"); };
     EXPECT_NO_THROW(Receive(Changed("registered") + Changed("refreshed") + Changed("unregistered") +
                             Event("<CallState permanentLineId='1'/>") +
@@ -260,7 +258,7 @@ TEST_F(rs_tsp_client_events, HandlerThatThrowsLosesOnlyItsOwnEvent) {
     EXPECT_EQ(Handler().Events().back(), "call removed 2 ");
 }
 
-TEST_F(rs_tsp_client_events, EveryEventComesOnTheReaderThread) {
+TEST_F(rs_tsp_client_events, every_event_comes_on_the_reader_thread) {
     server_connection service = StartConnected();
     service.Send(Changed("registered") + Event("<CallState permanentLineId='1'/>"));
     (void)Handler().WaitForEvents(2);
@@ -270,7 +268,7 @@ TEST_F(rs_tsp_client_events, EveryEventComesOnTheReaderThread) {
     EXPECT_NE(Handler().Threads().front(), std::this_thread::get_id());
 }
 
-TEST_F(rs_tsp_client_events, HandlerMaySendARequest) {
+TEST_F(rs_tsp_client_events, handler_may_send_a_request) {
     server_connection service = StartConnected();
     Handler().on_event = [this](const std::string&) { EXPECT_TRUE(Client().HangupCall(17, "c1")); };
     service.Send(Event("<CallState clientCallId='c1' permanentLineId='17'/>"));

@@ -1,9 +1,9 @@
 // Waiting for the registration list.
 
 #include <chrono>
-#include <functional>
 #include <future>
 #include <string>
+#include <string_view>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ class rs_tsp_client_list : public rs_tsp_client_fixture {
     std::string Request() { return ToText(Client().RequestClientRegistrations(true)); }
 };
 
-TEST_F(rs_tsp_client_list, WaitingRequestHasNumberZeroAndReturnsTheAnswer) {
+TEST_F(rs_tsp_client_list, waiting_request_has_number_zero_and_returns_the_answer) {
     server_connection service = StartConnected();
     auto list = RequestInBackground();
     EXPECT_EQ(service.ReceiveThrough("</msg>"), kWaitedRequest);
@@ -49,7 +49,7 @@ TEST_F(rs_tsp_client_list, WaitingRequestHasNumberZeroAndReturnsTheAnswer) {
     EXPECT_TRUE(log_.Has("RsTspClient", "Got initial line list"));
 }
 
-TEST_F(rs_tsp_client_list, WaitingRequestsUseUpNoNumber) {
+TEST_F(rs_tsp_client_list, waiting_requests_use_up_no_number) {
     server_connection service = StartConnected(kShortWait);
     (void)Client().RequestClientRegistrations(true);
     (void)Client().RequestClientRegistrations(true);
@@ -59,7 +59,7 @@ TEST_F(rs_tsp_client_list, WaitingRequestsUseUpNoNumber) {
                   "<msg><request id='1'><GetClientRegistrations/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_list, AnswerInManyPiecesIsWaitedFor) {
+TEST_F(rs_tsp_client_list, answer_in_many_pieces_is_waited_for) {
     server_connection service = StartConnected();
     auto list = RequestInBackground();
     (void)service.ReceiveThrough("</msg>");
@@ -69,7 +69,7 @@ TEST_F(rs_tsp_client_list, AnswerInManyPiecesIsWaitedFor) {
     EXPECT_EQ(list.get(), "[17  0 0 0]");
 }
 
-TEST_F(rs_tsp_client_list, EmptyAnswerEndsTheWaitToo) {
+TEST_F(rs_tsp_client_list, empty_answer_ends_the_wait_too) {
     server_connection service = StartConnected();
     auto list = RequestInBackground();
     (void)service.ReceiveThrough("</msg>");
@@ -80,7 +80,7 @@ TEST_F(rs_tsp_client_list, EmptyAnswerEndsTheWaitToo) {
     EXPECT_THAT(Handler().WaitForEvents(1), ElementsAre("initial list "));
 }
 
-TEST_F(rs_tsp_client_list, WithoutAnAnswerTheWaitEndsWithAnEmptyList) {
+TEST_F(rs_tsp_client_list, without_an_answer_the_wait_ends_with_an_empty_list) {
     server_connection service = StartConnected(kShortWait);
     const stopwatch watch;
     EXPECT_EQ(Request(), "");
@@ -88,14 +88,14 @@ TEST_F(rs_tsp_client_list, WithoutAnAnswerTheWaitEndsWithAnEmptyList) {
     EXPECT_EQ(service.ReceiveThrough("</msg>"), kWaitedRequest);
 }
 
-TEST_F(rs_tsp_client_list, WithoutAConnectionTheWaitIsTheSame) {
+TEST_F(rs_tsp_client_list, without_a_connection_the_wait_is_the_same) {
     Start(kShortWait);
     const stopwatch watch;
     EXPECT_EQ(Request(), "");
     EXPECT_GE(watch.Elapsed(), milliseconds(80));
 }
 
-TEST_F(rs_tsp_client_list, AfterTheTimeOutTheStoredListCountsAsItIs) {
+TEST_F(rs_tsp_client_list, after_the_time_out_the_stored_list_counts_as_it_is) {
     Start(kShortWait);
     Receive(List("7", "17"));
     EXPECT_EQ(Request(), "[17  0 0 0]") << "the list's arrival is used up here";
@@ -104,7 +104,7 @@ TEST_F(rs_tsp_client_list, AfterTheTimeOutTheStoredListCountsAsItIs) {
     EXPECT_GE(watch.Elapsed(), milliseconds(80)) << "nothing new has come, so this one has waited";
 }
 
-TEST_F(rs_tsp_client_list, EarlierListThatNobodyWaitedForLetsTheNextRequestReturnAtOnce) {
+TEST_F(rs_tsp_client_list, earlier_list_that_nobody_waited_for_lets_the_next_request_return_at_once) {
     server_connection service = StartConnected();
     service.Send(List("7", "17"));
     EXPECT_THAT(Handler().WaitForEvents(1), ElementsAre("list [17  0 0 0]"));
@@ -114,7 +114,7 @@ TEST_F(rs_tsp_client_list, EarlierListThatNobodyWaitedForLetsTheNextRequestRetur
     EXPECT_EQ(service.ReceiveThrough("</msg>"), kWaitedRequest);
 }
 
-TEST_F(rs_tsp_client_list, SeveralEarlierListsLetOnlyOneRequestReturnAtOnce) {
+TEST_F(rs_tsp_client_list, several_earlier_lists_let_only_one_request_return_at_once) {
     server_connection service = StartConnected();
     service.Send(List("7", "1") + List("8", "2"));
     (void)Handler().WaitForEvents(2);
@@ -126,7 +126,7 @@ TEST_F(rs_tsp_client_list, SeveralEarlierListsLetOnlyOneRequestReturnAtOnce) {
     EXPECT_EQ(list.get(), "[3  0 0 0]") << "the second request has waited for its answer";
 }
 
-TEST_F(rs_tsp_client_list, EveryListReplacesTheStoredOneWhole) {
+TEST_F(rs_tsp_client_list, every_list_replaces_the_stored_one_whole) {
     Start(kShortWait);
     Receive(List("0", "1"));
     Receive(List("7", "2"));
@@ -135,7 +135,7 @@ TEST_F(rs_tsp_client_list, EveryListReplacesTheStoredOneWhole) {
     EXPECT_EQ(Request(), "");
 }
 
-TEST_F(rs_tsp_client_list, ChangesOfOneRegistrationDoNotTouchTheStoredList) {
+TEST_F(rs_tsp_client_list, changes_of_one_registration_do_not_touch_the_stored_list) {
     Start(kShortWait);
     Receive(List("0", "1"));
     Receive(
@@ -144,7 +144,7 @@ TEST_F(rs_tsp_client_list, ChangesOfOneRegistrationDoNotTouchTheStoredList) {
     EXPECT_EQ(Request(), "[1  0 0 0]");
 }
 
-TEST_F(rs_tsp_client_list, ListIsStoredAndFreeToBeReadWhileItsHandlerRuns) {
+TEST_F(rs_tsp_client_list, list_is_stored_and_free_to_be_read_while_its_handler_runs) {
     signal go_on;
     server_connection service = StartConnected();
     Handler().on_event = [&](const std::string&) { EXPECT_TRUE(go_on.Wait()); };
@@ -157,7 +157,7 @@ TEST_F(rs_tsp_client_list, ListIsStoredAndFreeToBeReadWhileItsHandlerRuns) {
     Client().Stop();
 }
 
-TEST_F(rs_tsp_client_list, CallsThatArriveBeforeTheListDoNotDelayIt) {
+TEST_F(rs_tsp_client_list, calls_that_arrive_before_the_list_do_not_delay_it) {
     server_connection service = StartConnected();
     auto list = RequestInBackground();
     (void)service.ReceiveThrough("</msg>");

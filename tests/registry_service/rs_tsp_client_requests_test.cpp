@@ -1,6 +1,6 @@
 // What the client sends.
 
-#include <functional>
+#include <cstdint>
 #include <limits>
 #include <string>
 #include <thread>
@@ -24,72 +24,72 @@ class rs_tsp_client_requests : public rs_tsp_client_fixture {
     server_connection service_ = StartConnected();
 };
 
-TEST_F(rs_tsp_client_requests, PlaceCall) {
+TEST_F(rs_tsp_client_requests, place_call) {
     Client().PlaceCall(17, "+49123", "0a-1b");
     EXPECT_EQ(NextMessage(),
               "<msg><request><placeCall permanentLineId='17' phoneNumber='+49123' "
               "requestedClientCallId='0a-1b'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, AcceptCall) {
+TEST_F(rs_tsp_client_requests, accept_call) {
     Client().AcceptCall(17, "c1");
     EXPECT_EQ(NextMessage(),
               "<msg><request><acceptCall permanentLineId='17' clientCallId='c1'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, HoldCall) {
+TEST_F(rs_tsp_client_requests, hold_call) {
     Client().HoldCall(17, "c1");
     EXPECT_EQ(NextMessage(),
               "<msg><request><holdCall permanentLineId='17' clientCallId='c1'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, ResumeCall) {
+TEST_F(rs_tsp_client_requests, resume_call) {
     Client().ResumeCall(17, "c1");
     EXPECT_EQ(NextMessage(),
               "<msg><request><resumeCall permanentLineId='17' clientCallId='c1'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, TransferCallTellsThatItWasSent) {
+TEST_F(rs_tsp_client_requests, transfer_call_tells_that_it_was_sent) {
     EXPECT_TRUE(Client().TransferCall(17, "c1", "c2"));
     EXPECT_EQ(NextMessage(),
               "<msg><request><transferCall permanentLineId='17' clientCallId='c1' "
               "clientCallOnHoldId='c2'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, ForwardCall) {
+TEST_F(rs_tsp_client_requests, forward_call) {
     Client().ForwardCall(17, "c1", "200");
     EXPECT_EQ(NextMessage(),
               "<msg><request><forwardCall permanentLineId='17' clientCallId='c1' "
               "phoneNumber='200'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, PlayDtmf) {
+TEST_F(rs_tsp_client_requests, play_dtmf) {
     Client().PlayDtmf(17, "c1", "12#*");
     EXPECT_EQ(NextMessage(),
               "<msg><request><playDtmf permanentLineId='17' clientCallId='c1' "
               "digits='12#*'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, HangupCallTellsThatItWasSent) {
+TEST_F(rs_tsp_client_requests, hangup_call_tells_that_it_was_sent) {
     EXPECT_TRUE(Client().HangupCall(17, "c1"));
     EXPECT_EQ(NextMessage(),
               "<msg><request><hangupCall permanentLineId='17' clientCallId='c1'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, LineIdWithTheTopBitSetIsWrittenNegative) {
+TEST_F(rs_tsp_client_requests, line_id_with_the_top_bit_set_is_written_negative) {
     Client().HoldCall(std::numeric_limits<std::int32_t>::min(), "c1");
     EXPECT_EQ(NextMessage(),
               "<msg><request><holdCall permanentLineId='-2147483648' clientCallId='c1'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, QuoteInAnArgumentIsSentUnchanged) {
+TEST_F(rs_tsp_client_requests, quote_in_an_argument_is_sent_unchanged) {
     Client().PlaceCall(17, "1'2", "c<&>");
     EXPECT_EQ(NextMessage(),
               "<msg><request><placeCall permanentLineId='17' phoneNumber='1'2' "
               "requestedClientCallId='c<&>'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, NoByteSeparatesTheMessages) {
+TEST_F(rs_tsp_client_requests, no_byte_separates_the_messages) {
     Client().HoldCall(1, "a");
     Client().ResumeCall(1, "a");
     Client().HoldCall(1, "b");
@@ -101,14 +101,14 @@ TEST_F(rs_tsp_client_requests, NoByteSeparatesTheMessages) {
     EXPECT_EQ(service_.ReceiveAvailable(), "");
 }
 
-TEST_F(rs_tsp_client_requests, TextOf1023BytesIsSent) {
+TEST_F(rs_tsp_client_requests, text_of_1023_bytes_is_sent) {
     const std::string frame =
         "<msg><request><hangupCall permanentLineId='1' clientCallId=''/></request></msg>";
     EXPECT_TRUE(Client().HangupCall(1, std::string(1023 - frame.size(), 'x')));
     EXPECT_EQ(NextMessage().size(), 1023u);
 }
 
-TEST_F(rs_tsp_client_requests, TextOf1024BytesIsNotSentAndSaysSo) {
+TEST_F(rs_tsp_client_requests, text_of_1024_bytes_is_not_sent_and_says_so) {
     const std::string hang_up =
         "<msg><request><hangupCall permanentLineId='1' clientCallId=''/></request></msg>";
     EXPECT_FALSE(Client().HangupCall(1, std::string(1024 - hang_up.size(), 'x')));
@@ -122,7 +122,7 @@ TEST_F(rs_tsp_client_requests, TextOf1024BytesIsNotSentAndSaysSo) {
               "<msg><request><holdCall permanentLineId='1' clientCallId='c1'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, NoRequestWithATooLongArgumentIsSent) {
+TEST_F(rs_tsp_client_requests, no_request_with_a_too_long_argument_is_sent) {
     const std::string longest(1024, 'x');
     Client().PlaceCall(1, longest, "c1");
     Client().AcceptCall(1, longest);
@@ -135,7 +135,7 @@ TEST_F(rs_tsp_client_requests, NoRequestWithATooLongArgumentIsSent) {
               "<msg><request><hangupCall permanentLineId='1' clientCallId='c1'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, RequestsWithoutAConnectionAreLostAndSaySo) {
+TEST_F(rs_tsp_client_requests, requests_without_a_connection_are_lost_and_say_so) {
     Disconnect(service_);
     Client().PlaceCall(17, "200", "c1");
     Client().AcceptCall(17, "c1");
@@ -149,7 +149,7 @@ TEST_F(rs_tsp_client_requests, RequestsWithoutAConnectionAreLostAndSaySo) {
               "<msg><request><hangupCall permanentLineId='17' clientCallId='c9'/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, RequestsAreNotLoggedWhetherSentOrTooLongOrLost) {
+TEST_F(rs_tsp_client_requests, requests_are_not_logged_whether_sent_or_too_long_or_lost) {
     log_.Skip();
     const std::string too_long(1024, 'x');
     EXPECT_TRUE(Client().HangupCall(17, "c1"));
@@ -162,7 +162,7 @@ TEST_F(rs_tsp_client_requests, RequestsAreNotLoggedWhetherSentOrTooLongOrLost) {
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(rs_tsp_client_requests, RequestsOfSeveralThreadsArriveWhole) {
+TEST_F(rs_tsp_client_requests, requests_of_several_threads_arrive_whole) {
     constexpr int kThreads = 4;
     constexpr int kRequestsEach = 100;
     std::vector<std::thread> threads;
@@ -190,14 +190,14 @@ TEST_F(rs_tsp_client_requests, RequestsOfSeveralThreadsArriveWhole) {
 
 // The numbers of the list requests.
 
-TEST_F(rs_tsp_client_requests, ListRequestThatDoesNotWaitHasTheNextNumberAndReturnsNothing) {
+TEST_F(rs_tsp_client_requests, list_request_that_does_not_wait_has_the_next_number_and_returns_nothing) {
     EXPECT_THAT(Client().RequestClientRegistrations(false), IsEmpty());
     EXPECT_EQ(NextMessage(), "<msg><request id='1'><GetClientRegistrations/></request></msg>");
     EXPECT_THAT(Client().RequestClientRegistrations(false), IsEmpty());
     EXPECT_EQ(NextMessage(), "<msg><request id='2'><GetClientRegistrations/></request></msg>");
 }
 
-TEST_F(rs_tsp_client_requests, ListNumbersRunTo10000AndBeginAgainWithOne) {
+TEST_F(rs_tsp_client_requests, list_numbers_run_to_10000_and_begin_again_with_one) {
     // Most of them without a connection: a request that is lost uses up its number too.
     Disconnect(service_);
     for (int number = 1; number < 9999; ++number) {
@@ -212,7 +212,7 @@ TEST_F(rs_tsp_client_requests, ListNumbersRunTo10000AndBeginAgainWithOne) {
     }
 }
 
-TEST_F(rs_tsp_client_requests, KeepAliveHasNumbersOfItsOwn) {
+TEST_F(rs_tsp_client_requests, keep_alive_has_numbers_of_its_own) {
     (void)Client().RequestClientRegistrations(false);
     (void)Client().RequestClientRegistrations(false);
     Client().KeepAliveTick();

@@ -1,10 +1,9 @@
 // Stopping: within its bounds, whatever the client's threads are doing, and for good.
 
 #include <chrono>
-#include <functional>
 #include <future>
-#include <memory>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,7 +46,7 @@ class rs_tsp_client_stop : public rs_tsp_client_fixture {
     signal go_on_;
 };
 
-TEST_F(rs_tsp_client_stop, StopEndsTheConnectionAtOnce) {
+TEST_F(rs_tsp_client_stop, stop_ends_the_connection_at_once) {
     server_connection service = StartConnected();
     const stopwatch watch;
     Client().Stop();
@@ -56,14 +55,14 @@ TEST_F(rs_tsp_client_stop, StopEndsTheConnectionAtOnce) {
     EXPECT_TRUE(service.WaitForPeerToClose());
 }
 
-TEST_F(rs_tsp_client_stop, StopIsIdempotentAndNeedsNoStart) {
+TEST_F(rs_tsp_client_stop, stop_is_idempotent_and_needs_no_start) {
     Make();
     Client().Stop();
     Client().Stop();
     EXPECT_FALSE(Client().IsConnected());
 }
 
-TEST_F(rs_tsp_client_stop, DestructionStops) {
+TEST_F(rs_tsp_client_stop, destruction_stops) {
     server_connection service = StartConnected();
     const stopwatch watch;
     owner_ = nullptr;
@@ -71,7 +70,7 @@ TEST_F(rs_tsp_client_stop, DestructionStops) {
     EXPECT_TRUE(service.WaitForPeerToClose());
 }
 
-TEST_F(rs_tsp_client_stop, NothingConnectsAfterAStop) {
+TEST_F(rs_tsp_client_stop, nothing_connects_after_a_stop) {
     server_connection service = StartConnected();
     Client().Stop();
     log_.Skip();
@@ -82,7 +81,7 @@ TEST_F(rs_tsp_client_stop, NothingConnectsAfterAStop) {
     EXPECT_FALSE(Client().HangupCall(17, "c1"));
 }
 
-TEST_F(rs_tsp_client_stop, TimerTicksNoMoreAfterAStop) {
+TEST_F(rs_tsp_client_stop, timer_ticks_no_more_after_a_stop) {
     constexpr milliseconds kPeriod{20};
     Start({.keep_alive_period = 20});
     ASSERT_TRUE(log_.WaitFor("RsTspClient", "ReConnect", kSoon));
@@ -91,7 +90,7 @@ TEST_F(rs_tsp_client_stop, TimerTicksNoMoreAfterAStop) {
     EXPECT_FALSE(log_.WaitFor("RsTspClient", "ReConnect", 15 * kPeriod));
 }
 
-TEST_F(rs_tsp_client_stop, WaitingRequestAfterAStopReturnsAtOnce) {
+TEST_F(rs_tsp_client_stop, waiting_request_after_a_stop_returns_at_once) {
     Start();
     Receive(
         "<msg><response id='0'><RegistrationList><Registration permanentLineId='17'/></RegistrationList>"
@@ -103,14 +102,14 @@ TEST_F(rs_tsp_client_stop, WaitingRequestAfterAStopReturnsAtOnce) {
     EXPECT_LT(watch.Elapsed(), milliseconds(10000));
 }
 
-TEST_F(rs_tsp_client_stop, ListThatComesAfterAStopSignalsNobodyAndDoesNoHarm) {
+TEST_F(rs_tsp_client_stop, list_that_comes_after_a_stop_signals_nobody_and_does_no_harm) {
     Start();
     Client().Stop();
     Receive("<msg><response id='7'><RegistrationList/></response></msg>");
     EXPECT_THAT(Handler().Events(), ElementsAre("list "));
 }
 
-TEST_F(rs_tsp_client_stop, StopDuringAWaitingRequestDoesNotBreakIt) {
+TEST_F(rs_tsp_client_stop, stop_during_a_waiting_request_does_not_break_it) {
     server_connection service =
         StartConnected({.list_wait = 500, .keep_alive_period = kNoTicks.keep_alive_period});
     auto list =
@@ -122,7 +121,7 @@ TEST_F(rs_tsp_client_stop, StopDuringAWaitingRequestDoesNotBreakIt) {
     EXPECT_EQ(list.get(), "");
 }
 
-TEST_F(rs_tsp_client_stop, StopWaitsForAHandlerThatEnds) {
+TEST_F(rs_tsp_client_stop, stop_waits_for_a_handler_that_ends) {
     server_connection service = StartAndEnterHandler();
     auto stopped = std::async(std::launch::async, [this] { Client().Stop(); });
     // The connection ends first, then the reader is waited for.
@@ -132,7 +131,7 @@ TEST_F(rs_tsp_client_stop, StopWaitsForAHandlerThatEnds) {
     EXPECT_EQ(stopped.wait_for(kSoon), std::future_status::ready);
 }
 
-TEST_F(rs_tsp_client_stop, HandlerThatBlocksKeepsAStopNoLongerThanTheReadersWait) {
+TEST_F(rs_tsp_client_stop, handler_that_blocks_keeps_a_stop_no_longer_than_the_readers_wait) {
     server_connection service = StartAndEnterHandler();
     service.Send(kEvent);
     const stopwatch watch;
@@ -154,7 +153,7 @@ TEST_F(rs_tsp_client_stop, HandlerThatBlocksKeepsAStopNoLongerThanTheReadersWait
     EXPECT_THAT(events, ElementsAre("call removed 17 c1"));
 }
 
-TEST_F(rs_tsp_client_stop, StopWaitsForATickThatIsReconnectingAndThatConnectsNothingAnyMore) {
+TEST_F(rs_tsp_client_stop, stop_waits_for_a_tick_that_is_reconnecting_and_that_connects_nothing_any_more) {
     server_connection service = StartAndEnterHandler({.keep_alive_period = 50});
     // The tick's new connection has to wait for the handler of the old one.
     log_.Skip();
@@ -167,7 +166,7 @@ TEST_F(rs_tsp_client_stop, StopWaitsForATickThatIsReconnectingAndThatConnectsNot
     EXPECT_FALSE(Client().IsConnected());
 }
 
-TEST_F(rs_tsp_client_stop, TickThatCannotReconnectKeepsAStopNoLongerThanItsBounds) {
+TEST_F(rs_tsp_client_stop, tick_that_cannot_reconnect_keeps_a_stop_no_longer_than_its_bounds) {
     server_connection service = StartAndEnterHandler({.keep_alive_period = 50});
     log_.Skip();
     Client().CloseLink(false);

@@ -4,8 +4,6 @@
 
 #include <windows.h>
 
-#include <cstdint>
-
 namespace brivelnox::test {
 
 /// Begins and ends without the key; a value that is set creates it.

@@ -37,39 +37,39 @@ class tcp_link_connection : public testing::Test {
     std::shared_ptr<test_link> link_ = test_link::Make();
 };
 
-TEST_F(tcp_link_connection, NewLinkIsNotConnectedAndSendsNothing) {
+TEST_F(tcp_link_connection, new_link_is_not_connected_and_sends_nothing) {
     EXPECT_FALSE(link_->IsConnected());
     EXPECT_FALSE(link_->SendText("text"));
 }
 
-TEST_F(tcp_link_connection, OpenConnectsToThePortOnTheLoopbackAddress) {
+TEST_F(tcp_link_connection, open_connects_to_the_port_on_the_loopback_address) {
     server_connection service = Connect();
     EXPECT_TRUE(link_->IsConnected());
     EXPECT_TRUE(link_->SendText("hello"));
     EXPECT_EQ(service.Receive(5), "hello");
 }
 
-TEST_F(tcp_link_connection, RefusedConnectionLeavesItDisconnectedWithoutALogLine) {
+TEST_F(tcp_link_connection, refused_connection_leaves_it_disconnected_without_a_log_line) {
     EXPECT_FALSE(link_->OpenLink(UnusedPort()));
     EXPECT_FALSE(link_->IsConnected());
     EXPECT_FALSE(link_->SendText("text"));
     EXPECT_THAT(log_.Texts("TcpLink"), IsEmpty());
 }
 
-TEST_F(tcp_link_connection, OpenMaySucceedAfterARefusal) {
+TEST_F(tcp_link_connection, open_may_succeed_after_a_refusal) {
     EXPECT_FALSE(link_->OpenLink(UnusedPort()));
     server_connection service = Connect();
     EXPECT_TRUE(link_->IsConnected());
 }
 
-TEST_F(tcp_link_connection, RefusedConnectionEndsTheOneBefore) {
+TEST_F(tcp_link_connection, refused_connection_ends_the_one_before) {
     server_connection service = Connect();
     EXPECT_FALSE(link_->OpenLink(UnusedPort()));
     EXPECT_FALSE(link_->IsConnected());
     EXPECT_TRUE(service.WaitForPeerToClose());
 }
 
-TEST_F(tcp_link_connection, OpenClosesTheConnectionBefore) {
+TEST_F(tcp_link_connection, open_closes_the_connection_before) {
     server_connection first = Connect();
     server_connection second = Connect();
     EXPECT_TRUE(first.WaitForPeerToClose());
@@ -79,7 +79,7 @@ TEST_F(tcp_link_connection, OpenClosesTheConnectionBefore) {
     EXPECT_THAT(link_->WaitForMessages(1), ElementsAre("a"));
 }
 
-TEST_F(tcp_link_connection, UnfinishedMessageOfTheConnectionBeforeIsForgotten) {
+TEST_F(tcp_link_connection, unfinished_message_of_the_connection_before_is_forgotten) {
     server_connection first = Connect();
     first.Send(Message("a") + "<msg><b>");
     (void)link_->WaitForMessages(1);
@@ -90,13 +90,13 @@ TEST_F(tcp_link_connection, UnfinishedMessageOfTheConnectionBeforeIsForgotten) {
 
 // Receiving.
 
-TEST_F(tcp_link_connection, MessagesInOneSegmentAreDeliveredInOrder) {
+TEST_F(tcp_link_connection, messages_in_one_segment_are_delivered_in_order) {
     server_connection service = Connect();
     service.Send(Message("a") + Message("b") + Message("c"));
     EXPECT_THAT(link_->WaitForMessages(3), ElementsAre("a", "b", "c"));
 }
 
-TEST_F(tcp_link_connection, MessageInSeveralSegmentsIsDeliveredWhenItsEndHasCome) {
+TEST_F(tcp_link_connection, message_in_several_segments_is_delivered_when_its_end_has_come) {
     server_connection service = Connect();
     service.Send(Message("a") + "<msg><b");
     EXPECT_THAT(link_->WaitForMessages(1), ElementsAre("a"));
@@ -105,13 +105,13 @@ TEST_F(tcp_link_connection, MessageInSeveralSegmentsIsDeliveredWhenItsEndHasCome
     EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "b"));
 }
 
-TEST_F(tcp_link_connection, MessageMuchLongerThanAChunkIsDeliveredWhole) {
+TEST_F(tcp_link_connection, message_much_longer_than_a_chunk_is_delivered_whole) {
     server_connection service = Connect();
     service.Send("<msg><a text='" + std::string(300000, 'x') + "'/></msg>" + Message("b"));
     EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "b"));
 }
 
-TEST_F(tcp_link_connection, ManyMessagesOfAllSizesAllArriveInOrder) {
+TEST_F(tcp_link_connection, many_messages_of_all_sizes_all_arrive_in_order) {
     constexpr int kMessages = 500;
     server_connection service = Connect();
     std::vector<std::string> names;
@@ -125,7 +125,7 @@ TEST_F(tcp_link_connection, ManyMessagesOfAllSizesAllArriveInOrder) {
     EXPECT_EQ(link_->WaitForMessages(kMessages), names);
 }
 
-TEST_F(tcp_link_connection, MessagesAreDeliveredOnOneThreadThatIsNotTheOpeningOne) {
+TEST_F(tcp_link_connection, messages_are_delivered_on_one_thread_that_is_not_the_opening_one) {
     server_connection service = Connect();
     service.Send(Message("a"));
     (void)link_->WaitForMessages(1);
@@ -135,7 +135,7 @@ TEST_F(tcp_link_connection, MessagesAreDeliveredOnOneThreadThatIsNotTheOpeningOn
     EXPECT_NE(link_->Threads().front(), std::this_thread::get_id());
 }
 
-TEST_F(tcp_link_connection, EachConnectionHasAReaderOfItsOwn) {
+TEST_F(tcp_link_connection, each_connection_has_a_reader_of_its_own) {
     server_connection first = Connect();
     first.Send(Message("a"));
     (void)link_->WaitForMessages(1);
@@ -146,7 +146,7 @@ TEST_F(tcp_link_connection, EachConnectionHasAReaderOfItsOwn) {
     EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "b"));
 }
 
-TEST_F(tcp_link_connection, GarbageLeavesTheLinkConnected) {
+TEST_F(tcp_link_connection, garbage_leaves_the_link_connected) {
     server_connection service = Connect();
     service.Send("garbage</msg>");
     ASSERT_TRUE(log_.WaitFor("TcpLink", "No start tag", kSoon));
@@ -157,7 +157,7 @@ TEST_F(tcp_link_connection, GarbageLeavesTheLinkConnected) {
     EXPECT_TRUE(link_->IsConnected());
 }
 
-TEST_F(tcp_link_connection, ServiceThatSendsNothingIsNoFailure) {
+TEST_F(tcp_link_connection, service_that_sends_nothing_is_no_failure) {
     server_connection service = Connect();
     for (int round = 0; round < 10; ++round) {
         EXPECT_TRUE(link_->SendText("ping"));
@@ -168,7 +168,7 @@ TEST_F(tcp_link_connection, ServiceThatSendsNothingIsNoFailure) {
 
 // The peer goes away.
 
-TEST_F(tcp_link_connection, PeerThatClosesLeavesItDisconnectedAndSendingFailsAtOnce) {
+TEST_F(tcp_link_connection, peer_that_closes_leaves_it_disconnected_and_sending_fails_at_once) {
     server_connection service = Connect();
     service.Close();
     ASSERT_TRUE(link_->WaitForDisconnected());
@@ -179,7 +179,7 @@ TEST_F(tcp_link_connection, PeerThatClosesLeavesItDisconnectedAndSendingFailsAtO
     EXPECT_FALSE(link_->HasReceiveError());
 }
 
-TEST_F(tcp_link_connection, WhatThePeerSentBeforeItsCloseIsDelivered) {
+TEST_F(tcp_link_connection, what_the_peer_sent_before_its_close_is_delivered) {
     server_connection service = Connect();
     service.Send(Message("a") + Message("b"));
     service.Close();
@@ -187,7 +187,7 @@ TEST_F(tcp_link_connection, WhatThePeerSentBeforeItsCloseIsDelivered) {
     EXPECT_THAT(link_->Messages(), ElementsAre("a", "b"));
 }
 
-TEST_F(tcp_link_connection, PeerThatBreaksTheConnectionLeavesItDisconnected) {
+TEST_F(tcp_link_connection, peer_that_breaks_the_connection_leaves_it_disconnected) {
     server_connection service = Connect();
     service.Reset();
     ASSERT_TRUE(link_->WaitForEnd());
@@ -195,7 +195,7 @@ TEST_F(tcp_link_connection, PeerThatBreaksTheConnectionLeavesItDisconnected) {
     EXPECT_FALSE(link_->SendText("text"));
 }
 
-TEST_F(tcp_link_connection, ReceiveErrorLeavesItDisconnected) {
+TEST_F(tcp_link_connection, receive_error_leaves_it_disconnected) {
     signal in_handler;
     signal go_on;
     link_->on_message = [&](const std::string&) {
@@ -218,7 +218,7 @@ TEST_F(tcp_link_connection, ReceiveErrorLeavesItDisconnected) {
     EXPECT_THAT(link_->Messages(), ElementsAre("a"));
 }
 
-TEST_F(tcp_link_connection, LinkThatLostItsPeerCanBeOpenedAgain) {
+TEST_F(tcp_link_connection, link_that_lost_its_peer_can_be_opened_again) {
     server_connection first = Connect();
     first.Close();
     ASSERT_TRUE(link_->WaitForDisconnected());
@@ -227,7 +227,7 @@ TEST_F(tcp_link_connection, LinkThatLostItsPeerCanBeOpenedAgain) {
     EXPECT_THAT(link_->WaitForMessages(1), ElementsAre("a"));
 }
 
-TEST_F(tcp_link_connection, LinkDoesNotReconnectByItself) {
+TEST_F(tcp_link_connection, link_does_not_reconnect_by_itself) {
     server_connection service = Connect();
     service.Close();
     ASSERT_TRUE(link_->WaitForDisconnected());
@@ -235,7 +235,7 @@ TEST_F(tcp_link_connection, LinkDoesNotReconnectByItself) {
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
-TEST_F(tcp_link_connection, LinkThatNothingIsDerivedFromReceivesAndLosesItsPeerWithoutAWord) {
+TEST_F(tcp_link_connection, link_that_nothing_is_derived_from_receives_and_loses_its_peer_without_a_word) {
     const auto plain = std::make_shared<tcp_link>();
     plain->SetOwner(plain);
     ASSERT_TRUE(plain->OpenLink(server_.Port()));
@@ -254,7 +254,7 @@ TEST_F(tcp_link_connection, LinkThatNothingIsDerivedFromReceivesAndLosesItsPeerW
 
 // Closing.
 
-TEST_F(tcp_link_connection, CloseEndsTheConnectionAndTheReader) {
+TEST_F(tcp_link_connection, close_ends_the_connection_and_the_reader) {
     server_connection service = Connect();
     const stopwatch watch;
     link_->CloseLink(true);
@@ -265,7 +265,7 @@ TEST_F(tcp_link_connection, CloseEndsTheConnectionAndTheReader) {
     EXPECT_FALSE(link_->HasDisconnected()) << "the link's own close is not reported";
 }
 
-TEST_F(tcp_link_connection, CloseIsIdempotent) {
+TEST_F(tcp_link_connection, close_is_idempotent) {
     server_connection service = Connect();
     for (const bool wait : {true, false, true}) {
         link_->CloseLink(wait);
@@ -273,7 +273,7 @@ TEST_F(tcp_link_connection, CloseIsIdempotent) {
     }
 }
 
-TEST_F(tcp_link_connection, NothingIsDeliveredAfterAClose) {
+TEST_F(tcp_link_connection, nothing_is_delivered_after_a_close) {
     server_connection service = Connect();
     link_->CloseLink(true);
     service.Send(Message("a"));
@@ -281,7 +281,7 @@ TEST_F(tcp_link_connection, NothingIsDeliveredAfterAClose) {
     EXPECT_THAT(link_->Messages(), IsEmpty());
 }
 
-TEST_F(tcp_link_connection, LinkThatIsClosedForGoodOpensNoMore) {
+TEST_F(tcp_link_connection, link_that_is_closed_for_good_opens_no_more) {
     server_connection service = Connect();
     link_->CloseForGood();
     EXPECT_TRUE(service.WaitForPeerToClose());
@@ -290,7 +290,7 @@ TEST_F(tcp_link_connection, LinkThatIsClosedForGoodOpensNoMore) {
     EXPECT_FALSE(server_.HasWaitingConnection());
 }
 
-TEST_F(tcp_link_connection, DestructionEndsTheConnection) {
+TEST_F(tcp_link_connection, destruction_ends_the_connection) {
     server_connection service = Connect();
     const stopwatch watch;
     link_ = test_link::Make();
@@ -298,7 +298,7 @@ TEST_F(tcp_link_connection, DestructionEndsTheConnection) {
     EXPECT_TRUE(service.WaitForPeerToClose());
 }
 
-TEST_F(tcp_link_connection, LinksAreIndependentOfEachOther) {
+TEST_F(tcp_link_connection, links_are_independent_of_each_other) {
     server_connection service = Connect();
     const std::shared_ptr<test_link> other = test_link::Make();
     ASSERT_TRUE(other->OpenLink(server_.Port()));

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -37,20 +39,20 @@ class tcp_link_framing : public testing::Test {
     std::shared_ptr<test_link> link_ = test_link::Make();
 };
 
-TEST_F(tcp_link_framing, MessageIsDeliveredWithItsFirstChildElement) {
+TEST_F(tcp_link_framing, message_is_delivered_with_its_first_child_element) {
     Feed("<msg><event><X/></event></msg>");
     Feed("<msg>text <response/> <event/></msg>");
     EXPECT_THAT(Messages(), ElementsAre("event", "response"));
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(tcp_link_framing, ThreeMessagesInOneChunkAreDeliveredInOrder) {
+TEST_F(tcp_link_framing, three_messages_in_one_chunk_are_delivered_in_order) {
     Feed(Message("a") + Message("b") + Message("c"));
     EXPECT_THAT(Messages(), ElementsAre("a", "b", "c"));
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(tcp_link_framing, MessageIsDeliveredOnceWhenItsEndHasCome) {
+TEST_F(tcp_link_framing, message_is_delivered_once_when_its_end_has_come) {
     Feed("<msg><ev");
     Feed("ent><X");
     EXPECT_THAT(Messages(), IsEmpty());
@@ -58,7 +60,7 @@ TEST_F(tcp_link_framing, MessageIsDeliveredOnceWhenItsEndHasCome) {
     EXPECT_THAT(Messages(), ElementsAre("event"));
 }
 
-TEST_F(tcp_link_framing, StreamMayBeSplitAtEveryPosition) {
+TEST_F(tcp_link_framing, stream_may_be_split_at_every_position) {
     const std::string stream = Message("a") + Message("b") + Message("c");
     for (std::size_t split = 0; split <= stream.size(); ++split) {
         link_ = test_link::Make();
@@ -68,20 +70,20 @@ TEST_F(tcp_link_framing, StreamMayBeSplitAtEveryPosition) {
     }
 }
 
-TEST_F(tcp_link_framing, StreamMayComeByteByByte) {
+TEST_F(tcp_link_framing, stream_may_come_byte_by_byte) {
     for (const char byte : Message("a") + Message("b")) {
         Feed(std::string_view(&byte, 1));
     }
     EXPECT_THAT(Messages(), ElementsAre("a", "b"));
 }
 
-TEST_F(tcp_link_framing, StartTagCutBehindACompleteMessageLosesNothing) {
+TEST_F(tcp_link_framing, start_tag_cut_behind_a_complete_message_loses_nothing) {
     Feed(Message("a") + "<ms");
     Feed("g><b/></msg>");
     EXPECT_THAT(Messages(), ElementsAre("a", "b"));
 }
 
-TEST_F(tcp_link_framing, BytesWithoutAStartTagAreLoggedAndDropped) {
+TEST_F(tcp_link_framing, bytes_without_a_start_tag_are_logged_and_dropped) {
     Feed("no message at all</msg>");
     EXPECT_THAT(Logged(), ElementsAre("No start tag"));
     Feed("neither</msg>");
@@ -91,13 +93,13 @@ TEST_F(tcp_link_framing, BytesWithoutAStartTagAreLoggedAndDropped) {
     EXPECT_THAT(Logged(), ElementsAre("No start tag", "No start tag"));
 }
 
-TEST_F(tcp_link_framing, StartTagWithAttributesIsNone) {
+TEST_F(tcp_link_framing, start_tag_with_attributes_is_none) {
     Feed("<msg id='1'><a/></msg>");
     EXPECT_THAT(Messages(), IsEmpty());
     EXPECT_THAT(Logged(), ElementsAre("No start tag"));
 }
 
-TEST_F(tcp_link_framing, MessageWithoutItsEndIsLoggedWithEveryChunkAndKept) {
+TEST_F(tcp_link_framing, message_without_its_end_is_logged_with_every_chunk_and_kept) {
     Feed("<msg><a>");
     Feed("</a>");
     EXPECT_THAT(Logged(), ElementsAre("No end tag", "No end tag"));
@@ -106,20 +108,20 @@ TEST_F(tcp_link_framing, MessageWithoutItsEndIsLoggedWithEveryChunkAndKept) {
     EXPECT_THAT(Logged(), ElementsAre("No end tag", "No end tag"));
 }
 
-TEST_F(tcp_link_framing, BeginningOfAMessageBehindACompleteOneIsNotLogged) {
+TEST_F(tcp_link_framing, beginning_of_a_message_behind_a_complete_one_is_not_logged) {
     Feed(Message("a") + "<msg><b/>");
     EXPECT_THAT(Messages(), ElementsAre("a"));
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(tcp_link_framing, GarbageBetweenMessagesIsSkipped) {
+TEST_F(tcp_link_framing, garbage_between_messages_is_skipped) {
     Feed("one" + Message("a") + "two" + Message("b") + "three");
     Feed(Message("c"));
     EXPECT_THAT(Messages(), ElementsAre("a", "b", "c"));
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(tcp_link_framing, ParseErrorIsLoggedWithItsNumber) {
+TEST_F(tcp_link_framing, parse_error_is_logged_with_its_number) {
     const struct {
         const char* message;
         const char* logged;
@@ -142,7 +144,7 @@ TEST_F(tcp_link_framing, ParseErrorIsLoggedWithItsNumber) {
     EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(tcp_link_framing, ParseErrorLosesTheCompleteMessagesBehindItButNotThoseBefore) {
+TEST_F(tcp_link_framing, parse_error_loses_the_complete_messages_behind_it_but_not_those_before) {
     Feed(Message("a") + "<msg><b></msg>" + Message("c") + Message("d"));
     EXPECT_THAT(Messages(), ElementsAre("a"));
     EXPECT_THAT(Logged(), ElementsAre("Could not parse xml, 14"));
@@ -150,13 +152,13 @@ TEST_F(tcp_link_framing, ParseErrorLosesTheCompleteMessagesBehindItButNotThoseBe
     EXPECT_THAT(Messages(), ElementsAre("a", "e"));
 }
 
-TEST_F(tcp_link_framing, ParseErrorLosesTheBeginningOfAMessageBehindIt) {
+TEST_F(tcp_link_framing, parse_error_loses_the_beginning_of_a_message_behind_it) {
     Feed("<msg><b></msg><msg><c/>");
     Feed("</msg>" + Message("d"));
     EXPECT_THAT(Messages(), ElementsAre("d"));
 }
 
-TEST_F(tcp_link_framing, MessageWithoutAChildElementIsDroppedSilentlyWithAllBehindIt) {
+TEST_F(tcp_link_framing, message_without_a_child_element_is_dropped_silently_with_all_behind_it) {
     for (const char* message : {"<msg></msg>", "<msg>text</msg>", "<msg><!-- comment --></msg>",
                                 "<msg>  </msg>", "<msg><![CDATA[<event/>]]></msg>"}) {
         link_ = test_link::Make();
@@ -168,12 +170,12 @@ TEST_F(tcp_link_framing, MessageWithoutAChildElementIsDroppedSilentlyWithAllBehi
     EXPECT_THAT(Logged(), IsEmpty());
 }
 
-TEST_F(tcp_link_framing, ZeroByteBetweenMessagesHidesNothing) {
+TEST_F(tcp_link_framing, zero_byte_between_messages_hides_nothing) {
     Feed(Message("a") + std::string(3, '\0') + Message("b"));
     EXPECT_THAT(Messages(), ElementsAre("a", "b"));
 }
 
-TEST_F(tcp_link_framing, ZeroByteInsideAMessageDoesNotStopTheLink) {
+TEST_F(tcp_link_framing, zero_byte_inside_a_message_does_not_stop_the_link) {
     Feed(std::string("<msg><a\0/></msg>", 16));
     EXPECT_THAT(Messages(), IsEmpty());
     ASSERT_EQ(Logged().size(), 1u);
@@ -182,7 +184,7 @@ TEST_F(tcp_link_framing, ZeroByteInsideAMessageDoesNotStopTheLink) {
     EXPECT_THAT(Messages(), ElementsAre("b"));
 }
 
-TEST_F(tcp_link_framing, ZeroByteInAnUnfinishedMessageDoesNotHideItsEnd) {
+TEST_F(tcp_link_framing, zero_byte_in_an_unfinished_message_does_not_hide_its_end) {
     Feed(std::string_view("<msg><a>\0", 9));
     Feed("</a></msg>");
     Feed(Message("b"));
@@ -190,14 +192,14 @@ TEST_F(tcp_link_framing, ZeroByteInAnUnfinishedMessageDoesNotHideItsEnd) {
     EXPECT_THAT(Logged(), ElementsAre("No end tag", testing::StartsWith("Could not parse xml, ")));
 }
 
-TEST_F(tcp_link_framing, ChunksOfOnlyZeroBytesAreGarbage) {
+TEST_F(tcp_link_framing, chunks_of_only_zero_bytes_are_garbage) {
     Feed(std::string(5000, '\0'));
     EXPECT_THAT(Logged(), ElementsAre("No start tag"));
     Feed(Message("a"));
     EXPECT_THAT(Messages(), ElementsAre("a"));
 }
 
-TEST_F(tcp_link_framing, HandlerThatThrowsLosesOnlyItsOwnMessage) {
+TEST_F(tcp_link_framing, handler_that_throws_loses_only_its_own_message) {
     link_->on_message = [](const std::string& name) {
         if (name == "b") {
             throw std::runtime_error("cannot handle this");
@@ -207,13 +209,13 @@ TEST_F(tcp_link_framing, HandlerThatThrowsLosesOnlyItsOwnMessage) {
     EXPECT_THAT(Messages(), ElementsAre("a", "b", "c"));
 }
 
-TEST_F(tcp_link_framing, HandlerThatThrowsSomethingElseIsNoDifferent) {
+TEST_F(tcp_link_framing, handler_that_throws_something_else_is_no_different) {
     link_->on_message = [](const std::string&) { throw 1; };
     EXPECT_NO_THROW(Feed(Message("a") + Message("b")));
     EXPECT_THAT(Messages(), ElementsAre("a", "b"));
 }
 
-TEST_F(tcp_link_framing, CloseOfALinkThatWasNeverConnectedOnlyClearsTheBuffer) {
+TEST_F(tcp_link_framing, close_of_a_link_that_was_never_connected_only_clears_the_buffer) {
     Feed("<msg><a/>");
     log_.Skip();
     link_->CloseLink(true);
@@ -226,7 +228,7 @@ TEST_F(tcp_link_framing, CloseOfALinkThatWasNeverConnectedOnlyClearsTheBuffer) {
     EXPECT_THAT(Messages(), ElementsAre("b"));
 }
 
-TEST_F(tcp_link_framing, CloseInsideAHandlerDropsTheRest) {
+TEST_F(tcp_link_framing, close_inside_a_handler_drops_the_rest) {
     link_->on_message = [&](const std::string&) { link_->CloseLink(false); };
     Feed(Message("a") + Message("b") + "<msg><c/>");
     EXPECT_THAT(Messages(), ElementsAre("a"));
@@ -235,7 +237,7 @@ TEST_F(tcp_link_framing, CloseInsideAHandlerDropsTheRest) {
     EXPECT_THAT(Messages(), ElementsAre("a", "d"));
 }
 
-TEST_F(tcp_link_framing, EndlessMessageIsGivenUpAtTheMaximumAndTheLinkGoesOn) {
+TEST_F(tcp_link_framing, endless_message_is_given_up_at_the_maximum_and_the_link_goes_on) {
     const std::string piece(1024 * 1024, 'x');
     Feed("<msg>");
     for (std::size_t fed = 0; fed <= receive_buffer::kMaximumCapacity; fed += piece.size()) {
@@ -273,7 +275,7 @@ std::chrono::nanoseconds TimeToReceiveList(int entries) {
     return shortest;
 }
 
-TEST(tcp_link_large_list, TimeGrowsWithTheNumberOfEntriesAndNotWithItsSquare) {
+TEST(tcp_link_large_list, time_grows_with_the_number_of_entries_and_not_with_its_square) {
     constexpr int kEntries = 10000;
     const auto once = TimeToReceiveList(kEntries);
     const auto four_times = TimeToReceiveList(4 * kEntries);

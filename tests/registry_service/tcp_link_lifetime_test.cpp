@@ -1,6 +1,7 @@
 // What ends first: the link, its connection, its reader or a handler.
 
 #include <chrono>
+#include <cstddef>
 #include <future>
 #include <memory>
 #include <string>
@@ -63,7 +64,7 @@ class tcp_link_lifetime : public testing::Test {
     std::shared_ptr<test_link> link_ = test_link::Make();
 };
 
-TEST_F(tcp_link_lifetime, WaitingCloseReturnsWhenTheHandlerHasEnded) {
+TEST_F(tcp_link_lifetime, waiting_close_returns_when_the_handler_has_ended) {
     server_connection service = ConnectAndEnterHandler(Message("a") + Message("b"));
     signal closed;
     std::thread closer([&] {
@@ -81,7 +82,7 @@ TEST_F(tcp_link_lifetime, WaitingCloseReturnsWhenTheHandlerHasEnded) {
     EXPECT_THAT(link_->Messages(), ElementsAre("a"));
 }
 
-TEST_F(tcp_link_lifetime, CloseThatDoesNotWaitReturnsWhileTheHandlerRuns) {
+TEST_F(tcp_link_lifetime, close_that_does_not_wait_returns_while_the_handler_runs) {
     server_connection service = ConnectAndEnterHandler(Message("a") + Message("b"));
     const stopwatch watch;
     link_->CloseLink(false);
@@ -95,7 +96,7 @@ TEST_F(tcp_link_lifetime, CloseThatDoesNotWaitReturnsWhileTheHandlerRuns) {
     EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "c"));
 }
 
-TEST_F(tcp_link_lifetime, ReaderThatOutlivesItsConnectionNeitherReadsNorClosesTheNextOne) {
+TEST_F(tcp_link_lifetime, reader_that_outlives_its_connection_neither_reads_nor_closes_the_next_one) {
     server_connection first = ConnectAndEnterHandler(Message("a") + Message("b") + "<msg><unfinished>");
     first.Send("</unfinished></msg>" + Message("c"));
 
@@ -122,7 +123,7 @@ TEST_F(tcp_link_lifetime, ReaderThatOutlivesItsConnectionNeitherReadsNorClosesTh
     EXPECT_FALSE(link_->HasDisconnected());
 }
 
-TEST_F(tcp_link_lifetime, ChunkOfAConnectionThatWasClosedMeanwhileIsDropped) {
+TEST_F(tcp_link_lifetime, chunk_of_a_connection_that_was_closed_meanwhile_is_dropped) {
     constexpr std::size_t kSent = 1500;
     constexpr u_long kBehindTheFirstChunk = kSent - 1047;
     server_connection service = Connect();
@@ -148,7 +149,7 @@ TEST_F(tcp_link_lifetime, ChunkOfAConnectionThatWasClosedMeanwhileIsDropped) {
     EXPECT_THAT(link_->Messages(), ElementsAre("fed"));
 }
 
-TEST_F(tcp_link_lifetime, LateCloseOfAnEarlierConnectionTakesNothingFromTheCurrentOne) {
+TEST_F(tcp_link_lifetime, late_close_of_an_earlier_connection_takes_nothing_from_the_current_one) {
     go_on_.Set();
     server_connection first = Connect();
     const link_connection_ptr earlier = CurrentConnectionOf(*link_);
@@ -163,7 +164,8 @@ TEST_F(tcp_link_lifetime, LateCloseOfAnEarlierConnectionTakesNothingFromTheCurre
     EXPECT_TRUE(link_->IsConnected());
 }
 
-TEST_F(tcp_link_lifetime, LateCloseOfAnEarlierConnectionDoesNotInterruptTheMessagesOfTheCurrentOne) {
+TEST_F(tcp_link_lifetime,
+       late_close_of_an_earlier_connection_does_not_interrupt_the_messages_of_the_current_one) {
     server_connection first = Connect();
     const link_connection_ptr earlier = CurrentConnectionOf(*link_);
     server_connection second = ConnectAndEnterHandler(Message("a") + Message("b") + Message("c"));
@@ -173,7 +175,7 @@ TEST_F(tcp_link_lifetime, LateCloseOfAnEarlierConnectionDoesNotInterruptTheMessa
     EXPECT_TRUE(link_->IsConnected());
 }
 
-TEST_F(tcp_link_lifetime, HandlerMayOpenTheLinkAgainAndWaitsOutTheReadersWaitForItsOwnThread) {
+TEST_F(tcp_link_lifetime, handler_may_open_the_link_again_and_waits_out_the_readers_wait_for_its_own_thread) {
     loopback_server other;
     bool opened = false;
     milliseconds took{0};
@@ -202,7 +204,7 @@ TEST_F(tcp_link_lifetime, HandlerMayOpenTheLinkAgainAndWaitsOutTheReadersWaitFor
     EXPECT_FALSE(link_->HasDisconnected());
 }
 
-TEST_F(tcp_link_lifetime, SecondOfTwoOpensAtTheSameTimeClosesTheConnectionOfTheFirst) {
+TEST_F(tcp_link_lifetime, second_of_two_opens_at_the_same_time_closes_the_connection_of_the_first) {
     // Somebody feeds the link and holds its lock, so both opens wait, and come one behind the other.
     std::thread feeder([&] {
         const std::string message = Message("fed");
@@ -226,7 +228,7 @@ TEST_F(tcp_link_lifetime, SecondOfTwoOpensAtTheSameTimeClosesTheConnectionOfTheF
     EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("fed", "a"));
 }
 
-TEST_F(tcp_link_lifetime, HandlerMayCloseTheLinkAndWaitsOutTheReadersWaitForItsOwnThread) {
+TEST_F(tcp_link_lifetime, handler_may_close_the_link_and_waits_out_the_readers_wait_for_its_own_thread) {
     milliseconds took{0};
     signal closed;
     link_->on_message = [&](const std::string&) {
@@ -245,7 +247,7 @@ TEST_F(tcp_link_lifetime, HandlerMayCloseTheLinkAndWaitsOutTheReadersWaitForItsO
     EXPECT_THAT(link_->Messages(), ElementsAre("a"));
 }
 
-TEST_F(tcp_link_lifetime, LinkThatIsGivenUpWhileAHandlerRunsIsFreedWhenTheHandlerReturns) {
+TEST_F(tcp_link_lifetime, link_that_is_given_up_while_a_handler_runs_is_freed_when_the_handler_returns) {
     signal destroyed;
     std::thread::id destroyer;
     bool handler_was_done = false;
@@ -267,7 +269,8 @@ TEST_F(tcp_link_lifetime, LinkThatIsGivenUpWhileAHandlerRunsIsFreedWhenTheHandle
     EXPECT_EQ(destroyer, reader);
 }
 
-TEST_F(tcp_link_lifetime, ConnectedLinkThatIsGivenUpWhileAHandlerRunsIsFreedTooAndItsConnectionEnds) {
+TEST_F(tcp_link_lifetime,
+       connected_link_that_is_given_up_while_a_handler_runs_is_freed_too_and_its_connection_ends) {
     signal destroyed;
     link_->on_destroyed = [&] { destroyed.Set(); };
     server_connection service = ConnectAndEnterHandler(Message("a"));
@@ -279,14 +282,14 @@ TEST_F(tcp_link_lifetime, ConnectedLinkThatIsGivenUpWhileAHandlerRunsIsFreedTooA
     EXPECT_TRUE(destroyed.Wait(kReaderWait + kSlack));
 }
 
-TEST_F(tcp_link_lifetime, ReaderDoesNotTouchALinkThatIsGone) {
+TEST_F(tcp_link_lifetime, reader_does_not_touch_a_link_that_is_gone) {
     server_connection service = Connect();
     link_ = nullptr;
     EXPECT_TRUE(service.WaitForPeerToClose());
     EXPECT_FALSE(in_handler_.IsSet());
 }
 
-TEST_F(tcp_link_lifetime, CloseForGoodDuringAHandlerIsObeyedByAnOpenThatWaits) {
+TEST_F(tcp_link_lifetime, close_for_good_during_a_handler_is_obeyed_by_an_open_that_waits) {
     server_connection service = ConnectAndEnterHandler(Message("a"));
     link_->CloseLink(false);
     auto opened = std::async(std::launch::async, [&] { return link_->OpenLink(server_.Port()); });

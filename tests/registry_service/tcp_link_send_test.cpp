@@ -52,7 +52,7 @@ class tcp_link_send : public testing::Test {
     std::shared_ptr<test_link> link_ = test_link::Make();
 };
 
-TEST_F(tcp_link_send, TextsArriveAsTheyAreWithoutAnythingBetweenThem) {
+TEST_F(tcp_link_send, texts_arrive_as_they_are_without_anything_between_them) {
     server_connection service = Connect();
     EXPECT_TRUE(link_->SendText("<msg>1</msg>"));
     EXPECT_TRUE(link_->SendText("<msg>\xFC</msg>"));
@@ -60,7 +60,7 @@ TEST_F(tcp_link_send, TextsArriveAsTheyAreWithoutAnythingBetweenThem) {
     EXPECT_EQ(service.ReceiveAvailable(), "");
 }
 
-TEST_F(tcp_link_send, TextsOfSeveralThreadsAreNeverTornNorMixedNorFailing) {
+TEST_F(tcp_link_send, texts_of_several_threads_are_never_torn_nor_mixed_nor_failing) {
     constexpr int kThreads = 8;
     constexpr int kTextsEach = 150;
     server_connection service = Connect();
@@ -99,7 +99,7 @@ TEST_F(tcp_link_send, TextsOfSeveralThreadsAreNeverTornNorMixedNorFailing) {
     EXPECT_TRUE(link_->IsConnected());
 }
 
-TEST_F(tcp_link_send, SendingWhileMessagesArriveDisturbsNeither) {
+TEST_F(tcp_link_send, sending_while_messages_arrive_disturbs_neither) {
     constexpr int kRounds = 300;
     server_connection service = Connect();
     std::thread sender([&] {
@@ -115,14 +115,14 @@ TEST_F(tcp_link_send, SendingWhileMessagesArriveDisturbsNeither) {
     EXPECT_EQ(service.Receive(10 * kRounds).size(), static_cast<size_t>(10 * kRounds));
 }
 
-TEST_F(tcp_link_send, HandlerMaySend) {
+TEST_F(tcp_link_send, handler_may_send) {
     link_->on_message = [&](const std::string& name) { EXPECT_TRUE(link_->SendText(name.c_str())); };
     server_connection service = Connect();
     service.Send(Message("question"));
     EXPECT_EQ(service.Receive(8), "question");
 }
 
-TEST_F(tcp_link_send, AnotherThreadMaySendWhileAHandlerRuns) {
+TEST_F(tcp_link_send, another_thread_may_send_while_a_handler_runs) {
     signal in_handler;
     signal go_on;
     link_->on_message = [&](const std::string&) {
@@ -139,7 +139,7 @@ TEST_F(tcp_link_send, AnotherThreadMaySendWhileAHandlerRuns) {
     link_->CloseLink(true);
 }
 
-TEST_F(tcp_link_send, TextsSentWhileTheLinkIsClosedAndOpenedAgainArriveWholeOrNotAtAll) {
+TEST_F(tcp_link_send, texts_sent_while_the_link_is_closed_and_opened_again_arrive_whole_or_not_at_all) {
     constexpr int kConnections = 25;
     const std::string text = "<" + std::string(300, 'x') + ">";
     std::atomic<bool> done = false;
@@ -168,7 +168,7 @@ TEST_F(tcp_link_send, TextsSentWhileTheLinkIsClosedAndOpenedAgainArriveWholeOrNo
     EXPECT_FALSE(link_->SendText(text.c_str()));
 }
 
-TEST_F(tcp_link_send, FailedSendClosesTheLink) {
+TEST_F(tcp_link_send, failed_send_closes_the_link) {
     server_connection service = Connect();
     service.Reset();
     EXPECT_TRUE(SendUntilItFails());
@@ -176,7 +176,7 @@ TEST_F(tcp_link_send, FailedSendClosesTheLink) {
     EXPECT_FALSE(link_->SendText("text"));
 }
 
-TEST_F(tcp_link_send, ServiceThatDoesNotReadMakesASendFailInsteadOfWaiting) {
+TEST_F(tcp_link_send, service_that_does_not_read_makes_a_send_fail_instead_of_waiting) {
     server_connection service = Connect();
     const std::string text(100000, 'x');
     const stopwatch watch;
@@ -188,7 +188,8 @@ TEST_F(tcp_link_send, ServiceThatDoesNotReadMakesASendFailInsteadOfWaiting) {
 
 // The link is closed by a failed send while the reader is inside a handler.
 
-TEST_F(tcp_link_send, FailedSendInsideAHandlerWaitsOutTheReadersWaitForItsOwnThreadAndDropsTheRest) {
+TEST_F(tcp_link_send,
+       failed_send_inside_a_handler_waits_out_the_readers_wait_for_its_own_thread_and_drops_the_rest) {
     std::shared_ptr<server_connection> service;
     milliseconds took{0};
     signal handled;
@@ -217,7 +218,8 @@ TEST_F(tcp_link_send, FailedSendInsideAHandlerWaitsOutTheReadersWaitForItsOwnThr
     EXPECT_THAT(link_->WaitForMessages(2), ElementsAre("a", "d"));
 }
 
-TEST_F(tcp_link_send, FailedSendOfAThreadThatHoldsALockTheHandlerNeedsNeitherDeadlocksNorWaits) {
+TEST_F(tcp_link_send,
+       failed_send_of_a_thread_that_holds_a_lock_the_handler_needs_neither_deadlocks_nor_waits) {
     std::mutex line_lock;
     signal in_handler;
     signal handled;

@@ -3,6 +3,7 @@
 // A link whose messages a test sees.
 
 #include <condition_variable>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>

@@ -1,7 +1,10 @@
 #include "tests/stress/application_driver.h"
 
 #include <array>
+#include <chrono>
+#include <cstddef>
 #include <string>
+#include <vector>
 
 namespace brivelnox::stress {
 

@@ -1,15 +1,12 @@
 #pragma once
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
-
-#include <tapi.h>
-#include <tspi.h>
 
 #include "tests/stress/random_source.h"
 #include "tests/stress/stress_context.h"

@@ -2,8 +2,10 @@
 // are gone, null pointers, structures that are too small, what the provider does not offer.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <functional>
+#include <string>
 
 #include "tests/stress/application_driver.h"
 

@@ -1,5 +1,9 @@
 #include "tests/stress/call_life_player.h"
 
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "tools/service_simulator/service_messages.h"

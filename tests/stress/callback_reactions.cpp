@@ -1,5 +1,6 @@
 #include "tests/stress/callback_reactions.h"
 
+#include <chrono>
 #include <cstdint>
 #include <thread>
 #include <vector>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "tests/stress/random_source.h"
 #include "tests/stress/stress_context.h"
 

@@ -1,6 +1,9 @@
 #include "tests/stress/fault_injector.h"
 
 #include <array>
+#include <chrono>
+#include <cstddef>
+#include <string_view>
 #include <system_error>
 #include <vector>
 

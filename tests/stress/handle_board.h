@@ -1,15 +1,12 @@
 #pragma once
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <cstddef>
 #include <deque>
 #include <mutex>
-
-#include <tapi.h>
-#include <tspi.h>
-
 #include <vector>
 
 #include "tests/stress/random_source.h"

@@ -3,12 +3,12 @@
 // started again and again. Ends with 0 when nothing failed; see the table that it prints.
 
 #include <windows.h>
-#include <winsock2.h>
 
+#include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <deque>
 #include <exception>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -73,7 +73,7 @@ class crew {
 };
 
 int Run(const stress_options& options) {
-    const host::provider_module module(tests::BuiltProviderPath().wstring());
+    const host::provider_module module(test::BuiltProviderPath().wstring());
     host::host_options host_settings;
     host_settings.kept_completions = kKeptRecords;
     host::telephony_host host(module, host_settings);

@@ -1,7 +1,6 @@
 #include "tests/stress/process_figures.h"
 
 #include <windows.h>
-#include <winsock2.h>
 #include <shlobj.h>
 
 #include <string>
@@ -20,7 +19,7 @@ constexpr DWORD kLargestLog = 256U << 20U;
 }  // namespace
 
 process_figures TakeFigures() {
-    return {dll_test::HandleCount(), dll_test::PrivateBytes()};
+    return {test::HandleCount(), test::PrivateBytes()};
 }
 
 void LimitProviderLog() {

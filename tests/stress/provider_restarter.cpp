@@ -1,7 +1,8 @@
 #include "tests/stress/provider_restarter.h"
 
 #include <algorithm>
-#include <array>
+#include <string>
+#include <vector>
 
 #include "tests/stress/process_figures.h"
 #include "tools/telephony_host/names.h"

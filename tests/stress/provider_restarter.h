@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 #include "tests/stress/random_source.h"
 #include "tests/stress/stress_context.h"

@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
+#include <string>
 
 #include "tests/stress/handle_board.h"
 #include "tests/stress/phase_gate.h"

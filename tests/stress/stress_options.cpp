@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <string_view>
+#include <system_error>
 
 namespace brivelnox::stress {
 

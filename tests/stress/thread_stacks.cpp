@@ -1,18 +1,14 @@
 #include "tests/stress/thread_stacks.h"
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tlhelp32.h>
 
 #include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <string>
-
-#include <tlhelp32.h>
-
 #include <vector>
 
 #include "platform/unique_handle.h"

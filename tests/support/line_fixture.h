@@ -3,23 +3,21 @@
 // A line between a recorded TAPI and a recorded service.
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
-
-#include <tspi.h>
-
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "calls/call_manager.h"
 #include "calls/tapi_call.h"
-#include "platform/event_lock.h"
 #include "lines/line.h"
 #include "platform/ansi_text.h"
+#include "platform/event_lock.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/log_reader.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/process_log.h"

@@ -3,15 +3,11 @@
 // A line manager between a recorded TAPI and a service on the loopback address.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tspi.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
-
-#include <tspi.h>
-
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,6 +15,7 @@
 #include "calls/call_manager.h"
 #include "lines/line.h"
 #include "lines/line_manager.h"
+#include "tests/support/as_handle.h"
 #include "tests/support/log_reader.h"
 #include "tests/support/loopback_service.h"
 #include "tests/support/manual_clock.h"

@@ -1,11 +1,10 @@
 #include "tests/support/log_reader.h"
 
+#include <shlobj.h>
+
 #include <algorithm>
 #include <functional>
 #include <ostream>
-
-#include <shlobj.h>
-
 #include <utility>
 
 #include "platform/unique_handle.h"

@@ -1,9 +1,9 @@
 #include "tests/support/loopback_service.h"
 
+#include <ws2tcpip.h>
+
 #include <stdexcept>
 #include <utility>
-
-#include <ws2tcpip.h>
 
 namespace brivelnox::test {
 

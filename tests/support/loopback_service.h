@@ -3,7 +3,6 @@
 // The registry service's side of the connection, as little of it as the line manager needs.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <atomic>
 #include <chrono>

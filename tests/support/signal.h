@@ -10,7 +10,7 @@
 namespace brivelnox::test {
 
 /// How long a test waits for something that should come at once. Only a broken product uses it up.
-inline constexpr std::chrono::milliseconds kSoon{20000};
+inline constexpr std::chrono::milliseconds kSoon{15000};
 
 /// Can be set once and waited for by any number of threads.
 class signal {

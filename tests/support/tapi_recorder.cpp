@@ -4,6 +4,8 @@
 #include <ostream>
 #include <utility>
 
+#include "tests/support/as_handle.h"
+
 namespace brivelnox::test {
 
 namespace {

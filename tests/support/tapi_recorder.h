@@ -3,6 +3,7 @@
 // Stands in for TAPI's event procedures and records what the provider tells.
 
 #include <windows.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <chrono>
@@ -12,9 +13,6 @@
 #include <functional>
 #include <iosfwd>
 #include <mutex>
-
-#include <tspi.h>
-
 #include <vector>
 
 namespace brivelnox::test {
@@ -40,12 +38,6 @@ tapi_event NewCall(std::uintptr_t line, std::uint64_t driver_call_handle, std::u
 tapi_event CallState(std::uintptr_t line, std::uintptr_t call, DWORD state, DWORD mode = 0);
 tapi_event CallInfo(std::uintptr_t line, std::uintptr_t call, DWORD changed_bits);
 tapi_event LineCreate(std::uintptr_t provider, DWORD device_id);
-
-/// Handles are small numbers in tests.
-template <class Handle>
-Handle AsHandle(std::uintptr_t number) {
-    return reinterpret_cast<Handle>(number);
-}
 
 /// Records every message that arrives at its procedures while it lives. Event procedures are plain functions,
 /// so there is one recorder at a time. All operations may be called on any thread, also from a reaction.

@@ -1,5 +1,6 @@
 // Words, escapes and encodings of the two programs' command lines.
 
+#include <optional>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -7,48 +8,57 @@
 
 #include "tools/console/command_words.h"
 
-namespace brivelnox::console {
+namespace brivelnox::test {
 namespace {
 
+using console::EscapeLine;
+using console::FromAnsi;
+using console::FromUtf8;
+using console::QuoteWord;
+using console::SplitWords;
+using console::ToAnsi;
+using console::ToNumber;
+using console::ToUtf8;
+using console::UnescapeLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(ConsoleText, DividesWordsAtBlanks) {
+TEST(console_text, divides_words_at_blanks) {
     EXPECT_THAT(SplitWords("  ring 1001\t+49 "), ElementsAre("ring", "1001", "+49"));
     EXPECT_THAT(SplitWords(" \t "), IsEmpty());
 }
 
-TEST(ConsoleText, KeepsQuotedTextTogether) {
+TEST(console_text, keeps_quoted_text_together) {
     EXPECT_THAT(SplitWords("register 1 \"Anna Berger\" \"\""),
                 ElementsAre("register", "1", "Anna Berger", ""));
     EXPECT_THAT(SplitWords("a\" b\"c"), ElementsAre("a bc"));
 }
 
-TEST(ConsoleText, QuotesSoThatTheWordComesBack) {
+TEST(console_text, quotes_so_that_the_word_comes_back) {
     for (const std::string word : {"plain", "", "two words", "\ttab"}) {
         EXPECT_THAT(SplitWords(QuoteWord(word)), ElementsAre(word));
     }
     EXPECT_EQ(QuoteWord("a\"b c"), "\"a'b c\"");
 }
 
-TEST(ConsoleText, ReadsWholeNumbersOnly) {
+TEST(console_text, reads_whole_numbers_only) {
     EXPECT_EQ(ToNumber("-12"), -12);
     EXPECT_EQ(ToNumber("12x"), std::nullopt);
     EXPECT_EQ(ToNumber(""), std::nullopt);
     EXPECT_EQ(ToNumber("4294967296"), std::nullopt);
 }
 
-TEST(ConsoleText, EscapesToOneLineOfAsciiAndBack) {
+TEST(console_text, escapes_to_one_line_of_ascii_and_back) {
     const std::string bytes("a\\b\n\0\xFC~", 7);
     EXPECT_EQ(EscapeLine(bytes), "a\\\\b\\x0A\\x00\\xFC~");
     EXPECT_EQ(UnescapeLine(EscapeLine(bytes)), bytes);
 }
 
-TEST(ConsoleText, LeavesForeignBackslashesAsTheyAre) {
+TEST(console_text, leaves_foreign_backslashes_as_they_are) {
     EXPECT_EQ(UnescapeLine("\\n\\xZZ\\x4\\"), "\\n\\xZZ\\x4\\");
 }
 
-TEST(ConsoleText, ConvertsBetweenEncodings) {
+TEST(console_text, converts_between_encodings) {
     EXPECT_EQ(FromUtf8("M\xC3\xBCller"), L"M\u00FCller");
     EXPECT_EQ(ToUtf8(L"M\u00FCller"), "M\xC3\xBCller");
     EXPECT_EQ(FromAnsi("M\xFCller"), L"M\u00FCller");
@@ -57,4 +67,4 @@ TEST(ConsoleText, ConvertsBetweenEncodings) {
 }
 
 }  // namespace
-}  // namespace brivelnox::console
+}  // namespace brivelnox::test

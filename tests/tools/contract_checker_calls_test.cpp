@@ -3,30 +3,34 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/as_handle.h"
 #include "tests/tools/contract_checker_helper.h"
 
-namespace brivelnox::host {
+namespace brivelnox::test {
 namespace {
+
+using host::null_call_rule;
+using host::tapi_event;
 
 // --- Calls.
 
-TEST_F(ContractChecker, ReportsAStateForACallNeverAnnounced) {
+TEST_F(contract_check, reports_a_state_for_a_call_never_announced) {
     State(kCall, LINECALLSTATE_OFFERING);
     EXPECT_BREACH("for a call that was never announced");
 }
 
-TEST_F(ContractChecker, ReportsInformationForACallNeverAnnounced) {
+TEST_F(contract_check, reports_information_for_a_call_never_announced) {
     Information(kCall);
     EXPECT_BREACH("for a call that was never announced");
 }
 
-TEST_F(ContractChecker, ReportsMessagesWithoutACallHandle) {
+TEST_F(contract_check, reports_messages_without_a_call_handle) {
     State(nullptr, LINECALLSTATE_OFFERING);
     EXPECT_BREACH("for a call that was never announced");
     EXPECT_EQ(checker_.NullCallMessages(), 1U);
 }
 
-TEST_F(ContractChecker, CountsMessagesWithoutACallHandleWhenTheyAreTolerated) {
+TEST_F(contract_check, counts_messages_without_a_call_handle_when_they_are_tolerated) {
     checker_.SetNullCallRule(null_call_rule::kTolerate);
     State(nullptr, LINECALLSTATE_OFFERING);
     Information(nullptr);
@@ -34,35 +38,35 @@ TEST_F(ContractChecker, CountsMessagesWithoutACallHandleWhenTheyAreTolerated) {
     EXPECT_EQ(checker_.NullCallMessages(), 2U);
 }
 
-TEST_F(ContractChecker, ReportsAStateAfterIdle) {
+TEST_F(contract_check, reports_a_state_after_idle) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_IDLE);
     State(kCall, LINECALLSTATE_CONNECTED);
     EXPECT_BREACH("a state for a call after IDLE");
 }
 
-TEST_F(ContractChecker, ReportsASecondIdle) {
+TEST_F(contract_check, reports_a_second_idle) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_IDLE);
     State(kCall, LINECALLSTATE_IDLE);
     EXPECT_BREACH("a state for a call after IDLE");
 }
 
-TEST_F(ContractChecker, ReportsInformationAfterIdle) {
+TEST_F(contract_check, reports_information_after_idle) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_IDLE);
     Information(kCall);
     EXPECT_BREACH("information for a call after IDLE");
 }
 
-TEST_F(ContractChecker, ReportsTheSameStateTwiceInARow) {
+TEST_F(contract_check, reports_the_same_state_twice_in_a_row) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_CONNECTED);
     State(kCall, LINECALLSTATE_CONNECTED);
     EXPECT_BREACH("the same state twice in a row");
 }
 
-TEST_F(ContractChecker, AllowsAStateToComeBack) {
+TEST_F(contract_check, allows_a_state_to_come_back) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_CONNECTED);
     State(kCall, LINECALLSTATE_ONHOLD);
@@ -70,7 +74,7 @@ TEST_F(ContractChecker, AllowsAStateToComeBack) {
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, ReportsAMessageForAClosedCall) {
+TEST_F(contract_check, reports_a_message_for_a_closed_call) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_CONNECTED);
     checker_.CallClosed(kCall);
@@ -78,7 +82,7 @@ TEST_F(ContractChecker, ReportsAMessageForAClosedCall) {
     EXPECT_BREACH("for a call that is closed");
 }
 
-TEST_F(ContractChecker, DoesNotExpectAClosedCallToEnd) {
+TEST_F(contract_check, does_not_expect_a_closed_call_to_end) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_CONNECTED);
     checker_.CallClosed(kCall);
@@ -87,7 +91,7 @@ TEST_F(ContractChecker, DoesNotExpectAClosedCallToEnd) {
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, ReportsACallOnAnotherLine) {
+TEST_F(contract_check, reports_a_call_on_another_line) {
     Open(kOtherLine, kDevice + 1);
     Announce(kCall);
     tapi_event event = StateEvent(kCall, LINECALLSTATE_OFFERING);
@@ -96,7 +100,7 @@ TEST_F(ContractChecker, ReportsACallOnAnotherLine) {
     EXPECT_BREACH("for a call of another line");
 }
 
-TEST_F(ContractChecker, AllowsACallUnderTheLinesNewHandle) {
+TEST_F(contract_check, allows_a_call_under_the_lines_new_handle) {
     Announce(kCall);
     Open(kOtherLine, kDevice);
     tapi_event event = StateEvent(kCall, LINECALLSTATE_OFFERING);
@@ -105,7 +109,7 @@ TEST_F(ContractChecker, AllowsACallUnderTheLinesNewHandle) {
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, ReportsMessagesForACallWhoseRequestWasRefused) {
+TEST_F(contract_check, reports_messages_for_a_call_whose_request_was_refused) {
     checker_.CallAnnounced(kCall, kLine, false);
     State(kCall, LINECALLSTATE_PROCEEDING);
     checker_.CallWithdrawn(kCall);
@@ -115,52 +119,52 @@ TEST_F(ContractChecker, ReportsMessagesForACallWhoseRequestWasRefused) {
     EXPECT_EQ(checker_.BreachCount(), 1U);
 }
 
-TEST_F(ContractChecker, ReportsACallThatWasMadeOnAnOpenLineWithoutAState) {
+TEST_F(contract_check, reports_a_call_that_was_made_on_an_open_line_without_a_state) {
     checker_.CallAnnounced(kCall, kLine, false);
-    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    checker_.CallNumbered(kCall, AsHandle<HDRVCALL>(1));
     EXPECT_BREACH("no state of it was told");
 }
 
-TEST_F(ContractChecker, AllowsACallWithoutAStateWhoseLineWasNotOpenAllTheTime) {
+TEST_F(contract_check, allows_a_call_without_a_state_whose_line_was_not_open_all_the_time) {
     checker_.CallAnnounced(kCall, kLine, false);
     checker_.LineClosing(kLine);
-    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    checker_.CallNumbered(kCall, AsHandle<HDRVCALL>(1));
     checker_.CallAnnounced(kOtherCall, kLine, false);
     checker_.LineClosed(kLine);
-    checker_.CallNumbered(kOtherCall, HandleOf<HDRVCALL>(2));
+    checker_.CallNumbered(kOtherCall, AsHandle<HDRVCALL>(2));
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, AllowsACallWithoutAStateOnALineWhoseOpeningMetAClose) {
+TEST_F(contract_check, allows_a_call_without_a_state_on_a_line_whose_opening_met_a_close) {
     checker_.LineClosing(kLine);
     checker_.LineOpening(kOtherLine, kDevice);
     checker_.LineClosed(kLine);
     checker_.LineOpened(kOtherLine, true);
     checker_.CallAnnounced(kCall, kOtherLine, false);
-    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    checker_.CallNumbered(kCall, AsHandle<HDRVCALL>(1));
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, AllowsACallWithoutAStateThatAShutdownHasOvertaken) {
+TEST_F(contract_check, allows_a_call_without_a_state_that_a_shutdown_has_overtaken) {
     checker_.CallAnnounced(kCall, kLine, false);
     checker_.ShuttingDown();
-    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    checker_.CallNumbered(kCall, AsHandle<HDRVCALL>(1));
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, ReportsADriverHandleThatTwoCallsHave) {
+TEST_F(contract_check, reports_a_driver_handle_that_two_calls_have) {
     Announce(kCall);
     Announce(kOtherCall);
-    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(4));
-    checker_.CallNumbered(kOtherCall, HandleOf<HDRVCALL>(4));
+    checker_.CallNumbered(kCall, AsHandle<HDRVCALL>(4));
+    checker_.CallNumbered(kOtherCall, AsHandle<HDRVCALL>(4));
     EXPECT_BREACH("have the same driver call handle");
 }
 
-TEST_F(ContractChecker, ReportsADriverHandleOfZero) {
+TEST_F(contract_check, reports_a_driver_handle_of_zero) {
     Announce(kCall);
     checker_.CallNumbered(kCall, nullptr);
     EXPECT_BREACH("has no driver call handle");
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::test

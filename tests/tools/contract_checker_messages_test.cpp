@@ -1,26 +1,31 @@
 // The checker fed with messages that a provider should not send, each next to one that it may.
 
+#include <cstddef>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/as_handle.h"
 #include "tests/tools/contract_checker_helper.h"
 
-namespace brivelnox::host {
+namespace brivelnox::test {
 namespace {
 
+using host::contract_checker;
+using host::tapi_event;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 // --- A life in good order.
 
-TEST_F(ContractChecker, FindsNothingInAGoodLife) {
+TEST_F(contract_check, finds_nothing_in_a_good_life) {
     static DWORD_PTR handle = 0;
     Take(Message(static_cast<DWORD>(LINE_CREATE), nullptr, nullptr, 0xA0, 8, 0));
     Take(Message(static_cast<DWORD>(LINE_NEWCALL), kLine, nullptr, 1, reinterpret_cast<DWORD_PTR>(&handle),
                  0));
     Announce(kCall);
-    checker_.CallNumbered(kCall, HandleOf<HDRVCALL>(1));
+    checker_.CallNumbered(kCall, AsHandle<HDRVCALL>(1));
     State(kCall, LINECALLSTATE_OFFERING);
     Information(kCall);
     State(kCall, LINECALLSTATE_ACCEPTED);
@@ -38,7 +43,7 @@ TEST_F(ContractChecker, FindsNothingInAGoodLife) {
 
 // --- Two at once.
 
-TEST_F(ContractChecker, ReportsTwoMessagesAtOnce) {
+TEST_F(contract_check, reports_two_messages_at_once) {
     Announce(kCall);
     checker_.Enter(StateEvent(kCall, LINECALLSTATE_OFFERING));
     tapi_event other = StateEvent(kCall, LINECALLSTATE_ACCEPTED);
@@ -52,7 +57,7 @@ TEST_F(ContractChecker, ReportsTwoMessagesAtOnce) {
     EXPECT_EQ(checker_.BreachCount(), 1U);
 }
 
-TEST_F(ContractChecker, ReportsACompletionDuringAMessage) {
+TEST_F(contract_check, reports_a_completion_during_a_message) {
     Announce(kCall);
     checker_.RequestIssued(1, "Drop");
     checker_.Enter(StateEvent(kCall, LINECALLSTATE_OFFERING));
@@ -62,7 +67,7 @@ TEST_F(ContractChecker, ReportsACompletionDuringAMessage) {
     EXPECT_BREACH("two at once: request 1 completed");
 }
 
-TEST_F(ContractChecker, AllowsACallbackInsideAnotherOnTheSameThread) {
+TEST_F(contract_check, allows_a_callback_inside_another_on_the_same_thread) {
     Announce(kCall);
     checker_.RequestIssued(1, "Drop");
     checker_.Enter(StateEvent(kCall, LINECALLSTATE_OFFERING));
@@ -73,7 +78,7 @@ TEST_F(ContractChecker, AllowsACallbackInsideAnotherOnTheSameThread) {
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, CountsTheOuterCallbackAsStillThereAfterAnInnerOne) {
+TEST_F(contract_check, counts_the_outer_callback_as_still_there_after_an_inner_one) {
     Announce(kCall);
     checker_.Enter(StateEvent(kCall, LINECALLSTATE_OFFERING));
     State(kCall, LINECALLSTATE_ACCEPTED);
@@ -85,13 +90,13 @@ TEST_F(ContractChecker, CountsTheOuterCallbackAsStillThereAfterAnInnerOne) {
 
 // --- Parameters.
 
-TEST_F(ContractChecker, ReportsADisconnectModeWithAnyOtherState) {
+TEST_F(contract_check, reports_a_disconnect_mode_with_any_other_state) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_CONNECTED, LINEDISCONNECTMODE_NORMAL);
     EXPECT_BREACH("wrong parameters");
 }
 
-TEST_F(ContractChecker, AllowsDisconnectedWithAndWithoutAMode) {
+TEST_F(contract_check, allows_disconnected_with_and_without_a_mode) {
     Announce(kCall);
     Announce(kOtherCall);
     State(kCall, LINECALLSTATE_DISCONNECTED, LINEDISCONNECTMODE_BUSY);
@@ -99,7 +104,7 @@ TEST_F(ContractChecker, AllowsDisconnectedWithAndWithoutAMode) {
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, ReportsAStateThatIsNoneOrTwo) {
+TEST_F(contract_check, reports_a_state_that_is_none_or_two) {
     Announce(kCall);
     State(kCall, 0x10000);
     State(kCall, LINECALLSTATE_CONNECTED | LINECALLSTATE_ONHOLD);
@@ -107,7 +112,7 @@ TEST_F(ContractChecker, ReportsAStateThatIsNoneOrTwo) {
                 ElementsAre(HasSubstr("wrong parameters"), HasSubstr("wrong parameters")));
 }
 
-TEST_F(ContractChecker, ReportsAnotherMediaMode) {
+TEST_F(contract_check, reports_another_media_mode) {
     Announce(kCall);
     tapi_event event = StateEvent(kCall, LINECALLSTATE_CONNECTED);
     event.param3 = 0;
@@ -115,13 +120,13 @@ TEST_F(ContractChecker, ReportsAnotherMediaMode) {
     EXPECT_BREACH("wrong parameters");
 }
 
-TEST_F(ContractChecker, ReportsEmptyInformation) {
+TEST_F(contract_check, reports_empty_information) {
     Announce(kCall);
     Information(kCall, 0);
     EXPECT_BREACH("wrong parameters");
 }
 
-TEST_F(ContractChecker, ReportsANewCallWithWrongParameters) {
+TEST_F(contract_check, reports_a_new_call_with_wrong_parameters) {
     Take(Message(static_cast<DWORD>(LINE_NEWCALL), kLine, nullptr, 0, 1, 0));
     Take(Message(static_cast<DWORD>(LINE_NEWCALL), kLine, nullptr, 1, 0, 0));
     Take(Message(static_cast<DWORD>(LINE_NEWCALL), kLine, kCall, 1, 1, 0));
@@ -129,7 +134,7 @@ TEST_F(ContractChecker, ReportsANewCallWithWrongParameters) {
     EXPECT_EQ(checker_.BreachCount(), 4U);
 }
 
-TEST_F(ContractChecker, ReportsAMessageThatIsNotTheProviders) {
+TEST_F(contract_check, reports_a_message_that_is_not_the_providers) {
     Take(Message(static_cast<DWORD>(LINE_CLOSE), kLine, nullptr, 0, 0, 0));
     Take(Message(4711, kLine, nullptr, 0, 0, 0));
     EXPECT_THAT(checker_.Breaches(), ElementsAre(AllOf(HasSubstr("no business"), HasSubstr("LINE_CLOSE")),
@@ -138,7 +143,7 @@ TEST_F(ContractChecker, ReportsAMessageThatIsNotTheProviders) {
 
 // --- The end.
 
-TEST_F(ContractChecker, ReportsAnythingAfterShutdown) {
+TEST_F(contract_check, reports_anything_after_shutdown) {
     checker_.RequestIssued(1, "Hold");
     checker_.ShutDown();
     Take(CompletionEvent(1));
@@ -147,14 +152,14 @@ TEST_F(ContractChecker, ReportsAnythingAfterShutdown) {
                                                  HasSubstr("after shutdown: LINE_CALLSTATE")));
 }
 
-TEST_F(ContractChecker, ReportsACallThatHasNotEndedAtShutdown) {
+TEST_F(contract_check, reports_a_call_that_has_not_ended_at_shutdown) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_CONNECTED);
     checker_.ShutDown();
     EXPECT_BREACH("had not ended IDLE when the provider was shut down (last state CONNECTED)");
 }
 
-TEST_F(ContractChecker, JudgesEachCallOnce) {
+TEST_F(contract_check, judges_each_call_once) {
     Announce(kCall);
     State(kCall, LINECALLSTATE_CONNECTED);
     Close(kLine);
@@ -162,7 +167,7 @@ TEST_F(ContractChecker, JudgesEachCallOnce) {
     EXPECT_EQ(checker_.BreachCount(), 1U);
 }
 
-TEST_F(ContractChecker, KeepsBreachesOverARestartUntilTheyAreCleared) {
+TEST_F(contract_check, keeps_breaches_over_a_restart_until_they_are_cleared) {
     Take(CompletionEvent(77));
     checker_.ShutDown();
     checker_.Starting(kProvider);
@@ -172,7 +177,7 @@ TEST_F(ContractChecker, KeepsBreachesOverARestartUntilTheyAreCleared) {
     EXPECT_EQ(checker_.BreachCount(), 0U);
 }
 
-TEST_F(ContractChecker, KeepsALimitedNumberOfTextsButCountsOn) {
+TEST_F(contract_check, keeps_a_limited_number_of_texts_but_counts_on) {
     for (std::size_t i = 0; i < contract_checker::kMaxBreaches + 5; ++i) {
         Take(CompletionEvent(77));
     }
@@ -181,4 +186,4 @@ TEST_F(ContractChecker, KeepsALimitedNumberOfTextsButCountsOn) {
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::test

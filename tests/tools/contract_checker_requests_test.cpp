@@ -5,7 +5,7 @@
 
 #include "tests/tools/contract_checker_helper.h"
 
-namespace brivelnox::host {
+namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
@@ -13,14 +13,14 @@ using testing::HasSubstr;
 
 // --- Requests.
 
-TEST_F(ContractChecker, ReportsARequestCompletedTwice) {
+TEST_F(contract_check, reports_a_request_completed_twice) {
     checker_.RequestIssued(1, "Hold");
     Take(CompletionEvent(1));
     Take(CompletionEvent(1));
     EXPECT_BREACH("request 1 (Hold) was completed twice");
 }
 
-TEST_F(ContractChecker, ReportsASecondCompletionAfterTheRequestReturned) {
+TEST_F(contract_check, reports_a_second_completion_after_the_request_returned) {
     checker_.RequestIssued(1, "Hold");
     Take(CompletionEvent(1));
     EXPECT_TRUE(checker_.RequestReturned(1, 1));
@@ -28,7 +28,7 @@ TEST_F(ContractChecker, ReportsASecondCompletionAfterTheRequestReturned) {
     EXPECT_BREACH("request 1 was completed again");
 }
 
-TEST_F(ContractChecker, ReportsARequestNeverCompleted) {
+TEST_F(contract_check, reports_a_request_never_completed) {
     checker_.RequestIssued(1, "Hold");
     EXPECT_TRUE(checker_.RequestReturned(1, 1));
     EXPECT_EQ(checker_.OutstandingRequests(), 1U);
@@ -37,7 +37,7 @@ TEST_F(ContractChecker, ReportsARequestNeverCompleted) {
     EXPECT_BREACH("request 1 (Hold) was never completed");
 }
 
-TEST_F(ContractChecker, ReportsARequestThatReturnsAfterShutdownAndWasNeverCompleted) {
+TEST_F(contract_check, reports_a_request_that_returns_after_shutdown_and_was_never_completed) {
     checker_.RequestIssued(1, "Hold");
     checker_.ShutDown();
     EXPECT_KEPT();
@@ -45,7 +45,7 @@ TEST_F(ContractChecker, ReportsARequestThatReturnsAfterShutdownAndWasNeverComple
     EXPECT_BREACH("request 1 (Hold) was never completed");
 }
 
-TEST_F(ContractChecker, AllowsACompletionAfterTheRequestReturned) {
+TEST_F(contract_check, allows_a_completion_after_the_request_returned) {
     checker_.RequestIssued(1, "Hold");
     EXPECT_TRUE(checker_.RequestReturned(1, 1));
     Take(CompletionEvent(1));
@@ -53,25 +53,25 @@ TEST_F(ContractChecker, AllowsACompletionAfterTheRequestReturned) {
     EXPECT_KEPT();
 }
 
-TEST_F(ContractChecker, ReportsACompletionOfARequestNeverIssued) {
+TEST_F(contract_check, reports_a_completion_of_a_request_never_issued) {
     Take(CompletionEvent(77));
     EXPECT_BREACH("request 77 was completed but never issued");
 }
 
-TEST_F(ContractChecker, ReportsACompletionOfRequestZero) {
+TEST_F(contract_check, reports_a_completion_of_request_zero) {
     checker_.RequestIssued(1, "Hold");
     Take(CompletionEvent(0));
     EXPECT_BREACH("request 0 was completed but never issued");
 }
 
-TEST_F(ContractChecker, ReportsTheCompletionOfARefusedRequest) {
+TEST_F(contract_check, reports_the_completion_of_a_refused_request) {
     checker_.RequestIssued(1, "MakeCall");
     Take(CompletionEvent(1));
     EXPECT_FALSE(checker_.RequestReturned(1, static_cast<LONG>(LINEERR_INVALADDRESS)));
     EXPECT_BREACH("completed although it was refused with LINEERR_INVALADDRESS");
 }
 
-TEST_F(ContractChecker, ReportsTheLateCompletionOfARefusedRequest) {
+TEST_F(contract_check, reports_the_late_completion_of_a_refused_request) {
     checker_.RequestIssued(1, "MakeCall");
     EXPECT_FALSE(checker_.RequestReturned(1, static_cast<LONG>(LINEERR_INVALADDRESS)));
     EXPECT_KEPT();
@@ -79,7 +79,7 @@ TEST_F(ContractChecker, ReportsTheLateCompletionOfARefusedRequest) {
     EXPECT_BREACH("after it had been refused");
 }
 
-TEST_F(ContractChecker, ReportsARequestThatReturnsNeitherItsIdNorAnError) {
+TEST_F(contract_check, reports_a_request_that_returns_neither_its_id_nor_an_error) {
     checker_.RequestIssued(1, "Hold");
     EXPECT_FALSE(checker_.RequestReturned(1, 0));
     checker_.RequestIssued(2, "Hold");
@@ -89,4 +89,4 @@ TEST_F(ContractChecker, ReportsARequestThatReturnsNeitherItsIdNorAnError) {
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::test

@@ -7,10 +7,13 @@
 
 #include <gtest/gtest.h>
 
-namespace brivelnox::host {
+namespace brivelnox::test {
 namespace {
 
 using namespace std::chrono_literals;
+using host::event_history;
+using host::event_predicate;
+using host::tapi_event;
 
 tapi_event Event(DWORD message) {
     tapi_event event;
@@ -22,7 +25,7 @@ event_predicate Is(DWORD message) {
     return [message](const tapi_event& each) { return each.IsMessage(message); };
 }
 
-TEST(EventHistory, NumbersEventsInOrder) {
+TEST(event_history, numbers_events_in_order) {
     event_history history;
     EXPECT_EQ(history.Next(), 0U);
     EXPECT_EQ(history.Add(Event(1)), 0U);
@@ -32,7 +35,7 @@ TEST(EventHistory, NumbersEventsInOrder) {
     EXPECT_EQ(history.Since(1)[0].index, 1U);
 }
 
-TEST(EventHistory, FindsTheFirstFromTheMarkOn) {
+TEST(event_history, finds_the_first_from_the_mark_on) {
     event_history history;
     (void)history.Add(Event(1));
     (void)history.Add(Event(1));
@@ -41,7 +44,7 @@ TEST(EventHistory, FindsTheFirstFromTheMarkOn) {
     EXPECT_FALSE(history.WaitFor(Is(1), 1ms, 2));
 }
 
-TEST(EventHistory, WaitsForWhatIsStillToCome) {
+TEST(event_history, waits_for_what_is_still_to_come) {
     event_history history;
     std::thread sender([&] {
         (void)history.Add(Event(1));
@@ -53,7 +56,7 @@ TEST(EventHistory, WaitsForWhatIsStillToCome) {
     EXPECT_EQ(found->index, 1U);
 }
 
-TEST(EventHistory, KeepsTheNewestWhenLimitedAndCountsOn) {
+TEST(event_history, keeps_the_newest_when_limited_and_counts_on) {
     event_history history;
     history.Limit(2);
     for (DWORD i = 0; i < 5; ++i) {
@@ -67,4 +70,4 @@ TEST(EventHistory, KeepsTheNewestWhenLimitedAndCountsOn) {
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::test

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 namespace {
 
@@ -229,4 +229,4 @@ void fake_provider::SendCreate(DWORD temporary) const {
                 temporary, 0);
 }
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

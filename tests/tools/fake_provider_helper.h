@@ -4,21 +4,18 @@
 // sends what it is told to. There is one of it in a process, as of a loaded DLL.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <atomic>
-#include <functional>
-#include <mutex>
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
 
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <string>
 #include <vector>
 
 #include "tools/telephony_host/provider_module.h"
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 class fake_provider {
   public:
@@ -67,4 +64,4 @@ class fake_provider {
     std::vector<std::string> asked_;
 };
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

@@ -3,18 +3,31 @@
 #include "tools/telephony_host/names.h"
 
 #include <array>
-#include <set>
-#include <string>
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 
 #include <gtest/gtest.h>
 
 #include "tools/telephony_host/event_text.h"
 
-namespace brivelnox::host {
+namespace brivelnox::test {
 namespace {
 
-TEST(Names, CallStatesAreTheSixteenOfTheHeader) {
+using host::CallFeatureName;
+using host::CallInfoName;
+using host::CallStateName;
+using host::DisconnectModeName;
+using host::event_kind;
+using host::EventText;
+using host::IsCallState;
+using host::MessageName;
+using host::OriginName;
+using host::ReasonName;
+using host::ResultName;
+using host::tapi_event;
+
+TEST(names, call_states_are_the_sixteen_of_the_header) {
     constexpr auto kStates = std::to_array<std::pair<DWORD, const char*>>({
         {0x1, "IDLE"},
         {0x2, "OFFERING"},
@@ -43,7 +56,7 @@ TEST(Names, CallStatesAreTheSixteenOfTheHeader) {
     EXPECT_EQ(CallStateName(0x10000), "0x10000");
 }
 
-TEST(Names, DisconnectModesAreTheBitsOneByOne) {
+TEST(names, disconnect_modes_are_the_bits_one_by_one) {
     constexpr auto kModes = std::to_array<const char*>({"NORMAL",       "UNKNOWN",       "REJECT",
                                                         "PICKUP",       "FORWARDED",     "BUSY",
                                                         "NOANSWER",     "BADADDRESS",    "UNREACHABLE",
@@ -59,7 +72,7 @@ TEST(Names, DisconnectModesAreTheBitsOneByOne) {
     EXPECT_EQ(DisconnectModeName(0x3), "0x3");
 }
 
-TEST(Names, MessagesAreTheOnesOfTheHeaders) {
+TEST(names, messages_are_the_ones_of_the_headers) {
     EXPECT_EQ(MessageName(1), "LINE_CALLINFO");
     EXPECT_EQ(MessageName(2), "LINE_CALLSTATE");
     EXPECT_EQ(MessageName(8), "LINE_LINEDEVSTATE");
@@ -68,7 +81,7 @@ TEST(Names, MessagesAreTheOnesOfTheHeaders) {
     EXPECT_EQ(MessageName(99), "message 99");
 }
 
-TEST(Names, CallInformationIsTakenApartIntoBits) {
+TEST(names, call_information_is_taken_apart_into_bits) {
     EXPECT_EQ(CallInfoName(0x8000), "CALLERID");
     EXPECT_EQ(CallInfoName(0x10000), "CALLEDID");
     EXPECT_EQ(CallInfoName(0x20000), "CONNECTEDID");
@@ -79,7 +92,7 @@ TEST(Names, CallInformationIsTakenApartIntoBits) {
     EXPECT_EQ(CallInfoName(0x80008000), "CALLERID|0x80000000");
 }
 
-TEST(Names, ResultsAreErrorsByName) {
+TEST(names, results_are_errors_by_name) {
     EXPECT_EQ(ResultName(0), "0");
     EXPECT_EQ(ResultName(static_cast<LONG>(0x80000048)), "LINEERR_OPERATIONFAILED");
     EXPECT_EQ(ResultName(static_cast<LONG>(0x80000049)), "LINEERR_OPERATIONUNAVAIL");
@@ -89,7 +102,7 @@ TEST(Names, ResultsAreErrorsByName) {
     EXPECT_EQ(ResultName(5), "0x5");
 }
 
-TEST(Names, OriginsReasonsAndFeatures) {
+TEST(names, origins_reasons_and_features) {
     EXPECT_EQ(OriginName(0x1), "OUTBOUND");
     EXPECT_EQ(OriginName(0x80), "INBOUND");
     EXPECT_EQ(ReasonName(0x1), "DIRECT");
@@ -100,7 +113,7 @@ TEST(Names, OriginsReasonsAndFeatures) {
     EXPECT_EQ(CallFeatureName(0), "none");
 }
 
-TEST(EventText, ShowsEachKindOfEvent) {
+TEST(event_text, shows_each_kind_of_event) {
     tapi_event event;
     event.line = reinterpret_cast<HTAPILINE>(std::uintptr_t{0x10001});
     event.call = reinterpret_cast<HTAPICALL>(std::uintptr_t{0x1000001});
@@ -133,4 +146,4 @@ TEST(EventText, ShowsEachKindOfEvent) {
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::test

@@ -12,16 +12,21 @@
 #include "tools/demonstration/merged_print.h"
 #include "tools/demonstration/wire_text.h"
 
-namespace brivelnox::demonstration {
+namespace brivelnox::test {
 namespace {
 
 using namespace std::chrono_literals;
+using demonstration::ColumnHeading;
+using demonstration::merged_print;
+using demonstration::print_column;
+using demonstration::WireText;
+using demonstration::WrapText;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 using testing::StartsWith;
 
-TEST(WrapText, BreaksAtBlanksAndBehindBars) {
+TEST(wrap_text, breaks_at_blanks_and_behind_bars) {
     EXPECT_THAT(WrapText("one two three", 7), ElementsAre("one two", "three"));
     EXPECT_THAT(WrapText("one two three", 8), ElementsAre("one two", "three"));
     EXPECT_THAT(WrapText("ALPHA|BETA|GAMMA", 12), ElementsAre("ALPHA|BETA|", "GAMMA"));
@@ -29,12 +34,12 @@ TEST(WrapText, BreaksAtBlanksAndBehindBars) {
     EXPECT_THAT(WrapText("", 3), ElementsAre(""));
 }
 
-TEST(WrapText, CountsCharactersNotBytes) {
+TEST(wrap_text, counts_characters_not_bytes) {
     EXPECT_THAT(WrapText("\xC3\xBC\xC3\xBC\xC3\xBC\xC3\xBC", 3),
                 ElementsAre("\xC3\xBC\xC3\xBC\xC3\xBC", "\xC3\xBC"));
 }
 
-class MergedPrint : public testing::Test {
+class merged_printing : public testing::Test {
   protected:
     std::vector<std::string> Lines() {
         const std::lock_guard lock(mutex_);
@@ -50,7 +55,7 @@ class MergedPrint : public testing::Test {
                         }};
 };
 
-TEST_F(MergedPrint, OrdersByTimeWhateverTheOrderOfArrival) {
+TEST_F(merged_printing, orders_by_time_whatever_the_order_of_arrival) {
     const auto later = merged_print::clock::now() + 2ms;
     print_.Add(print_column::kTapi, later, "second");
     print_.Add(print_column::kWire, later - 1ms, "first");
@@ -60,7 +65,7 @@ TEST_F(MergedPrint, OrdersByTimeWhateverTheOrderOfArrival) {
     EXPECT_THAT(Lines()[1], HasSubstr("second"));
 }
 
-TEST_F(MergedPrint, PutsEachTextIntoItsColumn) {
+TEST_F(merged_printing, puts_each_text_into_its_column) {
     print_.Add(print_column::kApplication, start_ + 1500ms, "asked");
     print_.Add(print_column::kWire, start_ + 1501ms, "sent");
     print_.Add(print_column::kTapi, start_ + 1502ms, "told");
@@ -73,14 +78,14 @@ TEST_F(MergedPrint, PutsEachTextIntoItsColumn) {
     EXPECT_EQ(Lines()[2].find("told"), heading[0].find("TAPI"));
 }
 
-TEST_F(MergedPrint, WrapsWithinTheColumn) {
+TEST_F(merged_printing, wraps_within_the_column) {
     print_.Add(print_column::kTapi, start_, std::string(40, 'a') + " " + std::string(40, 'b'));
     print_.Flush();
     ASSERT_THAT(Lines(), SizeIs(2));
     EXPECT_EQ(Lines()[1].find('b'), Lines()[0].find('a') + 2);
 }
 
-TEST_F(MergedPrint, HoldsLinesBackForAMomentAndThenPrintsThemByItself) {
+TEST_F(merged_printing, holds_lines_back_for_a_moment_and_then_prints_them_by_itself) {
     print_.Add(print_column::kWire, merged_print::clock::now(), "alone");
     const auto deadline = merged_print::clock::now() + 10s;
     while (Lines().empty() && merged_print::clock::now() < deadline) {
@@ -90,7 +95,7 @@ TEST_F(MergedPrint, HoldsLinesBackForAMomentAndThenPrintsThemByItself) {
     EXPECT_GE(merged_print::clock::now() - start_, merged_print::kHold);
 }
 
-TEST(MergedPrintEnd, PrintsWhatIsLeft) {
+TEST(merged_print_end, prints_what_is_left) {
     std::vector<std::string> lines;
     {
         merged_print print(merged_print::clock::now(),
@@ -100,7 +105,7 @@ TEST(MergedPrintEnd, PrintsWhatIsLeft) {
     EXPECT_THAT(lines, ElementsAre("last"));
 }
 
-TEST(WireText, ShowsRequestsInShort) {
+TEST(wire_text, shows_requests_in_short) {
     EXPECT_EQ(WireText("<msg><request id='3'><KeepAlive/></request></msg>"), "KeepAlive id=3");
     EXPECT_EQ(WireText("<msg><request><placeCall permanentLineId='7' phoneNumber='200' "
                        "requestedClientCallId='4d7928c7-0000-4000-8000-000000000000'/></request></msg>"),
@@ -111,7 +116,7 @@ TEST(WireText, ShowsRequestsInShort) {
         "playDtmf line=7 call=c1 digits=\"1 2\"");
 }
 
-TEST(WireText, ShowsEventsInShort) {
+TEST(wire_text, shows_events_in_short) {
     EXPECT_EQ(
         WireText(
             "<msg><event><CallState isCaller='true' callReason='0' clientCallId='c1' callState='Ringback' "
@@ -122,7 +127,7 @@ TEST(WireText, ShowsEventsInShort) {
               "CallRemoved line=7 call=c1");
 }
 
-TEST(WireText, ShowsResponsesWithTheirIdAndLists) {
+TEST(wire_text, shows_responses_with_their_id_and_lists) {
     EXPECT_EQ(
         WireText(
             "<msg><response id='0'><RegistrationList><Registration tapiLineName='A B' permanentLineId='7' "
@@ -131,7 +136,7 @@ TEST(WireText, ShowsResponsesWithTheirIdAndLists) {
         "RegistrationList id=0 Registration(\"A B\" line=7 port=5070 client=true sip=false)");
 }
 
-TEST(WireText, ShowsWhatIsNoMessageAsItIs) {
+TEST(wire_text, shows_what_is_no_message_as_it_is) {
     EXPECT_EQ(WireText("noise\r\n"), "noise\\x0D\\x0A");
     EXPECT_EQ(WireText("<msg></msg>"), "<msg></msg>");
     EXPECT_EQ(WireText("<msg><event><CallState isCaller=1></event></msg>"),
@@ -148,4 +153,4 @@ TEST(WireText, ShowsWhatIsNoMessageAsItIs) {
 }
 
 }  // namespace
-}  // namespace brivelnox::demonstration
+}  // namespace brivelnox::test

@@ -4,12 +4,11 @@
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
-#include <utility>
 
 #include "platform/unique_handle.h"
 #include "tools/console/line_io.h"
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 namespace {
 
@@ -93,4 +92,4 @@ program_result RunProgram(const std::wstring& name, const std::wstring& argument
     return result;
 }
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

@@ -1,12 +1,11 @@
 #pragma once
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <chrono>
 #include <string>
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 /// The folder that the built programs are in, with a closing backslash, and the built provider.
 std::wstring ProgramFolder();
@@ -22,4 +21,4 @@ struct program_result {
 program_result RunProgram(const std::wstring& name, const std::wstring& arguments, const std::string& input,
                           std::chrono::milliseconds timeout);
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -12,24 +13,25 @@
 #include "tools/demonstration/simulator_process.h"
 #include "tools/service_simulator/registry_publication.h"
 
-namespace brivelnox::demonstration {
+namespace brivelnox::test {
 namespace {
 
 using namespace std::chrono_literals;
+using demonstration::simulator_process;
+using demonstration::simulator_reply;
+using demonstration::wire_report;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
-using tests::program_result;
-using tests::RunProgram;
 
 constexpr std::chrono::milliseconds kPatience{90000};
 
 std::wstring WithProvider(const std::wstring& mode) {
-    return mode + L" --provider \"" + tests::ProviderFile() + L"\"";
+    return mode + L" --provider \"" + ProviderFile() + L"\"";
 }
 
-TEST(DemonstrationProgram, PlaysAWorkingDay) {
+TEST(demonstration_program, plays_a_working_day) {
     const program_result day = RunProgram(L"demonstration.exe", WithProvider(L"--day"), "", kPatience);
     EXPECT_TRUE(day.ended);
     EXPECT_EQ(day.exit_code, 0U) << day.output;
@@ -42,7 +44,7 @@ TEST(DemonstrationProgram, PlaysAWorkingDay) {
     EXPECT_FALSE(simulator::registry_publication::Exists());
 }
 
-TEST(DemonstrationProgram, TakesCommands) {
+TEST(demonstration_program, takes_commands) {
     const program_result session = RunProgram(L"demonstration.exe", WithProvider(L"--interactive"),
                                               "list\n"
                                               "open\n"
@@ -83,7 +85,7 @@ TEST(DemonstrationProgram, TakesCommands) {
     EXPECT_THAT(session.output, Not(HasSubstr("breach:")));
 }
 
-TEST(DemonstrationProgram, EndsInGoodOrderWithItsInput) {
+TEST(demonstration_program, ends_in_good_order_with_its_input) {
     const program_result session = RunProgram(L"demonstration.exe", WithProvider(L"--interactive"),
                                               "open 1\nring 1001 5\nwait accepted", kPatience);
     EXPECT_TRUE(session.ended);
@@ -92,7 +94,7 @@ TEST(DemonstrationProgram, EndsInGoodOrderWithItsInput) {
     EXPECT_THAT(session.output, HasSubstr("The provider kept its contract with TAPI."));
 }
 
-TEST(DemonstrationProgram, SaysWhatIsWrong) {
+TEST(demonstration_program, says_what_is_wrong) {
     const program_result usage = RunProgram(L"demonstration.exe", L"--night", "", kPatience);
     EXPECT_EQ(usage.exit_code, 2U);
     EXPECT_THAT(usage.output, HasSubstr("usage: demonstration"));
@@ -106,15 +108,14 @@ TEST(DemonstrationProgram, SaysWhatIsWrong) {
     EXPECT_THAT(foreign.output, HasSubstr("does not export TSPI_lineNegotiateTSPIVersion"));
 }
 
-TEST(ServiceSimulatorProgram, PublishesItselfWhileItRuns) {
+TEST(service_simulator_program, publishes_itself_while_it_runs) {
     std::mutex mutex;
     std::vector<std::string> notes;
     {
-        simulator_process service(tests::ProgramFolder() + L"service_simulator.exe",
-                                  [&](const wire_report& line) {
-                                      const std::lock_guard lock(mutex);
-                                      notes.push_back(line.direction + " " + line.text);
-                                  });
+        simulator_process service(ProgramFolder() + L"service_simulator.exe", [&](const wire_report& line) {
+            const std::lock_guard lock(mutex);
+            notes.push_back(line.direction + " " + line.text);
+        });
         EXPECT_EQ(simulator::registry_publication::Read(simulator::kUpAndRunningValue, 0), 1U);
         EXPECT_EQ(simulator::registry_publication::Read(simulator::kPortValue, 0), service.Port());
         EXPECT_TRUE(service.Command("register 7 \"Se ven\"").success);
@@ -128,7 +129,7 @@ TEST(ServiceSimulatorProgram, PublishesItselfWhileItRuns) {
     EXPECT_FALSE(simulator::registry_publication::Exists());
 }
 
-TEST(ServiceSimulatorProgram, EndsWithItsInput) {
+TEST(service_simulator_program, ends_with_its_input) {
     const program_result run = RunProgram(L"service_simulator.exe", L"", "", kPatience);
     EXPECT_TRUE(run.ended);
     EXPECT_EQ(run.exit_code, 0U);
@@ -136,16 +137,16 @@ TEST(ServiceSimulatorProgram, EndsWithItsInput) {
     EXPECT_FALSE(simulator::registry_publication::Exists());
 }
 
-TEST(ServiceSimulatorProgram, TakesAPortOrSaysWhatIsWrong) {
+TEST(service_simulator_program, takes_a_port_or_says_what_is_wrong) {
     EXPECT_EQ(RunProgram(L"service_simulator.exe", L"--port x", "", kPatience).exit_code, 2U);
     const program_result run = RunProgram(L"service_simulator.exe", L"--port 70000", "", kPatience);
     EXPECT_EQ(run.exit_code, 2U);
     EXPECT_THAT(run.output, HasSubstr("usage: service_simulator"));
 }
 
-TEST(SimulatorProcess, RefusesAProgramThatIsNotThere) {
+TEST(simulator_process, refuses_a_program_that_is_not_there) {
     EXPECT_THROW(simulator_process(L"C:\\missing.exe", [](const wire_report&) {}), std::runtime_error);
 }
 
 }  // namespace
-}  // namespace brivelnox::demonstration
+}  // namespace brivelnox::test

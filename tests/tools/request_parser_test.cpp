@@ -11,25 +11,30 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace brivelnox::simulator {
+namespace brivelnox::test {
 namespace {
 
+using simulator::message_splitter;
+using simulator::ParseRequest;
+using simulator::request;
+using simulator::request_kind;
+using simulator::RequestName;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(RequestParser, ReadsGetClientRegistrations) {
+TEST(request_parser, reads_get_client_registrations) {
     const request parsed = ParseRequest("<msg><request id='10000'><GetClientRegistrations/></request></msg>");
     EXPECT_EQ(parsed.kind, request_kind::kGetClientRegistrations);
     EXPECT_EQ(parsed.id, 10000);
 }
 
-TEST(RequestParser, ReadsKeepAlive) {
+TEST(request_parser, reads_keep_alive) {
     const request parsed = ParseRequest("<msg><request id='7'><KeepAlive/></request></msg>");
     EXPECT_EQ(parsed.kind, request_kind::kKeepAlive);
     EXPECT_EQ(parsed.id, 7);
 }
 
-TEST(RequestParser, ReadsPlaceCall) {
+TEST(request_parser, reads_place_call) {
     const request parsed = ParseRequest(
         "<msg><request><placeCall permanentLineId='-2147483648' phoneNumber='+49 30 1' "
         "requestedClientCallId='a-b'/></request></msg>");
@@ -39,7 +44,7 @@ TEST(RequestParser, ReadsPlaceCall) {
     EXPECT_EQ(parsed.client_call_id, "a-b");
 }
 
-TEST(RequestParser, ReadsTransferCallWithBothCalls) {
+TEST(request_parser, reads_transfer_call_with_both_calls) {
     const request parsed = ParseRequest(
         "<msg><request><transferCall permanentLineId='4' clientCallId='active' "
         "clientCallOnHoldId='held'/></request></msg>");
@@ -49,7 +54,7 @@ TEST(RequestParser, ReadsTransferCallWithBothCalls) {
     EXPECT_EQ(parsed.client_call_on_hold_id, "held");
 }
 
-TEST(RequestParser, ReadsForwardCallAndPlayDtmf) {
+TEST(request_parser, reads_forward_call_and_play_dtmf) {
     const request forwarded = ParseRequest(
         "<msg><request><forwardCall permanentLineId='4' clientCallId='c' "
         "phoneNumber='203'/></request></msg>");
@@ -61,7 +66,7 @@ TEST(RequestParser, ReadsForwardCallAndPlayDtmf) {
     EXPECT_EQ(played.digits, "1*#");
 }
 
-TEST(RequestParser, ReadsTheRequestsThatNameACallOnly) {
+TEST(request_parser, reads_the_requests_that_name_a_call_only) {
     const std::array<std::pair<request_kind, std::string>, 4> requests{{
         {request_kind::kAcceptCall, "acceptCall"},
         {request_kind::kHoldCall, "holdCall"},
@@ -78,14 +83,14 @@ TEST(RequestParser, ReadsTheRequestsThatNameACallOnly) {
     }
 }
 
-TEST(RequestParser, TakesEmptyValues) {
+TEST(request_parser, takes_empty_values) {
     const request parsed = ParseRequest(
         "<msg><request><playDtmf permanentLineId='0' clientCallId='' digits=''/></request></msg>");
     EXPECT_EQ(parsed.kind, request_kind::kPlayDtmf);
     EXPECT_EQ(parsed.digits, "");
 }
 
-TEST(RequestParser, TakesEveryCharacterThatXmlAllowsInAValue) {
+TEST(request_parser, takes_every_character_that_xml_allows_in_a_value) {
     const request parsed = ParseRequest(
         "<msg><request><forwardCall permanentLineId='4' clientCallId=' c ' "
         "phoneNumber='\"\xFC\">/= '/></request></msg>");
@@ -94,7 +99,7 @@ TEST(RequestParser, TakesEveryCharacterThatXmlAllowsInAValue) {
     EXPECT_EQ(parsed.phone_number, "\"\xFC\">/= ");
 }
 
-TEST(RequestParser, FindsEverythingElseMalformed) {
+TEST(request_parser, finds_everything_else_malformed) {
     constexpr auto kMalformed = std::to_array<std::string_view>({
         "",
         "<msg></msg>",
@@ -131,7 +136,7 @@ TEST(RequestParser, FindsEverythingElseMalformed) {
     EXPECT_EQ(RequestName(request_kind::kMalformed), "malformed");
 }
 
-TEST(MessageSplitter, KeepsAnUnfinishedMessageUntilItsEnd) {
+TEST(message_splitter, keeps_an_unfinished_message_until_its_end) {
     message_splitter splitter;
     EXPECT_THAT(splitter.Add("<msg><a"), IsEmpty());
     EXPECT_THAT(splitter.Add("/></ms"), IsEmpty());
@@ -140,20 +145,20 @@ TEST(MessageSplitter, KeepsAnUnfinishedMessageUntilItsEnd) {
     EXPECT_EQ(splitter.Rest(), "");
 }
 
-TEST(MessageSplitter, DividesMergedMessagesAndKeepsTheBeginningOfTheNext) {
+TEST(message_splitter, divides_merged_messages_and_keeps_the_beginning_of_the_next) {
     message_splitter splitter;
     EXPECT_THAT(splitter.Add("<msg>1</msg><msg>2</msg><m"), ElementsAre("<msg>1</msg>", "<msg>2</msg>"));
     EXPECT_THAT(splitter.Add("sg>3</msg>"), ElementsAre("<msg>3</msg>"));
 }
 
-TEST(MessageSplitter, GivesBytesBetweenMessagesAsItemsOfTheirOwn) {
+TEST(message_splitter, gives_bytes_between_messages_as_items_of_their_own) {
     message_splitter splitter;
     EXPECT_THAT(splitter.Add("x<msg>1</msg>\r\n<msg>2</msg>yz"),
                 ElementsAre("x", "<msg>1</msg>", "\r\n", "<msg>2</msg>", "yz"));
     EXPECT_EQ(splitter.Rest(), "");
 }
 
-TEST(MessageSplitter, TakesMessagesByteByByte) {
+TEST(message_splitter, takes_messages_byte_by_byte) {
     message_splitter splitter;
     const std::string_view text = "<msg><request id='1'><KeepAlive/></request></msg>";
     std::vector<std::string> all;
@@ -165,11 +170,11 @@ TEST(MessageSplitter, TakesMessagesByteByByte) {
     EXPECT_THAT(all, ElementsAre(text));
 }
 
-TEST(MessageSplitter, BearsZeroBytes) {
+TEST(message_splitter, bears_zero_bytes) {
     message_splitter splitter;
     const std::string text("<msg>\0</msg>", 12);
     EXPECT_THAT(splitter.Add(text), ElementsAre(text));
 }
 
 }  // namespace
-}  // namespace brivelnox::simulator
+}  // namespace brivelnox::test

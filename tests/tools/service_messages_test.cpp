@@ -4,15 +4,27 @@
 
 #include <gtest/gtest.h>
 
-namespace brivelnox::simulator {
+namespace brivelnox::test {
 namespace {
 
-TEST(ServiceMessages, EscapesWhatWouldEndAnAttribute) {
+using simulator::call_state_event;
+using simulator::CallRemovedEvent;
+using simulator::CallStateEvent;
+using simulator::ChangeName;
+using simulator::forwarder;
+using simulator::KeepAliveResponse;
+using simulator::party;
+using simulator::registration_change;
+using simulator::RegistrationChangedEvent;
+using simulator::RegistrationListResponse;
+using simulator::XmlEscape;
+
+TEST(service_messages, escapes_what_would_end_an_attribute) {
     EXPECT_EQ(XmlEscape("a&b<c>d'e\"f\xFC"), "a&amp;b&lt;c&gt;d&apos;e&quot;f\xFC");
     EXPECT_EQ(XmlEscape(""), "");
 }
 
-TEST(ServiceMessages, WritesARegistrationList) {
+TEST(service_messages, writes_a_registration_list) {
     EXPECT_EQ(RegistrationListResponse(0, {{-5, "O'Hara", 5070, true, false}, {6, "", 0, false, true}}),
               "<msg><response id='0'><RegistrationList>"
               "<Registration tapiLineName='O&apos;Hara' permanentLineId='-5' tcpPort='5070' "
@@ -22,16 +34,16 @@ TEST(ServiceMessages, WritesARegistrationList) {
               "</RegistrationList></response></msg>");
 }
 
-TEST(ServiceMessages, WritesAnEmptyRegistrationList) {
+TEST(service_messages, writes_an_empty_registration_list) {
     EXPECT_EQ(RegistrationListResponse(12, {}),
               "<msg><response id='12'><RegistrationList></RegistrationList></response></msg>");
 }
 
-TEST(ServiceMessages, WritesAKeepAliveAnswer) {
+TEST(service_messages, writes_a_keep_alive_answer) {
     EXPECT_EQ(KeepAliveResponse(3), "<msg><response id='3'><KeepAlive/></response></msg>");
 }
 
-TEST(ServiceMessages, WritesARegistrationChange) {
+TEST(service_messages, writes_a_registration_change) {
     EXPECT_EQ(RegistrationChangedEvent(registration_change::kUnregistered, {1, "A", 1, true, true}),
               "<msg><event><RegistrationChanged reason='unregistered'>"
               "<Registration tapiLineName='A' permanentLineId='1' tcpPort='1' "
@@ -40,7 +52,7 @@ TEST(ServiceMessages, WritesARegistrationChange) {
     EXPECT_EQ(ChangeName(registration_change::kRefreshed), "refreshed");
 }
 
-TEST(ServiceMessages, WritesACallStateWithTheParticipantsThatItHas) {
+TEST(service_messages, writes_a_call_state_with_the_participants_that_it_has) {
     call_state_event event;
     event.permanent_line_id = 9;
     event.client_call_id = "c<1>";
@@ -60,10 +72,10 @@ TEST(ServiceMessages, WritesACallStateWithTheParticipantsThatItHas) {
               "forwardType='CFU'/></CallState></event></msg>");
 }
 
-TEST(ServiceMessages, WritesACallRemoval) {
+TEST(service_messages, writes_a_call_removal) {
     EXPECT_EQ(CallRemovedEvent(2, "c"),
               "<msg><event><CallRemoved clientCallId='c' permanentLineId='2'/></event></msg>");
 }
 
 }  // namespace
-}  // namespace brivelnox::simulator
+}  // namespace brivelnox::test

@@ -1,5 +1,8 @@
 // The simulator as a provider sees it: over the socket and in the registry.
 
+#include <chrono>
+#include <cstddef>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -10,16 +13,31 @@
 
 #include "tests/tools/simulator_fixture_helper.h"
 
-namespace brivelnox::simulator {
+namespace brivelnox::test {
 namespace {
 
 using namespace std::chrono_literals;
+using simulator::announcement;
+using simulator::answer_policy;
+using simulator::KeepAliveResponse;
+using simulator::kPortValue;
+using simulator::kUpAndRunningValue;
+using simulator::message_splitter;
+using simulator::received_message;
+using simulator::registration_change;
+using simulator::RegistrationChangedEvent;
+using simulator::RegistrationListResponse;
+using simulator::registry_publication;
+using simulator::request_kind;
+using simulator::service_simulator;
+using simulator::softphone;
+using simulator::wire_line;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-TEST_F(ServiceSimulator, AcceptsConnectionsAndCountsThem) {
+TEST_F(simulated_service, accepts_connections_and_counts_them) {
     EXPECT_TRUE(service_.Listening());
     EXPECT_EQ(service_.OpenCount(), 0U);
     socket_client first = Connect();
@@ -33,7 +51,7 @@ TEST_F(ServiceSimulator, AcceptsConnectionsAndCountsThem) {
     EXPECT_EQ(service_.AcceptedCount(), 2U);
 }
 
-TEST_F(ServiceSimulator, PublishesItselfInTheRegistry) {
+TEST_F(simulated_service, publishes_itself_in_the_registry) {
     service_.Publish();
     EXPECT_EQ(registry_publication::Read(kUpAndRunningValue, 9), 1U);
     EXPECT_EQ(registry_publication::Read(kPortValue, 9), service_.Port());
@@ -41,7 +59,7 @@ TEST_F(ServiceSimulator, PublishesItselfInTheRegistry) {
     EXPECT_FALSE(registry_publication::Exists());
 }
 
-TEST_F(ServiceSimulator, LeavesNoKeyBehind) {
+TEST_F(simulated_service, leaves_no_key_behind) {
     {
         service_simulator other;
         other.Start();
@@ -51,7 +69,7 @@ TEST_F(ServiceSimulator, LeavesNoKeyBehind) {
     EXPECT_FALSE(registry_publication::Exists());
 }
 
-TEST_F(ServiceSimulator, AnswersTheListRequestWithTheSoftphonesInOrder) {
+TEST_F(simulated_service, answers_the_list_request_with_the_softphones_in_order) {
     (void)service_.AddSoftphone({7, "Seven", 5070, true, true});
     (void)service_.AddSoftphone({3, "Three", 5071, false, true});
     socket_client client = Connect();
@@ -62,13 +80,13 @@ TEST_F(ServiceSimulator, AnswersTheListRequestWithTheSoftphonesInOrder) {
     EXPECT_EQ(service_.Registrations()[1].permanent_line_id, 3);
 }
 
-TEST_F(ServiceSimulator, AnswersAKeepAliveWithItsId) {
+TEST_F(simulated_service, answers_a_keep_alive_with_its_id) {
     socket_client client = Connect();
     ASSERT_TRUE(client.Send(kKeepAlive));
     EXPECT_EQ(client.ReceiveUntil("</msg>", kPatience), KeepAliveResponse(1));
 }
 
-TEST_F(ServiceSimulator, AnswersOnlyTheOneThatAsked) {
+TEST_F(simulated_service, answers_only_the_one_that_asked) {
     socket_client other = Connect();
     socket_client client = Connect();
     ASSERT_TRUE(client.Send(kKeepAlive));
@@ -76,7 +94,7 @@ TEST_F(ServiceSimulator, AnswersOnlyTheOneThatAsked) {
     EXPECT_EQ(other.ReceiveBytes(1, kMoment), "");
 }
 
-TEST_F(ServiceSimulator, RecordsWhatItReceivesInOrder) {
+TEST_F(simulated_service, records_what_it_receives_in_order) {
     socket_client client = Connect();
     ASSERT_TRUE(client.Send(std::string(kListRequest) + "noise" + kKeepAlive));
     ASSERT_TRUE(service_.WaitForRequest(request_kind::kKeepAlive, kPatience));
@@ -93,7 +111,7 @@ TEST_F(ServiceSimulator, RecordsWhatItReceivesInOrder) {
     EXPECT_THAT(service_.Received(request_kind::kMalformed), SizeIs(1));
 }
 
-TEST_F(ServiceSimulator, WaitsForRequestsFromAMarkOn) {
+TEST_F(simulated_service, waits_for_requests_from_a_mark_on) {
     socket_client client = Connect();
     ASSERT_TRUE(client.Send(kKeepAlive));
     ASSERT_TRUE(service_.WaitForRequest(request_kind::kKeepAlive, kPatience));
@@ -105,7 +123,7 @@ TEST_F(ServiceSimulator, WaitsForRequestsFromAMarkOn) {
     EXPECT_EQ(second->index, mark);
 }
 
-TEST_F(ServiceSimulator, KeepsOnlyTheNewestMessagesWhenLimited) {
+TEST_F(simulated_service, keeps_only_the_newest_messages_when_limited) {
     service_.LimitReceived(1);
     socket_client client = Connect();
     ASSERT_TRUE(client.Send(std::string(kKeepAlive) + kPlaceCall));
@@ -114,7 +132,7 @@ TEST_F(ServiceSimulator, KeepsOnlyTheNewestMessagesWhenLimited) {
     EXPECT_EQ(service_.ReceivedCount(), 2U);
 }
 
-TEST_F(ServiceSimulator, PutsASplitRequestTogether) {
+TEST_F(simulated_service, puts_a_split_request_together) {
     socket_client client = Connect();
     const std::string text = kKeepAlive;
     ASSERT_TRUE(client.Send(text.substr(0, 10)));
@@ -123,7 +141,7 @@ TEST_F(ServiceSimulator, PutsASplitRequestTogether) {
     EXPECT_TRUE(service_.WaitForRequest(request_kind::kKeepAlive, kPatience));
 }
 
-TEST_F(ServiceSimulator, HoldsAnswersBackUntilTheyAreDemanded) {
+TEST_F(simulated_service, holds_answers_back_until_they_are_demanded) {
     service_.SetListAnswer(answer_policy::kOnDemand);
     socket_client client = Connect();
     ASSERT_TRUE(client.Send(kListRequest));
@@ -136,7 +154,7 @@ TEST_F(ServiceSimulator, HoldsAnswersBackUntilTheyAreDemanded) {
     EXPECT_EQ(service_.PendingCount(), 0U);
 }
 
-TEST_F(ServiceSimulator, NeverAnswersIfSoTold) {
+TEST_F(simulated_service, never_answers_if_so_told) {
     service_.SetListAnswer(answer_policy::kNever);
     service_.SetKeepAliveAnswer(answer_policy::kNever);
     socket_client client = Connect();
@@ -146,7 +164,7 @@ TEST_F(ServiceSimulator, NeverAnswersIfSoTold) {
     EXPECT_EQ(service_.AnswerPending(), 0U);
 }
 
-TEST_F(ServiceSimulator, AnswersLateIfSoTold) {
+TEST_F(simulated_service, answers_late_if_so_told) {
     service_.SetKeepAliveAnswer(answer_policy::kAtOnce, 200ms);
     socket_client client = Connect();
     const auto start = std::chrono::steady_clock::now();
@@ -155,7 +173,7 @@ TEST_F(ServiceSimulator, AnswersLateIfSoTold) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, 199ms);
 }
 
-TEST_F(ServiceSimulator, AnnouncesChangesOfItsSoftphones) {
+TEST_F(simulated_service, announces_changes_of_its_softphones) {
     socket_client client = Connect();
     (void)service_.AddSoftphone({7, "Seven", 5070, true, true});
     EXPECT_EQ(client.ReceiveUntil("</msg>", kPatience),
@@ -175,7 +193,7 @@ TEST_F(ServiceSimulator, AnnouncesChangesOfItsSoftphones) {
     EXPECT_EQ(service_.FindSoftphone(7), nullptr);
 }
 
-TEST_F(ServiceSimulator, LetsASoftphoneReactBeforeTheRequestIsSeen) {
+TEST_F(simulated_service, lets_a_softphone_react_before_the_request_is_seen) {
     const auto phone = service_.AddSoftphone({7, "Seven", 5070, true, true});
     socket_client client = Connect();
     ASSERT_TRUE(client.Send(kPlaceCall));
@@ -185,14 +203,14 @@ TEST_F(ServiceSimulator, LetsASoftphoneReactBeforeTheRequestIsSeen) {
     EXPECT_THAT(client.ReceiveUntil("Ringback", kPatience), HasSubstr("callState='Outgoing'"));
 }
 
-TEST_F(ServiceSimulator, ForgetsTheCallsOfASoftphoneThatGoes) {
+TEST_F(simulated_service, forgets_the_calls_of_a_softphone_that_goes) {
     const auto phone = service_.AddSoftphone({7, "Seven", 5070, true, true});
     (void)phone->Ring({"1", ""});
     EXPECT_TRUE(service_.RemoveSoftphone(7));
     EXPECT_THAT(phone->Calls(), IsEmpty());
 }
 
-TEST_F(ServiceSimulator, OutlivedBySoftphonesThatThenSendNothing) {
+TEST_F(simulated_service, outlived_by_softphones_that_then_send_nothing) {
     std::shared_ptr<softphone> phone;
     {
         service_simulator other;
@@ -203,7 +221,7 @@ TEST_F(ServiceSimulator, OutlivedBySoftphonesThatThenSendNothing) {
     EXPECT_THAT(phone->Calls(), SizeIs(1));
 }
 
-TEST_F(ServiceSimulator, ShowsTheWireInOrder) {
+TEST_F(simulated_service, shows_the_wire_in_order) {
     std::mutex mutex;
     std::vector<std::string> seen;
     service_.SetWireObserver([&](const wire_line& line) {
@@ -223,7 +241,7 @@ TEST_F(ServiceSimulator, ShowsTheWireInOrder) {
                                   std::string("1 1 ") + kEmptyList, "1 2 closed by the provider"));
 }
 
-TEST_F(ServiceSimulator, BearsManyThreadsAtOnce) {
+TEST_F(simulated_service, bears_many_threads_at_once) {
     socket_client client = Connect();
     std::vector<std::thread> threads;
     constexpr int kThreads = 4;
@@ -252,4 +270,4 @@ TEST_F(ServiceSimulator, BearsManyThreadsAtOnce) {
 }
 
 }  // namespace
-}  // namespace brivelnox::simulator
+}  // namespace brivelnox::test

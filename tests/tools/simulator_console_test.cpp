@@ -2,21 +2,28 @@
 
 #include "tools/service_simulator/simulator_console.h"
 
+#include <chrono>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace brivelnox::simulator {
+namespace brivelnox::test {
 namespace {
 
+using simulator::request;
+using simulator::request_kind;
+using simulator::service_simulator;
+using simulator::simulator_console;
+using simulator::wire_direction;
+using simulator::WireReport;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-class SimulatorConsole : public testing::Test {
+class console_of_the_simulator : public testing::Test {
   protected:
     /// The lines that a command prints.
     std::vector<std::string> Run(const std::string& line) {
@@ -31,7 +38,7 @@ class SimulatorConsole : public testing::Test {
     simulator_console console_{service_, [this](const std::string& line) { printed_.push_back(line); }};
 };
 
-TEST_F(SimulatorConsole, RegistersAndListsSoftphones) {
+TEST_F(console_of_the_simulator, registers_and_lists_softphones) {
     EXPECT_THAT(Run("register 1001 \"Anna M\\xFCller\" 5080"), ElementsAre("OK register 1001"));
     EXPECT_THAT(Run("phones"),
                 ElementsAre("PHONE 1001 \"Anna M\\xFCller\" port 5080 client on sip on", "OK phones"));
@@ -44,7 +51,7 @@ TEST_F(SimulatorConsole, RegistersAndListsSoftphones) {
     EXPECT_THAT(Run("phones"), ElementsAre("OK phones"));
 }
 
-TEST_F(SimulatorConsole, PlaysCalls) {
+TEST_F(console_of_the_simulator, plays_calls) {
     (void)Run("register 7 Seven");
     EXPECT_THAT(Run("ring 7 +49301 \"Dora Lindt\" 8 Eight CFB"), ElementsAre("OK ring 7-1"));
     EXPECT_THAT(Run("phonecalls 7"),
@@ -66,7 +73,7 @@ TEST_F(SimulatorConsole, PlaysCalls) {
     EXPECT_TRUE(phone->FindCall("7-2")->is_caller);
 }
 
-TEST_F(SimulatorConsole, TellsTheDigitsPlayed) {
+TEST_F(console_of_the_simulator, tells_the_digits_played) {
     (void)Run("register 7");
     (void)Run("ring 7 1");
     request digits;
@@ -78,7 +85,7 @@ TEST_F(SimulatorConsole, TellsTheDigitsPlayed) {
     EXPECT_THAT(Run("digits 7"), ElementsAre("OK digits 12#"));
 }
 
-TEST_F(SimulatorConsole, SetsWhatADialledNumberDoes) {
+TEST_F(console_of_the_simulator, sets_what_a_dialled_number_does) {
     (void)Run("register 7");
     EXPECT_THAT(Run("plan 7 200 busy"), ElementsAre("OK plan 200"));
     EXPECT_THAT(Run("plan 7 200 engaged"),
@@ -86,7 +93,7 @@ TEST_F(SimulatorConsole, SetsWhatADialledNumberDoes) {
     EXPECT_THAT(Run("automatic 7 off"), ElementsAre("OK automatic off"));
 }
 
-TEST_F(SimulatorConsole, RefusesWhatItDoesNotUnderstand) {
+TEST_F(console_of_the_simulator, refuses_what_it_does_not_understand) {
     EXPECT_THAT(Run("dance"), ElementsAre("ERR unknown command dance"));
     EXPECT_THAT(Run("ring 7"), ElementsAre(StartsWith("ERR usage: ring <line> <number>")));
     EXPECT_THAT(Run("ring x 1"), ElementsAre("ERR the line must be a number: x"));
@@ -104,7 +111,7 @@ TEST_F(SimulatorConsole, RefusesWhatItDoesNotUnderstand) {
     EXPECT_TRUE(going_on_);
 }
 
-TEST_F(SimulatorConsole, MisbehavesOnCommand) {
+TEST_F(console_of_the_simulator, misbehaves_on_command) {
     service_.Start();
     EXPECT_THAT(Run("answers list off"), ElementsAre("OK answers off"));
     EXPECT_THAT(Run("answers keepalive off"), ElementsAre("OK answers off"));
@@ -116,7 +123,7 @@ TEST_F(SimulatorConsole, MisbehavesOnCommand) {
     EXPECT_THAT(restarted, ElementsAre("OK restart " + std::to_string(service_.Port())));
 }
 
-TEST_F(SimulatorConsole, EndsWithQuitOnly) {
+TEST_F(console_of_the_simulator, ends_with_quit_only) {
     EXPECT_THAT(Run("   "), IsEmpty());
     EXPECT_TRUE(going_on_);
     const std::vector<std::string> help = Run("help");
@@ -127,7 +134,7 @@ TEST_F(SimulatorConsole, EndsWithQuitOnly) {
     EXPECT_FALSE(going_on_);
 }
 
-TEST(WireReport, IsOneLineThatAProgramCanRead) {
+TEST(wire_report, is_one_line_that_a_program_can_read) {
     const std::chrono::steady_clock::time_point time{std::chrono::microseconds(1234567)};
     EXPECT_EQ(WireReport({wire_direction::kReceived, 2, "<msg>\n", time}), "WIRE 1234567 in 2 <msg>\\x0A");
     EXPECT_EQ(WireReport({wire_direction::kSent, 1, "x", time}), "WIRE 1234567 out 1 x");
@@ -135,4 +142,4 @@ TEST(WireReport, IsOneLineThatAProgramCanRead) {
 }
 
 }  // namespace
-}  // namespace brivelnox::simulator
+}  // namespace brivelnox::test

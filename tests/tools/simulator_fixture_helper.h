@@ -3,16 +3,14 @@
 // A listening simulator and clients of it.
 
 #include <chrono>
-#include <cstdint>
+#include <cstddef>
 
 #include <gtest/gtest.h>
 
 #include "tests/tools/socket_client_helper.h"
 #include "tools/service_simulator/service_simulator.h"
 
-namespace brivelnox::simulator {
-
-using tests::socket_client;
+namespace brivelnox::test {
 
 inline constexpr std::chrono::milliseconds kPatience{10000};
 // For what must not happen.
@@ -25,10 +23,10 @@ inline constexpr char kPlaceCall[] =
 inline constexpr char kEmptyList[] =
     "<msg><response id='0'><RegistrationList></RegistrationList></response></msg>";
 
-class ServiceSimulator : public testing::Test {
+class simulated_service : public testing::Test {
   protected:
     void SetUp() override { service_.Start(); }
-    void TearDown() override { registry_publication().Remove(); }
+    void TearDown() override { simulator::registry_publication().Remove(); }
     /// A client that the service has accepted.
     socket_client Connect() {
         const std::size_t before = service_.AcceptedCount();
@@ -37,7 +35,7 @@ class ServiceSimulator : public testing::Test {
         return client;
     }
 
-    service_simulator service_;
+    simulator::service_simulator service_;
 };
 
-}  // namespace brivelnox::simulator
+}  // namespace brivelnox::test

@@ -1,6 +1,8 @@
 // The simulator when it is told to misbehave.
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -10,13 +12,21 @@
 
 #include "tests/tools/simulator_fixture_helper.h"
 
-namespace brivelnox::simulator {
+namespace brivelnox::test {
 namespace {
 
 using namespace std::chrono_literals;
+using simulator::drop_kind;
+using simulator::KeepAliveResponse;
+using simulator::kPortValue;
+using simulator::RegistrationListResponse;
+using simulator::registry_publication;
+using simulator::request_kind;
+using simulator::wire_direction;
+using simulator::wire_line;
 using testing::ElementsAre;
 
-TEST_F(ServiceSimulator, SendsSplitWithPausesBetweenThePieces) {
+TEST_F(simulated_service, sends_split_with_pauses_between_the_pieces) {
     std::mutex mutex;
     std::vector<std::string> pieces;
     socket_client client = Connect();
@@ -34,7 +44,7 @@ TEST_F(ServiceSimulator, SendsSplitWithPausesBetweenThePieces) {
     EXPECT_THAT(pieces, ElementsAre("0", "123", "456", "789"));
 }
 
-TEST_F(ServiceSimulator, SendsLaterAndHoldsBackWhatFollows) {
+TEST_F(simulated_service, sends_later_and_holds_back_what_follows) {
     socket_client client = Connect();
     const auto start = std::chrono::steady_clock::now();
     service_.SendLater("first", 150ms);
@@ -43,7 +53,7 @@ TEST_F(ServiceSimulator, SendsLaterAndHoldsBackWhatFollows) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, 149ms);
 }
 
-TEST_F(ServiceSimulator, SendsEndlessMessagesAndGarbage) {
+TEST_F(simulated_service, sends_endless_messages_and_garbage) {
     socket_client client = Connect();
     service_.SendEndless(5000);
     const std::string endless = client.ReceiveBytes(5005, kPatience);
@@ -59,7 +69,7 @@ TEST_F(ServiceSimulator, SendsEndlessMessagesAndGarbage) {
     EXPECT_EQ(client.ReceiveBytes(3000, kPatience), garbage);
 }
 
-TEST_F(ServiceSimulator, TellsWhenEverythingHasBeenSent) {
+TEST_F(simulated_service, tells_when_everything_has_been_sent) {
     EXPECT_TRUE(service_.WaitUntilSent(1ms));
     socket_client client = Connect();
     service_.SendLater("x", 100ms);
@@ -68,7 +78,7 @@ TEST_F(ServiceSimulator, TellsWhenEverythingHasBeenSent) {
     EXPECT_EQ(client.ReceiveBytes(1, kPatience), "x");
 }
 
-TEST_F(ServiceSimulator, DropsGracefullyBehindWhatIsQueued) {
+TEST_F(simulated_service, drops_gracefully_behind_what_is_queued) {
     socket_client client = Connect();
     service_.Send("<msg>half of a mess");
     service_.DropConnections(drop_kind::kGraceful);
@@ -77,7 +87,7 @@ TEST_F(ServiceSimulator, DropsGracefullyBehindWhatIsQueued) {
     EXPECT_TRUE(service_.WaitForNoConnection(kPatience));
 }
 
-TEST_F(ServiceSimulator, DropsGracefullyAlthoughThereIsUnreadInput) {
+TEST_F(simulated_service, drops_gracefully_although_there_is_unread_input) {
     service_.PauseReading();
     socket_client client = Connect();
     ASSERT_TRUE(client.Send(kKeepAlive));
@@ -87,7 +97,7 @@ TEST_F(ServiceSimulator, DropsGracefullyAlthoughThereIsUnreadInput) {
     EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
 }
 
-TEST_F(ServiceSimulator, ResetsAConnection) {
+TEST_F(simulated_service, resets_a_connection) {
     socket_client client = Connect();
     service_.DropConnections(drop_kind::kReset);
     ASSERT_TRUE(service_.WaitForNoConnection(kPatience));
@@ -96,7 +106,7 @@ TEST_F(ServiceSimulator, ResetsAConnection) {
     EXPECT_FALSE(client.Send("x"));
 }
 
-TEST_F(ServiceSimulator, TakesAFirstSendAfterAGracefulDrop) {
+TEST_F(simulated_service, takes_a_first_send_after_a_graceful_drop) {
     socket_client client = Connect();
     service_.DropConnections(drop_kind::kGraceful);
     ASSERT_TRUE(service_.WaitForNoConnection(kPatience));
@@ -104,7 +114,7 @@ TEST_F(ServiceSimulator, TakesAFirstSendAfterAGracefulDrop) {
     EXPECT_TRUE(client.Send("x"));
 }
 
-TEST_F(ServiceSimulator, DropsAtOnceWithoutSendingWhatIsQueued) {
+TEST_F(simulated_service, drops_at_once_without_sending_what_is_queued) {
     socket_client client = Connect();
     service_.SendLater("never", 60000ms);
     service_.DropConnectionsNow(drop_kind::kGraceful);
@@ -112,7 +122,7 @@ TEST_F(ServiceSimulator, DropsAtOnceWithoutSendingWhatIsQueued) {
     EXPECT_EQ(client.WaitForEnd(kPatience), socket_client::end::kClosed);
 }
 
-TEST_F(ServiceSimulator, ReadsNothingWhileReadingIsPaused) {
+TEST_F(simulated_service, reads_nothing_while_reading_is_paused) {
     socket_client client = Connect();
     service_.PauseReading();
     ASSERT_TRUE(client.Send(kKeepAlive));
@@ -121,7 +131,7 @@ TEST_F(ServiceSimulator, ReadsNothingWhileReadingIsPaused) {
     EXPECT_TRUE(service_.WaitForRequest(request_kind::kKeepAlive, kPatience));
 }
 
-TEST_F(ServiceSimulator, LetsTheSendersBufferRunFull) {
+TEST_F(simulated_service, lets_the_senders_buffer_run_full) {
     service_.Stop();
     service_.SetReceiveBufferSize(4096);
     service_.Start();
@@ -131,14 +141,14 @@ TEST_F(ServiceSimulator, LetsTheSendersBufferRunFull) {
     EXPECT_LT(client.SendUntilFull(kMost, 300ms), kMost);
 }
 
-TEST_F(ServiceSimulator, NoticesThatTheProviderClosedAlsoWhilePaused) {
+TEST_F(simulated_service, notices_that_the_provider_closed_also_while_paused) {
     socket_client client = Connect();
     service_.PauseReading();
     client.Close();
     EXPECT_TRUE(service_.WaitForNoConnection(kPatience));
 }
 
-TEST_F(ServiceSimulator, StopsListeningButKeepsItsConnections) {
+TEST_F(simulated_service, stops_listening_but_keeps_its_connections) {
     socket_client client = Connect();
     const std::uint16_t port = service_.Port();
     service_.StopListening();
@@ -148,7 +158,7 @@ TEST_F(ServiceSimulator, StopsListeningButKeepsItsConnections) {
     EXPECT_EQ(client.ReceiveUntil("</msg>", kPatience), KeepAliveResponse(1));
 }
 
-TEST_F(ServiceSimulator, StopsWithEverything) {
+TEST_F(simulated_service, stops_with_everything) {
     socket_client client = Connect();
     const std::uint16_t port = service_.Port();
     service_.Stop();
@@ -160,7 +170,7 @@ TEST_F(ServiceSimulator, StopsWithEverything) {
     EXPECT_EQ(service_.Port(), port);
 }
 
-TEST_F(ServiceSimulator, ComesBackOnAnotherPort) {
+TEST_F(simulated_service, comes_back_on_another_port) {
     service_.Publish();
     (void)service_.AddSoftphone({7, "Seven", 5070, true, true});
     socket_client client = Connect();
@@ -175,4 +185,4 @@ TEST_F(ServiceSimulator, ComesBackOnAnotherPort) {
 }
 
 }  // namespace
-}  // namespace brivelnox::simulator
+}  // namespace brivelnox::test

@@ -5,7 +5,7 @@
 
 #include "tests/support/loopback_address.h"
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 namespace {
 
@@ -23,7 +23,7 @@ bool WaitFor(SOCKET socket, bool to_write, std::chrono::steady_clock::time_point
 }  // namespace
 
 socket_client::socket_client(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
-    const sockaddr_in address = test::LoopbackAddress(port);
+    const sockaddr_in address = LoopbackAddress(port);
     connected_ = connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
     const BOOL no_delay = TRUE;
     (void)setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay),
@@ -88,4 +88,4 @@ socket_client::end socket_client::WaitForEnd(std::chrono::milliseconds timeout) 
     return end_;
 }
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

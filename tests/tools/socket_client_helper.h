@@ -3,16 +3,16 @@
 // The provider's end of the wire, as plainly as possible.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "platform/unique_handle.h"
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 /// A blocking TCP client of 127.0.0.1. For one thread.
 class socket_client {
@@ -43,4 +43,4 @@ class socket_client {
     end end_ = end::kOpen;
 };
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

@@ -2,20 +2,28 @@
 
 #include "tools/service_simulator/softphone.h"
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace brivelnox::simulator {
+namespace brivelnox::test {
 namespace {
 
+using simulator::dial_outcome;
+using simulator::forwarder;
+using simulator::party;
+using simulator::request;
+using simulator::request_kind;
+using simulator::softphone;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class Softphone : public testing::Test {
+class simulated_softphone : public testing::Test {
   protected:
     /// The call states (and "removed") sent so far, each with its call, "c1 Ringing".
     std::vector<std::string> States() const {
@@ -46,7 +54,7 @@ class Softphone : public testing::Test {
                      [this](const std::string& message) { sent_.push_back(message); }};
 };
 
-TEST_F(Softphone, RingsAsIncomingThenRinging) {
+TEST_F(simulated_softphone, rings_as_incoming_then_ringing) {
     EXPECT_EQ(phone_.Ring({"+49301", "Dora"}), "7-1");
     EXPECT_THAT(States(), ElementsAre("7-1 Incoming", "7-1 Ringing"));
     EXPECT_THAT(sent_[1], HasSubstr("isCaller='false'"));
@@ -55,12 +63,12 @@ TEST_F(Softphone, RingsAsIncomingThenRinging) {
     EXPECT_EQ(phone_.Ring({"1", ""}, std::nullopt, "own"), "own");
 }
 
-TEST_F(Softphone, ShowsWhoForwardedACall) {
+TEST_F(simulated_softphone, shows_who_forwarded_a_call) {
     (void)phone_.Ring({"1", ""}, forwarder{{"2", "Two"}, "CFB"}, "c1");
     EXPECT_THAT(sent_[1], HasSubstr("<Forwarder phoneNumber='2' name='Two' forwardType='CFB'/>"));
 }
 
-TEST_F(Softphone, PlaysAnOutgoingCallByHand) {
+TEST_F(simulated_softphone, plays_an_outgoing_call_by_hand) {
     (void)phone_.Dial({"200", ""}, "c1");
     EXPECT_TRUE(phone_.Ringback("c1"));
     EXPECT_TRUE(phone_.Connect("c1"));
@@ -74,7 +82,7 @@ TEST_F(Softphone, PlaysAnOutgoingCallByHand) {
     EXPECT_THAT(phone_.Calls(), IsEmpty());
 }
 
-TEST_F(Softphone, KeepsAHungUpCallUntilItIsRemoved) {
+TEST_F(simulated_softphone, keeps_a_hung_up_call_until_it_is_removed) {
     (void)phone_.Ring({"1", ""}, std::nullopt, "c1");
     EXPECT_TRUE(phone_.Hangup("c1", 486));
     ASSERT_TRUE(phone_.FindCall("c1"));
@@ -83,7 +91,7 @@ TEST_F(Softphone, KeepsAHungUpCallUntilItIsRemoved) {
     EXPECT_FALSE(phone_.FindCall("c1"));
 }
 
-TEST_F(Softphone, SendsNothingForACallThatItDoesNotHave) {
+TEST_F(simulated_softphone, sends_nothing_for_a_call_that_it_does_not_have) {
     EXPECT_FALSE(phone_.Connect("c1"));
     EXPECT_FALSE(phone_.Hangup("c1", 1));
     EXPECT_FALSE(phone_.Remove("c1"));
@@ -93,7 +101,7 @@ TEST_F(Softphone, SendsNothingForACallThatItDoesNotHave) {
     EXPECT_THAT(sent_, IsEmpty());
 }
 
-TEST_F(Softphone, ChangesPartiesAndSendsTheStateAgain) {
+TEST_F(simulated_softphone, changes_parties_and_sends_the_state_again) {
     (void)phone_.Ring({"1", "One"}, std::nullopt, "c1");
     EXPECT_TRUE(phone_.SetParties("c1", std::nullopt, party{"1", "Uno"}));
     EXPECT_THAT(sent_.back(), HasSubstr("callState='Ringing'"));
@@ -101,7 +109,7 @@ TEST_F(Softphone, ChangesPartiesAndSendsTheStateAgain) {
     EXPECT_THAT(sent_.back(), HasSubstr("<Self phoneNumber='7'"));
 }
 
-TEST_F(Softphone, ListsItsCallsInTheOrderOfTheirBeginning) {
+TEST_F(simulated_softphone, lists_its_calls_in_the_order_of_their_beginning) {
     (void)phone_.Ring({"1", ""}, std::nullopt, "z");
     (void)phone_.Ring({"2", ""}, std::nullopt, "a");
     ASSERT_EQ(phone_.Calls().size(), 2U);
@@ -112,7 +120,7 @@ TEST_F(Softphone, ListsItsCallsInTheOrderOfTheirBeginning) {
     EXPECT_EQ(sent_.size(), 4U);
 }
 
-TEST_F(Softphone, LetsADialledNumberRing) {
+TEST_F(simulated_softphone, lets_a_dialled_number_ring) {
     phone_.AddDialEntry({"200", "Emil", dial_outcome::kRingback});
     phone_.Handle(Request(request_kind::kPlaceCall, "c1", "200"));
     EXPECT_THAT(States(), ElementsAre("c1 Outgoing", "c1 Ringback"));
@@ -120,7 +128,7 @@ TEST_F(Softphone, LetsADialledNumberRing) {
     EXPECT_THAT(sent_[1], HasSubstr("isCaller='true'"));
 }
 
-TEST_F(Softphone, PlaysTheOtherOutcomesOfTheDialPlan) {
+TEST_F(simulated_softphone, plays_the_other_outcomes_of_the_dial_plan) {
     phone_.Handle(Request(request_kind::kPlaceCall, "c1", "486"));
     EXPECT_THAT(States(), ElementsAre("c1 Outgoing", "c1 Hangup", "c1 removed"));
     EXPECT_THAT(sent_[1], HasSubstr("callReason='486'"));
@@ -138,7 +146,7 @@ TEST_F(Softphone, PlaysTheOtherOutcomesOfTheDialPlan) {
     EXPECT_THAT(sent_, IsEmpty());
 }
 
-TEST_F(Softphone, ReactsToCallRequests) {
+TEST_F(simulated_softphone, reacts_to_call_requests) {
     (void)phone_.Ring({"1", ""}, std::nullopt, "c1");
     (void)phone_.Ring({"2", ""}, std::nullopt, "c2");
     sent_.clear();
@@ -159,7 +167,7 @@ TEST_F(Softphone, ReactsToCallRequests) {
     EXPECT_THAT(States(), ElementsAre("c1 Hangup", "c1 removed", "c2 Hangup", "c2 removed"));
 }
 
-TEST_F(Softphone, EndsACallThatIsForwardedOrHungUp) {
+TEST_F(simulated_softphone, ends_a_call_that_is_forwarded_or_hung_up) {
     for (const request_kind kind : {request_kind::kForwardCall, request_kind::kHangupCall}) {
         (void)phone_.Ring({"1", ""}, std::nullopt, "c1");
         sent_.clear();
@@ -168,14 +176,14 @@ TEST_F(Softphone, EndsACallThatIsForwardedOrHungUp) {
     }
 }
 
-TEST_F(Softphone, OnlyListensWhileItIsNotAutomatic) {
+TEST_F(simulated_softphone, only_listens_while_it_is_not_automatic) {
     phone_.SetAutomatic(false);
     phone_.Handle(Request(request_kind::kPlaceCall, "c1", "200"));
     EXPECT_THAT(sent_, IsEmpty());
     EXPECT_THAT(phone_.Calls(), IsEmpty());
 }
 
-TEST_F(Softphone, NamesItselfByItsRegistration) {
+TEST_F(simulated_softphone, names_itself_by_its_registration) {
     phone_.SetRegistration({8, "Eight", 1, true, true});
     (void)phone_.Ring({"1", ""});
     EXPECT_THAT(sent_[0], HasSubstr("permanentLineId='8'"));
@@ -184,4 +192,4 @@ TEST_F(Softphone, NamesItselfByItsRegistration) {
 }
 
 }  // namespace
-}  // namespace brivelnox::simulator
+}  // namespace brivelnox::test

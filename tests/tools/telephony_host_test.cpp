@@ -3,10 +3,12 @@
 #include "tools/telephony_host/telephony_host.h"
 
 #include <chrono>
+#include <cstdint>
 #include <future>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -15,20 +17,26 @@
 
 #include "tests/tools/fake_provider_helper.h"
 
-namespace brivelnox::host {
+namespace brivelnox::test {
 namespace {
 
 using namespace std::chrono_literals;
+using host::line_caps;
+using host::line_create_answer;
+using host::provider_module;
+using host::request_result;
+using host::tapi_event;
+using host::telephony_host;
+using host::VariableText;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using tests::fake_provider;
 
 constexpr std::chrono::milliseconds kPatience{10000};
 
-class TelephonyHost : public testing::Test {
+class host_of_a_fake_provider : public testing::Test {
   protected:
     void Start() { ASSERT_EQ(host_.Start(), 0); }
     /// Starts and opens the first line.
@@ -42,7 +50,7 @@ class TelephonyHost : public testing::Test {
     telephony_host host_{provider_.Module()};
 };
 
-TEST_F(TelephonyHost, StartsAProviderStepByStep) {
+TEST_F(host_of_a_fake_provider, starts_a_provider_step_by_step) {
     Start();
     EXPECT_THAT(provider_.Asked(),
                 ElementsAre("negotiate -1", "enum", "init 1", "negotiate 1", "negotiate 2"));
@@ -56,7 +64,7 @@ TEST_F(TelephonyHost, StartsAProviderStepByStep) {
     EXPECT_EQ(provider_.Asked().back(), "shutdown");
 }
 
-TEST_F(TelephonyHost, ReportsTheStepThatFailsAndShutsDownAgain) {
+TEST_F(host_of_a_fake_provider, reports_the_step_that_fails_and_shuts_down_again) {
     provider_.negotiation_result = static_cast<LONG>(LINEERR_INCOMPATIBLEAPIVERSION);
     EXPECT_EQ(host_.Start(), static_cast<LONG>(LINEERR_INCOMPATIBLEAPIVERSION));
     EXPECT_THAT(provider_.Asked(), ElementsAre("negotiate -1", "shutdown"));
@@ -71,21 +79,21 @@ TEST_F(TelephonyHost, ReportsTheStepThatFailsAndShutsDownAgain) {
     EXPECT_EQ(host_.Start(), 0);
 }
 
-TEST_F(TelephonyHost, IsTheOnlyOneInAProcess) {
+TEST_F(host_of_a_fake_provider, is_the_only_one_in_a_process) {
     Start();
     EXPECT_THROW((void)host_.Start(), std::logic_error);
     telephony_host other(provider_.Module());
     EXPECT_THROW((void)other.Start(), std::logic_error);
 }
 
-TEST_F(TelephonyHost, HandsOutItsDeviceIdBase) {
+TEST_F(host_of_a_fake_provider, hands_out_its_device_id_base) {
     host_.Options().device_id_base = 40;
     Start();
     EXPECT_EQ(provider_.device_base, 40U);
     EXPECT_EQ(host_.Devices()[0].device_id, 40U);
 }
 
-TEST_F(TelephonyHost, AnswersANewLineFromAnotherThread) {
+TEST_F(host_of_a_fake_provider, answers_a_new_line_from_another_thread) {
     Start();
     provider_.SendCreate(3);
     EXPECT_EQ(host_.WaitForCreatedDevice(3, kPatience), 100001U);
@@ -96,7 +104,7 @@ TEST_F(TelephonyHost, AnswersANewLineFromAnotherThread) {
     EXPECT_FALSE(host_.WaitForDevices(4, 1ms));
 }
 
-TEST_F(TelephonyHost, AnswersANewLineInsideTheCallbackIfSoTold) {
+TEST_F(host_of_a_fake_provider, answers_a_new_line_inside_the_callback_if_so_told) {
     host_.Options().create_answer = line_create_answer::kInsideCallback;
     host_.Options().created_device_offset = 10;
     Start();
@@ -104,7 +112,7 @@ TEST_F(TelephonyHost, AnswersANewLineInsideTheCallbackIfSoTold) {
     EXPECT_EQ(host_.WaitForCreatedDevice(3, 0ms), 11U);
 }
 
-TEST_F(TelephonyHost, LeavesANewLineUnansweredIfSoTold) {
+TEST_F(host_of_a_fake_provider, leaves_a_new_line_unanswered_if_so_told) {
     host_.Options().create_answer = line_create_answer::kNever;
     Start();
     provider_.SendCreate(3);
@@ -112,7 +120,7 @@ TEST_F(TelephonyHost, LeavesANewLineUnansweredIfSoTold) {
     EXPECT_FALSE(host_.WaitForCreatedDevice(3, 50ms));
 }
 
-TEST_F(TelephonyHost, OpensAndClosesLines) {
+TEST_F(host_of_a_fake_provider, opens_and_closes_lines) {
     const HTAPILINE first = StartAndOpen();
     const HTAPILINE second = host_.OpenLine(2);
     ASSERT_NE(first, nullptr);
@@ -127,7 +135,7 @@ TEST_F(TelephonyHost, OpensAndClosesLines) {
     EXPECT_EQ(host_.DeviceOf(first), 0xFFFFFFFF);
 }
 
-TEST_F(TelephonyHost, ClosingALineAgainLeavesTheDeviceOpenUnderItsNewHandle) {
+TEST_F(host_of_a_fake_provider, closing_a_line_again_leaves_the_device_open_under_its_new_handle) {
     HTAPILINE const before = StartAndOpen();
     EXPECT_EQ(host_.CloseLine(before), 0);
     HTAPILINE const now = host_.OpenLine(1);
@@ -137,7 +145,7 @@ TEST_F(TelephonyHost, ClosingALineAgainLeavesTheDeviceOpenUnderItsNewHandle) {
     EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
 }
 
-TEST_F(TelephonyHost, TellsThatALineCouldNotBeOpened) {
+TEST_F(host_of_a_fake_provider, tells_that_a_line_could_not_be_opened) {
     Start();
     LONG result = 1;
     EXPECT_EQ(host_.OpenLine(1000, &result), nullptr);
@@ -145,7 +153,7 @@ TEST_F(TelephonyHost, TellsThatALineCouldNotBeOpened) {
     EXPECT_THAT(host_.OpenLines(), IsEmpty());
 }
 
-TEST_F(TelephonyHost, GivesNewCallsAHandle) {
+TEST_F(host_of_a_fake_provider, gives_new_calls_a_handle) {
     const HTAPILINE line = StartAndOpen();
     const std::uint64_t mark = host_.Mark();
     const HTAPICALL call = provider_.SendNewCall(line, 9);
@@ -163,14 +171,14 @@ TEST_F(TelephonyHost, GivesNewCallsAHandle) {
     EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
 }
 
-TEST_F(TelephonyHost, RefusesNewCallsIfSoTold) {
+TEST_F(host_of_a_fake_provider, refuses_new_calls_if_so_told) {
     host_.Options().refuse_new_calls = true;
     const HTAPILINE line = StartAndOpen();
     EXPECT_EQ(provider_.SendNewCall(line, 9), nullptr);
     EXPECT_THAT(host_.Calls(), IsEmpty());
 }
 
-TEST_F(TelephonyHost, WaitsForCallStates) {
+TEST_F(host_of_a_fake_provider, waits_for_call_states) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL call = provider_.SendNewCall(line, 9);
     std::thread sender([&] {
@@ -188,7 +196,7 @@ TEST_F(TelephonyHost, WaitsForCallStates) {
     EXPECT_FALSE(host_.WaitForCallState(nullptr, LINECALLSTATE_CONNECTED, 1ms));
 }
 
-TEST_F(TelephonyHost, MakesCalls) {
+TEST_F(host_of_a_fake_provider, makes_calls) {
     const HTAPILINE line = StartAndOpen();
     const request_result made = host_.MakeCall(line, L"200");
     EXPECT_TRUE(made.Accepted());
@@ -202,7 +210,7 @@ TEST_F(TelephonyHost, MakesCalls) {
     EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
 }
 
-TEST_F(TelephonyHost, ForgetsTheCallOfARefusedRequest) {
+TEST_F(host_of_a_fake_provider, forgets_the_call_of_a_refused_request) {
     const HTAPILINE line = StartAndOpen();
     provider_.request_result = static_cast<LONG>(LINEERR_INVALADDRESS);
     const request_result made = host_.MakeCall(line, nullptr);
@@ -214,7 +222,7 @@ TEST_F(TelephonyHost, ForgetsTheCallOfARefusedRequest) {
     EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
 }
 
-TEST_F(TelephonyHost, PassesEveryRequestOn) {
+TEST_F(host_of_a_fake_provider, passes_every_request_on) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL one = provider_.SendNewCall(line, 91);
     const HTAPICALL two = provider_.SendNewCall(line, 92);
@@ -238,7 +246,7 @@ TEST_F(TelephonyHost, PassesEveryRequestOn) {
     EXPECT_THAT(host_.Calls(), SizeIs(1));
 }
 
-TEST_F(TelephonyHost, SetsUpTransfers) {
+TEST_F(host_of_a_fake_provider, sets_up_transfers) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL call = provider_.SendNewCall(line, 91);
     const request_result consultation = host_.SetupTransfer(call);
@@ -251,7 +259,7 @@ TEST_F(TelephonyHost, SetsUpTransfers) {
     EXPECT_EQ(nothing.call, nullptr);
 }
 
-TEST_F(TelephonyHost, WaitsForCompletions) {
+TEST_F(host_of_a_fake_provider, waits_for_completions) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL call = provider_.SendNewCall(line, 91);
     provider_.complete = false;
@@ -267,7 +275,7 @@ TEST_F(TelephonyHost, WaitsForCompletions) {
     EXPECT_EQ(host_.Checker().OutstandingRequests(), 0U);
 }
 
-TEST_F(TelephonyHost, HasTheCheckerWatch) {
+TEST_F(host_of_a_fake_provider, has_the_checker_watch) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL call = provider_.SendNewCall(line, 91);
     provider_.SendState(line, call, LINECALLSTATE_IDLE);
@@ -280,14 +288,14 @@ TEST_F(TelephonyHost, HasTheCheckerWatch) {
                             HasSubstr("a line that is closed"), HasSubstr("after IDLE")));
 }
 
-TEST_F(TelephonyHost, NoticesMessagesAfterShutdown) {
+TEST_F(host_of_a_fake_provider, notices_messages_after_shutdown) {
     const HTAPILINE line = StartAndOpen();
     EXPECT_EQ(host_.Shutdown(), 0);
     (void)provider_.SendNewCall(line, 9);
     EXPECT_THAT(host_.Checker().Breaches(), ElementsAre(HasSubstr("after shutdown")));
 }
 
-TEST_F(TelephonyHost, NoticesTwoThreadsInItsCallbacks) {
+TEST_F(host_of_a_fake_provider, notices_two_threads_in_its_callbacks) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL call = provider_.SendNewCall(line, 91);
     std::promise<void> inside;
@@ -306,7 +314,7 @@ TEST_F(TelephonyHost, NoticesTwoThreadsInItsCallbacks) {
     EXPECT_THAT(host_.Checker().Breaches(), ElementsAre(HasSubstr("two at once")));
 }
 
-TEST_F(TelephonyHost, RunsTheHookInsideTheCallbackAndAllowsRequestsThere) {
+TEST_F(host_of_a_fake_provider, runs_the_hook_inside_the_callback_and_allows_requests_there) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL call = provider_.SendNewCall(line, 91);
     std::optional<request_result> dropped;
@@ -328,7 +336,7 @@ TEST_F(TelephonyHost, RunsTheHookInsideTheCallbackAndAllowsRequestsThere) {
     EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
 }
 
-TEST_F(TelephonyHost, ClosesEverythingBeforeItShutsDown) {
+TEST_F(host_of_a_fake_provider, closes_everything_before_it_shuts_down) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL call = provider_.SendNewCall(line, 91);
     provider_.SendState(line, call, LINECALLSTATE_CONNECTED);
@@ -338,7 +346,7 @@ TEST_F(TelephonyHost, ClosesEverythingBeforeItShutsDown) {
     EXPECT_THAT(asked, ElementsAre("drop 91", "closecall 91", "close 501", "shutdown"));
 }
 
-TEST_F(TelephonyHost, StartsAgainWithNewHandles) {
+TEST_F(host_of_a_fake_provider, starts_again_with_new_handles) {
     const HTAPILINE line = StartAndOpen();
     const HTAPICALL call = provider_.SendNewCall(line, 91);
     provider_.SendState(line, call, LINECALLSTATE_IDLE);
@@ -351,7 +359,7 @@ TEST_F(TelephonyHost, StartsAgainWithNewHandles) {
     EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
 }
 
-TEST_F(TelephonyHost, ReadsStructuresThatNeedMoreRoom) {
+TEST_F(host_of_a_fake_provider, reads_structures_that_need_more_room) {
     Start();
     const std::optional<line_caps> caps = host_.GetDevCaps(2);
     ASSERT_TRUE(caps);
@@ -362,7 +370,7 @@ TEST_F(TelephonyHost, ReadsStructuresThatNeedMoreRoom) {
     EXPECT_EQ(result, static_cast<LONG>(LINEERR_OPERATIONFAILED));
 }
 
-TEST(VariableText, StaysWithinTheStructure) {
+TEST(variable_text, stays_within_the_structure) {
     const std::wstring bytes = L"abcdef";
     const auto total = static_cast<DWORD>(bytes.size() * sizeof(wchar_t));
     EXPECT_EQ(VariableText(bytes.data(), total, 6, 2), L"bcd");
@@ -374,11 +382,11 @@ TEST(VariableText, StaysWithinTheStructure) {
     EXPECT_EQ(VariableText(closed.data(), 10, 10, 0), L"ab");
 }
 
-TEST(ProviderModule, RefusesAFileThatIsNotThere) {
+TEST(provider_module, refuses_a_file_that_is_not_there) {
     EXPECT_THROW(provider_module(L"C:\\no such provider.tsp"), std::system_error);
 }
 
-TEST(ProviderModule, NamesWhatIsMissing) {
+TEST(provider_module, names_what_is_missing) {
     const provider_module kernel(L"kernel32.dll");
     EXPECT_THAT(kernel.Missing(), HasSubstr("TSPI_lineOpen "));
     EXPECT_NE(kernel.Find("GetTickCount"), nullptr);
@@ -389,4 +397,4 @@ TEST(ProviderModule, NamesWhatIsMissing) {
 }
 
 }  // namespace
-}  // namespace brivelnox::host
+}  // namespace brivelnox::test

@@ -16,22 +16,26 @@
 #include "tools/demonstration/simulator_process.h"
 #include "tools/telephony_host/telephony_host.h"
 
-namespace brivelnox::demonstration {
+namespace brivelnox::test {
 namespace {
 
 using namespace std::chrono_literals;
+using demonstration::application;
+using demonstration::merged_print;
+using demonstration::simulator_process;
+using demonstration::wire_report;
+using demonstration::working_day;
 using testing::Contains;
 using testing::StartsWith;
 
-TEST(WorkingDay, FailsWithAProviderThatDoesNothing) {
-    tests::fake_provider provider;
+TEST(working_day, fails_with_a_provider_that_does_nothing) {
+    fake_provider provider;
     std::vector<std::string> lines;
     bool passed = true;
     {
         merged_print print(merged_print::clock::now(),
                            [&](const std::string& line) { lines.push_back(line); });
-        simulator_process service(tests::ProgramFolder() + L"service_simulator.exe",
-                                  [](const wire_report&) {});
+        simulator_process service(ProgramFolder() + L"service_simulator.exe", [](const wire_report&) {});
         host::telephony_host host(provider.Module());
         application dialler(host, print);
         passed = working_day(dialler, service, print, 50ms).Play();
@@ -45,14 +49,13 @@ TEST(WorkingDay, FailsWithAProviderThatDoesNothing) {
                                     "LINE_CREATE")));
 }
 
-TEST(WorkingDay, FailsWithAProviderThatBreaksItsContract) {
-    tests::fake_provider provider;
+TEST(working_day, fails_with_a_provider_that_breaks_its_contract) {
+    fake_provider provider;
     std::vector<std::string> lines;
     {
         merged_print print(merged_print::clock::now(),
                            [&](const std::string& line) { lines.push_back(line); });
-        simulator_process service(tests::ProgramFolder() + L"service_simulator.exe",
-                                  [](const wire_report&) {});
+        simulator_process service(ProgramFolder() + L"service_simulator.exe", [](const wire_report&) {});
         host::telephony_host host(provider.Module());
         application dialler(host, print);
         EXPECT_EQ(host.Start(), 0);
@@ -65,4 +68,4 @@ TEST(WorkingDay, FailsWithAProviderThatBreaksItsContract) {
 }
 
 }  // namespace
-}  // namespace brivelnox::demonstration
+}  // namespace brivelnox::test

@@ -1,9 +1,10 @@
 #include "tools/console/command_words.h"
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <charconv>
+#include <cstddef>
+#include <system_error>
 
 namespace brivelnox::console {
 

@@ -1,6 +1,7 @@
 #include "tools/console/line_io.h"
 
 #include <array>
+#include <cstddef>
 
 namespace brivelnox::console {
 

@@ -3,7 +3,6 @@
 // Whole lines over pipes, consoles and files, without buffering beyond a line.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <mutex>
 #include <optional>

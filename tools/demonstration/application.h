@@ -4,14 +4,12 @@
 // answer.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <functional>
 #include <optional>
 #include <string>
-
-#include <tapi.h>
-#include <tspi.h>
 
 #include "tools/demonstration/merged_print.h"
 #include "tools/telephony_host/information.h"

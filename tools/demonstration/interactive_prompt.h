@@ -3,14 +3,12 @@
 // A dialler at a prompt: the application's commands, and those of the softphones on the service's side.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <cstddef>
 #include <optional>
 #include <string>
-
-#include <tapi.h>
-#include <tspi.h>
 
 #include "tools/console/command_table.h"
 #include "tools/console/line_io.h"

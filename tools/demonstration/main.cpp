@@ -2,15 +2,12 @@
 // service does, starts the service simulator, and either plays a working day or takes commands.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <shellapi.h>
+#include <shlobj.h>
 
 #include <cstddef>
 #include <exception>
 #include <optional>
-
-#include <shellapi.h>
-#include <shlobj.h>
-
 #include <string>
 #include <string_view>
 #include <vector>

@@ -1,6 +1,7 @@
 #include "tools/demonstration/simulator_process.h"
 
 #include <charconv>
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string_view>

@@ -3,7 +3,6 @@
 // The service simulator as a child process, driven through pipes.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <chrono>
 #include <condition_variable>

@@ -3,16 +3,13 @@
 // A working day with the provider, played from the first line to the shutdown, every step checked.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
-
-#include <tapi.h>
-#include <tspi.h>
-
 #include <vector>
 
 #include "tools/demonstration/application.h"

@@ -4,7 +4,6 @@
 // sent.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <atomic>
 #include <chrono>
@@ -16,7 +15,6 @@
 #include <string>
 #include <string_view>
 #include <thread>
-#include <vector>
 
 #include "platform/unique_handle.h"
 #include "tools/service_simulator/request_parser.h"

@@ -3,8 +3,8 @@
 // first word that says what it is: READY, WIRE, OK, ERR, PHONE, CALL, HELP.
 
 #include <windows.h>
-#include <winsock2.h>
 
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>

@@ -3,11 +3,9 @@
 // How the registry service makes itself known on its machine: two values under one key of HKEY_LOCAL_MACHINE.
 
 #include <windows.h>
-#include <winsock2.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 namespace brivelnox::simulator {
 

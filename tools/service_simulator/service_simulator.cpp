@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <stdexcept>
+#include <iterator>
 #include <system_error>
 #include <utility>
 

@@ -8,8 +8,8 @@
 // thread. Operations named Wait... return at once when their condition holds, otherwise as soon as it does,
 // and false (or nothing) when the given time is over first.
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
 
 #include <chrono>
 #include <condition_variable>

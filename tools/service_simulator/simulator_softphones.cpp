@@ -1,7 +1,10 @@
 // The simulator's softphones: the list of registrations and its changes.
 
-#include <algorithm>
-#include <utility>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
 
 #include "tools/service_simulator/service_simulator.h"
 

@@ -1,8 +1,17 @@
 // The simulator's messages: recording what comes, answering it, sending well and badly.
 
 #include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <random>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "tools/service_simulator/service_simulator.h"
 

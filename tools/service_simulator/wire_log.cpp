@@ -1,7 +1,5 @@
 #include "tools/service_simulator/wire_log.h"
 
-#include <utility>
-
 namespace brivelnox::simulator {
 
 void wire_log::SetObserver(wire_observer observer) {

@@ -21,7 +21,8 @@
 //  - anything after shutdown has returned.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -29,10 +30,6 @@
 #include <mutex>
 #include <set>
 #include <string>
-
-#include <tapi.h>
-#include <tspi.h>
-
 #include <unordered_map>
 #include <vector>
 

@@ -1,5 +1,8 @@
 // The checker's judgement of single messages and completions.
 
+#include <cstdint>
+#include <string>
+
 #include "tools/telephony_host/contract_checker.h"
 #include "tools/telephony_host/event_text.h"
 #include "tools/telephony_host/names.h"

@@ -1,7 +1,7 @@
 #include "tools/telephony_host/event_history.h"
 
 #include <algorithm>
-#include <utility>
+#include <iterator>
 
 namespace brivelnox::host {
 

@@ -1,5 +1,6 @@
 #include "tools/telephony_host/event_text.h"
 
+#include <cstdint>
 #include <cstdio>
 
 #include "tools/telephony_host/names.h"

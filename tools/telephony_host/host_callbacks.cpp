@@ -1,7 +1,11 @@
 // The procedures that the provider calls, and the thread that answers LINE_CREATE.
 
 #include <atomic>
-#include <utility>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <thread>
 
 #include "tools/telephony_host/telephony_host.h"
 

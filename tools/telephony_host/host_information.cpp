@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstring>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "tools/telephony_host/telephony_host.h"

@@ -1,6 +1,8 @@
 // The applications' requests, as the telephony service passes them on.
 
-#include <utility>
+#include <functional>
+#include <mutex>
+#include <optional>
 
 #include "tools/telephony_host/telephony_host.h"
 

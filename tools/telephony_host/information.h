@@ -3,12 +3,10 @@
 // What the provider tells about lines and calls, copied out of TAPI's structures.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
+
+#include <string>
 
 namespace brivelnox::host {
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <span>
+#include <string_view>
 
 namespace brivelnox::host {
 

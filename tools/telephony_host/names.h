@@ -3,13 +3,10 @@
 // The symbolic names of TAPI's numbers, as the tables of the telephony headers give them.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <string>
-#include <string_view>
-
 #include <tapi.h>
 #include <tspi.h>
+
+#include <string>
 
 namespace brivelnox::host {
 

@@ -3,12 +3,10 @@
 // The provider's DLL and its entry points.
 
 #include <windows.h>
-#include <winsock2.h>
-
-#include <string>
-
 #include <tapi.h>
 #include <tspi.h>
+
+#include <string>
 
 #include "platform/unique_handle.h"
 

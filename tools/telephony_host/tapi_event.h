@@ -3,13 +3,11 @@
 // One message or completion that the provider sent to its telephony service.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <chrono>
 #include <cstdint>
-
-#include <tapi.h>
-#include <tspi.h>
 
 namespace brivelnox::host {
 

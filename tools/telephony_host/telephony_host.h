@@ -16,7 +16,8 @@
 // with the handle value 0, which it must bear.
 
 #include <windows.h>
-#include <winsock2.h>
+#include <tapi.h>
+#include <tspi.h>
 
 #include <atomic>
 #include <chrono>
@@ -29,14 +30,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <string>
-
-#include <tapi.h>
-
 #include <thread>
-
-#include <tspi.h>
-
 #include <unordered_map>
 #include <vector>
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstring>
+#include <cwchar>
 #include <string>
 
 #include "shim/misuse.h"

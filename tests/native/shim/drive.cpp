@@ -1,14 +1,16 @@
 #include "shim/drive.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <vector>
-
-#include <sys/stat.h>
 
 #include "shim/misuse.h"
 #include "shim/text_conversion.h"

@@ -1,11 +1,12 @@
 #include <windows.h>
-
-#include <cerrno>
-#include <string>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <utility>
 
 #include "shim/drive.h"
 #include "shim/kernel_object.h"

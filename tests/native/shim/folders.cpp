@@ -1,21 +1,18 @@
 #include <windows.h>
+#include <dirent.h>
+#include <fnmatch.h>
+#include <shlobj.h>
+#include <shlwapi.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <mutex>
-
-#include <shlobj.h>
-#include <shlwapi.h>
-
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <dirent.h>
-#include <fnmatch.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "shim/drive.h"
 #include "shim/kernel_object.h"

@@ -1,6 +1,7 @@
 #include "shim/kernel_object.h"
 
 #include <array>
+#include <cstddef>
 
 namespace brivelnox::native {
 

@@ -1,13 +1,12 @@
 #include "shim/modules.h"
 
 #include <windows.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <string>
-
-#include <unistd.h>
 
 #include "shim/export_list.h"
 #include "shim/misuse.h"

@@ -1,6 +1,8 @@
 // The thread behind network events: it waits for all sockets that events have been asked for on.
 
 #include <algorithm>
+#include <cstddef>
+#include <mutex>
 #include <vector>
 
 #include "shim/socket_object.h"

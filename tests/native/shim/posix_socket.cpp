@@ -1,7 +1,5 @@
 #include "shim/posix_socket.h"
 
-#include <cerrno>
-
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -12,6 +10,8 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 namespace brivelnox::native::posix {
 

@@ -1,8 +1,8 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>

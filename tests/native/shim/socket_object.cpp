@@ -1,6 +1,7 @@
 #include "shim/socket_object.h"
 
 #include <cerrno>
+#include <cstddef>
 
 namespace brivelnox::native {
 

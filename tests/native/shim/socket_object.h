@@ -1,7 +1,7 @@
 #pragma once
 
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
 
 #include <condition_variable>
 #include <mutex>

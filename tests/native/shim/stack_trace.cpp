@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 namespace {

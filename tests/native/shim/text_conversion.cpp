@@ -1,6 +1,7 @@
 #include "shim/text_conversion.h"
 
 #include <array>
+#include <cstddef>
 
 namespace brivelnox::native {
 

@@ -1,11 +1,12 @@
 #include "shim/threads.h"
 
 #include <windows.h>
-
-#include <memory>
-#include <thread>
-
 #include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <utility>
 
 #include "shim/leak_check.h"
 #include "shim/waitable.h"

@@ -1,7 +1,9 @@
 #include <windows.h>
 
 #include <chrono>
+#include <cstdint>
 #include <ctime>
+#include <ratio>
 
 namespace {
 

@@ -1,15 +1,13 @@
 #include "shim/uuid.h"
 
 #include <windows.h>
+#include <rpc.h>
+#include <sys/random.h>
 
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-
-#include <rpc.h>
-
-#include <sys/random.h>
 
 #include "shim/misuse.h"
 

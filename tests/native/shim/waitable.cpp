@@ -1,6 +1,7 @@
 #include "shim/waitable.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <optional>
 
 namespace brivelnox::native {

@@ -1,5 +1,7 @@
+#include <cstdarg>
+#include <cstddef>
 #include <cstdint>
-#include <cwchar>
+#include <string>
 
 #include "shim/misuse.h"
 #include "shim/text_conversion.h"

@@ -1,11 +1,12 @@
-#include <windows.h>
 #include <winsock2.h>
+#include <windows.h>
+#include <ws2tcpip.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <vector>
-
-#include <ws2tcpip.h>
 
 #include "shim/leak_check.h"
 #include "shim/socket_object.h"

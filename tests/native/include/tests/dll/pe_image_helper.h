@@ -4,11 +4,11 @@
 
 #include <filesystem>
 
-namespace brivelnox::tests {
+namespace brivelnox::test {
 
 /// What the stand-in's LoadLibraryW knows the provider by.
 inline std::filesystem::path BuiltProviderPath() {
     return "Brivelnox.tsp";
 }
 
-}  // namespace brivelnox::tests
+}  // namespace brivelnox::test

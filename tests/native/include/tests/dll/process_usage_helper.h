@@ -6,11 +6,11 @@
 
 #include <cstddef>
 
-namespace brivelnox::dll_test {
+namespace brivelnox::test {
 
 /// What the process has allocated, in bytes.
 inline std::size_t PrivateBytes() {
     return __sanitizer_get_current_allocated_bytes();
 }
 
-}  // namespace brivelnox::dll_test
+}  // namespace brivelnox::test
