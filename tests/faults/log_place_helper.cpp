@@ -5,12 +5,14 @@
 #include <filesystem>
 #include <limits>
 #include <stdexcept>
+#include <thread>
 
 #include <gtest/gtest.h>
 
 #include "platform/unique_handle.h"
 #include "tests/support/log_reader.h"
 #include "tests/support/missing_common_folder.h"
+#include "tests/support/signal.h"
 
 namespace brivelnox::test {
 
@@ -148,8 +150,13 @@ std::string log_place::LetTheFileGrowToTheLargestSize() const {
 
 void log_place::RemoveFile() const {
     (void)SetFileAttributesW(file_.c_str(), FILE_ATTRIBUTE_NORMAL);
-    (void)DeleteFileW(file_.c_str());
     (void)RemoveDirectoryW(file_.c_str());
+    // A thread of the provider that is just trying to write a line keeps the file from being deleted.
+    const stopwatch trying;
+    while (!DeleteFileW(file_.c_str()) && GetLastError() == ERROR_SHARING_VIOLATION &&
+           trying.Elapsed() < kSoon) {
+        std::this_thread::yield();
+    }
 }
 
 }  // namespace brivelnox::test

@@ -105,7 +105,7 @@ void call_sequence::CheckRecord(std::uintptr_t handle, const told_call& told) co
             "no change of information stays untold");
 }
 
-void call_sequence::CheckCounts() const {
+void call_sequence::CheckCounts() {
     std::uint32_t active = 0;
     std::uint32_t on_hold = 0;
     for (const std::uint64_t handle : handles_) {

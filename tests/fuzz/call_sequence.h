@@ -49,7 +49,7 @@ class call_sequence {
     void PlayStep(const step_row& step);
     void Settle();
     void CheckRecord(std::uintptr_t handle, const told_call& told) const;
-    void CheckCounts() const;
+    void CheckCounts();
 
     // Steps of the line (call_sequence.cpp).
     void OpenLine();

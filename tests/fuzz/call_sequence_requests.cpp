@@ -27,7 +27,7 @@ using call_request = void (*)(call_manager& calls, std::uint64_t handle, const s
 void GenerateDigits(call_manager& calls, std::uint64_t handle, const std::wstring& text) {
     const auto call = calls.FindCall(handle);
     const bool allowed =
-        call != nullptr && call->Line() != nullptr && call->State() == LINECALLSTATE_CONNECTED;
+        call != nullptr && !call->Line().IsRetired() && call->State() == LINECALLSTATE_CONNECTED;
     Require(
         calls.GenerateDigits(handle, 0, text) == (allowed ? 0 : static_cast<LONG>(LINEERR_OPERATIONFAILED)),
         "digits are played to a connected call only");

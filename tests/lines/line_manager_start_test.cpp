@@ -72,8 +72,9 @@ TEST_F(line_manager_start, registration_behind_the_first_list_is_announced_and_n
     for (int round = 0; round < 20; ++round) {
         service_.SetAnswersLists(false);
         tapi_.Clear();
-        auto starting = StartInBackground();
-        ASSERT_TRUE(service_.WaitForRequests(service_.Requests().size() + 1, kSoon));
+        const std::size_t requests = service_.Requests().size();
+        const auto starting = StartInBackground();
+        ASSERT_TRUE(service_.WaitForRequests(requests + 1, kSoon));
         service_.Send(ListAnswer(0, ThreeRegistrations()) +
                       RegistrationChanged("registered", RegistrationElement(104, "Desk 4")));
         ASSERT_TRUE(starting->FinishesWithin(kSoon));

@@ -144,12 +144,21 @@ TEST_F(contract_check, reports_a_message_that_is_not_the_providers) {
 // --- The end.
 
 TEST_F(contract_check, reports_anything_after_shutdown) {
-    checker_.RequestIssued(1, "Hold");
     checker_.ShutDown();
     Take(CompletionEvent(1));
     State(kCall, LINECALLSTATE_IDLE);
     EXPECT_THAT(checker_.Breaches(), ElementsAre(HasSubstr("after shutdown: request 1"),
                                                  HasSubstr("after shutdown: LINE_CALLSTATE")));
+}
+
+TEST_F(contract_check, takes_the_completion_of_a_request_that_was_under_way_at_shutdown_once) {
+    checker_.RequestIssued(1, "Hold");
+    checker_.ShutDown();
+    Take(CompletionEvent(1));
+    EXPECT_TRUE(checker_.RequestReturned(1, 1));
+    EXPECT_THAT(checker_.Breaches(), testing::IsEmpty());
+    Take(CompletionEvent(1));
+    EXPECT_THAT(checker_.Breaches(), ElementsAre(HasSubstr("after shutdown: request 1")));
 }
 
 TEST_F(contract_check, reports_a_call_that_has_not_ended_at_shutdown) {
