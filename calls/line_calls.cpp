@@ -55,22 +55,17 @@ line_calls::call_ptr line_calls::FindCall(const std::wstring& client_call_id) co
 void line_calls::ChangeCallId(const call_ptr& call, std::wstring new_id) {
     const std::wstring old_id = call->ClientCallId();
     const std::wstring logged_id = new_id;
-    // Made first: entering it cannot fail then, and the call is never without its entry for longer than this
-    // takes.
-    calls_by_client_id entry{{new_id, call}};
     bool is_removed = false;
     {
         const lock_guard guard(lock_);
+        // The one step that takes memory, so it comes first.
+        calls_[new_id] = call;
         is_removed = calls_.erase(old_id) != 0;
     }
     if (is_removed) {
         LogLine(line_, kRemovedCall, kIdOfCall, old_id.c_str());
     }
     call->ChangeClientCallId(std::move(new_id));
-    {
-        const lock_guard guard(lock_);
-        calls_.merge(entry);
-    }
     LogLine(line_, kAddCall, kIdOfCall, logged_id.c_str());
 }
 

@@ -1,9 +1,11 @@
 #include "registry_service/protocol_reader.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include <tinyxml2.h>
@@ -13,6 +15,9 @@
 namespace brivelnox {
 
 namespace {
+
+// What a letter of ASCII has in lower case and not in upper case.
+constexpr char kLowerCaseBit = 0x20;
 
 /// The decimal number at the start of the text. Not the XML library's own reader, which also takes
 /// hexadecimal.
@@ -46,7 +51,9 @@ bool BooleanAttribute(const tinyxml2::XMLElement& element, const char* name) {
     if (const std::optional<std::int32_t> number = ParseDecimal(value)) {
         return *number != 0;
     }
-    return _stricmp(value, "true") == 0;
+    return std::ranges::equal(
+        std::string_view(value), std::string_view("true"),
+        [](char left, char lower_case) { return (left | kLowerCaseBit) == lower_case; });
 }
 
 client_registration ReadRegistration(const tinyxml2::XMLElement& element) {

@@ -247,12 +247,9 @@ void rs_tsp_client::OnRegistrationList(const tinyxml2::XMLElement& payload, std:
     {
         const lock_guard guard(list_lock_);
         registrations_ = registrations;
-    }
-    if (initial) {
-        Log(L"Got initial line list");
-    }
-    {
-        const lock_guard guard(list_lock_);
+        if (initial) {
+            Log(L"Got initial line list");
+        }
         if (list_arrived_ != nullptr) {
             (void)SetEvent(list_arrived_->get());
         }

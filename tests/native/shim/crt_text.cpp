@@ -1,5 +1,4 @@
 #include <windows.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -90,10 +89,6 @@ errno_t wcscpy_s(wchar_t* destination, std::size_t size, const wchar_t* source) 
     }
     std::copy_n(source, length + 1, destination);
     return 0;
-}
-
-int _stricmp(const char* left, const char* right) {
-    return strcasecmp(left, right);
 }
 
 int _wcsicmp(const wchar_t* left, const wchar_t* right) {

@@ -25,4 +25,3 @@ int _vsnwprintf_s(wchar_t* text, std::size_t size, std::size_t count, const wcha
 int _snwprintf_s(wchar_t* text, std::size_t size, std::size_t count, const wchar_t* format, ...);
 errno_t wcscpy_s(wchar_t* destination, std::size_t size, const wchar_t* source);
 int _wcsicmp(const wchar_t* left, const wchar_t* right);
-int _stricmp(const char* left, const char* right);
