@@ -48,8 +48,8 @@ class call_manager {
     /// Takes the call out of the index. Returns false if it is not there any more.
     bool RemoveCall(const tapi_call& call);
 
-    // The call requests of TAPI. An unknown handle, or a call that has no line any more, ends the request
-    // silently, except where said.
+    // The call requests of TAPI. An unknown handle, or a call whose line a shutdown has closed for good, ends
+    // the request silently, except where said.
 
     void AnswerCall(std::uint64_t handle);
     void HoldCall(std::uint64_t handle);
@@ -65,7 +65,8 @@ class call_manager {
     /// Nothing is told to TAPI about the call once this has returned.
     void CloseCall(std::uint64_t handle);
     /// Creates a consultation call on the same line, locally only: nothing is sent, no state is set. Writes
-    /// its driver call handle, or 0 when the handle of the call to be transferred is unknown.
+    /// its driver call handle, or 0 when the handle of the call to be transferred is unknown. Throws
+    /// std::runtime_error while the line is being closed. The caller holds the event lock.
     void PrepareConsultationCall(std::uint64_t handle, HTAPICALL consultation_call,
                                  std::uint64_t& consultation_handle);
 

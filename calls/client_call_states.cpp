@@ -3,14 +3,14 @@
 #include <windows.h>
 #include <tapi.h>
 
-#include "calls/tapi_call.h"
+#include "calls/line_log.h"
 #include "logging/category_log.h"
 
 namespace brivelnox {
 
 namespace {
 
-constexpr category_log Log{L"Line"};
+constexpr category_log Log{kLineCategory};
 
 constexpr struct {
     std::wstring_view text;

@@ -8,6 +8,8 @@
 namespace brivelnox {
 
 // The softphone's call states, by the numbers that the call records keep. The gaps are intended.
+// That of a call for which no event, or none that is known, has come.
+inline constexpr std::int32_t kNoClientState = -1;
 inline constexpr std::int32_t kClientIncoming = 0;
 inline constexpr std::int32_t kClientOutgoing = 1;
 inline constexpr std::int32_t kClientRinging = 2;

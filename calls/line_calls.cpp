@@ -1,7 +1,7 @@
 #include "calls/line_calls.h"
 
-#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "calls/line_log.h"
 #include "calls/tapi_call.h"
@@ -14,7 +14,6 @@ constexpr std::uint32_t kOnHoldStates =
     LINECALLSTATE_ONHOLD | LINECALLSTATE_ONHOLDPENDCONF | LINECALLSTATE_ONHOLDPENDTRANSFER;
 
 constexpr log_format<> kAddCall = L"Add call";
-constexpr log_format<> kRemovedCall = L"Removed call";
 constexpr log_format<const wchar_t*> kIdOfCall = L", client_call_id: %s";
 
 }  // namespace
@@ -35,14 +34,17 @@ void line_calls::AddCall(const call_ptr& call) {
 }
 
 void line_calls::RemoveCall(const tapi_call& call) {
-    const std::wstring client_call_id = call.ClientCallId();
+    RemoveEntry(call.ClientCallId());
+}
+
+void line_calls::RemoveEntry(const std::wstring& client_call_id) {
     bool is_removed = false;
     {
         const lock_guard guard(lock_);
         is_removed = calls_.erase(client_call_id) != 0;
     }
     if (is_removed) {
-        LogLine(line_, kRemovedCall, kIdOfCall, client_call_id.c_str());
+        LogLine(line_, L"Removed call", kIdOfCall, client_call_id.c_str());
     }
 }
 
@@ -55,16 +57,12 @@ line_calls::call_ptr line_calls::FindCall(const std::wstring& client_call_id) co
 void line_calls::ChangeCallId(const call_ptr& call, std::wstring new_id) {
     const std::wstring old_id = call->ClientCallId();
     const std::wstring logged_id = new_id;
-    bool is_removed = false;
     {
         const lock_guard guard(lock_);
         // The one step that takes memory, so it comes first.
         calls_[new_id] = call;
-        is_removed = calls_.erase(old_id) != 0;
     }
-    if (is_removed) {
-        LogLine(line_, kRemovedCall, kIdOfCall, old_id.c_str());
-    }
+    RemoveEntry(old_id);
     call->ChangeClientCallId(std::move(new_id));
     LogLine(line_, kAddCall, kIdOfCall, logged_id.c_str());
 }

@@ -92,6 +92,8 @@ class line_calls {
 
     [[nodiscard]] call_ptr FindCall(const std::wstring& client_call_id) const;
     [[nodiscard]] std::vector<call_ptr> AllCalls() const;
+    /// Takes the entry out of the index, and logs it, if there is one. Takes no memory.
+    void RemoveEntry(const std::wstring& client_call_id);
     /// Gives the call another client call id, in the record and in the index; all of it or nothing.
     void ChangeCallId(const call_ptr& call, std::wstring new_id);
     void ResetCall(tapi_call& call) BRIVELNOX_REQUIRES(events_);

@@ -8,14 +8,12 @@
 #include <string>
 
 #include "calls/call_line.h"
+#include "calls/client_call_states.h"
 #include "calls/forward_types.h"
 #include "platform/locks.h"
 #include "registry_service/client_records.h"
 
 namespace brivelnox {
-
-/// The client state of a call for which no event, or none that is known, has come.
-inline constexpr std::int32_t kNoClientState = -1;
 
 /// The parties and state of a call at one moment, as the call-information requests read them.
 struct call_details {
@@ -65,8 +63,8 @@ class tapi_call {
     /// nothing.
     void Update(const client_call_state& state);
 
-    /// Replaces the softphone's call id and leaves the argument empty. The caller takes the record out of its
-    /// line's index before and puts it back after, since the line finds calls by this id.
+    /// Replaces the softphone's call id and leaves the argument empty. The caller sees to the line's
+    /// index, which finds calls by this id.
     void ChangeClientCallId(std::wstring&& new_id);
 
     /// Stores the mode for a state that is told later, without any change of state.

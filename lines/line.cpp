@@ -31,13 +31,15 @@ line::line(std::uint32_t driver_line_handle, client_registration registration, e
     Log(L"%s created with driver line handle 0x%08X", name_.c_str(), driver_line_handle_);
 }
 
-line::~line() = default;
-
-void line::Open(HTAPILINE tapi_line_handle, LINEEVENT event_procedure) {
-    const lock_guard events(events_);
+void line::RequireNotEnding() const {
     if (IsClosing() || IsRetired()) {
         throw std::runtime_error("the line is being closed, or closed for good");
     }
+}
+
+void line::Open(HTAPILINE tapi_line_handle, LINEEVENT event_procedure) {
+    const lock_guard events(events_);
+    RequireNotEnding();
     tapi_line_handle_.store(tapi_line_handle);
     LogLine(*this, L"LineOpen", L", driverLineHandle: 0x%08X, v%s", driver_line_handle_, kProviderVersion);
     event_procedure_.store(event_procedure);

@@ -36,11 +36,12 @@ class line final : public call_line {
          call_manager& calls, call_requests& requests, std::uint32_t device_id);
     line(const line&) = delete;
     line& operator=(const line&) = delete;
-    ~line();
 
-    /// Opens the line with TAPI's handle and event procedure; an open line takes the new ones. Throws
-    /// std::runtime_error for a line that is being closed, whose end would close it again behind TAPI's back,
-    /// and for one that a shutdown has closed: nothing would end the calls that are made on it. Event lock.
+    /// Throws std::runtime_error for a line that is being closed, whose end would close it again behind
+    /// TAPI's back, and for one that a shutdown has closed: nothing would end the calls that are made on it.
+    void RequireNotEnding() const;
+    /// Opens the line with TAPI's handle and event procedure; an open line takes the new ones. Throws as
+    /// RequireNotEnding. Event lock.
     void Open(HTAPILINE tapi_line_handle, LINEEVENT event_procedure);
     /// Ends every live call towards TAPI, then closes. TAPI's handle stays for the log. Event lock.
     void Close();

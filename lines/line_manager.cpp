@@ -81,7 +81,7 @@ void line_manager::CleanUp() {
         }
         const lock_guard events(event_lock_, std::adopt_lock);
         DeleteLines();
-        // While the lock is held: nothing is on its way to TAPI, and nothing will be.
+        // While the lock is held: no other thread is on its way to TAPI, and none will be.
         event_lock_.Shut();
     } catch (...) {
         Log(L"CleanUp: Failure cleaning up LineManager.");
@@ -120,8 +120,12 @@ void line_manager::CreateInitialLines() {
         // The provider goes on without lines; they come with the next list.
     }
     AnnounceFromNowOn();
-    if (registrations.empty()) {
-        (void)client_.RequestClientRegistrations(false);
+    try {
+        if (registrations.empty()) {
+            (void)client_.RequestClientRegistrations(false);
+        }
+    } catch (...) {
+        // They come with the next connection.
     }
 }
 
@@ -257,6 +261,7 @@ void line_manager::OpenLine(std::uint32_t device_id, HTAPILINE tapi_line_handle,
         return;
     }
     event_lock_.RequireOpen();
+    found->RequireNotEnding();
     Log(L"Open line with deviceId 0x%08X and assign tapiLineHandle: 0x%08X. Event procedure address: 0x%08X. Return driverLineHandle: 0x%08X. %s",
         device_id, Low32(tapi_line_handle), Low32(event_procedure), found->DriverLineHandle(),
         found->Name().c_str());
@@ -276,10 +281,11 @@ void line_manager::SetDeviceIdBase(std::uint32_t device_id_base) {
         const lock_guard events(event_lock_);
         const lock_guard guard(lines_lock_);
         device_id_base_ = device_id_base;
-        next_device_id_ = device_id_base;
+        // First, so that no later line is given a number of these.
+        next_device_id_ = device_id_base + static_cast<std::uint32_t>(lines_.size());
+        std::uint32_t device_id = device_id_base - 1;
         for (const auto& numbered : lines_) {
-            const std::uint32_t device_id = next_device_id_++;
-            if (device_id != kUnknownDeviceId) {
+            if (++device_id != kUnknownDeviceId) {
                 numbered->InitializeDeviceId(device_id);
                 lines_by_device_id_[numbered->DeviceId()] = numbered.get();
             }

@@ -4,7 +4,6 @@
 #include <tspi.h>
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -51,8 +50,8 @@ class line_manager final : private registry_service_event_handler,
 
     /// Ends the work: closes the lines, which resets their calls, shuts the way to TAPI, and stops the
     /// client. Nothing is told to TAPI once this has returned, but for a message that was inside TAPI all the
-    /// time. Waits at most 5000 ms for a callback that keeps a lock, and as long as the client's Stop;
-    /// callbacks of its own apart. Idempotent.
+    /// time, and the completion of the request that it was told by. Waits at most 5000 ms for a callback that
+    /// keeps a lock, and as long as the client's Stop; callbacks of its own apart. Idempotent.
     void Stop();
 
     /// The number of lines now.

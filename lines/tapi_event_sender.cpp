@@ -1,6 +1,7 @@
 #include "lines/tapi_event_sender.h"
 
 #include "calls/call_state_names.h"
+#include "calls/line_log.h"
 #include "logging/category_log.h"
 #include "platform/bit_names.h"
 #include "platform/low32.h"
@@ -9,7 +10,7 @@ namespace brivelnox {
 
 namespace {
 
-constexpr category_log Log{L"Line"};
+constexpr category_log Log{kLineCategory};
 
 struct value_name {
     DWORD value;

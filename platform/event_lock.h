@@ -20,7 +20,7 @@ class event_lock : public recursive_mutex {
 
     /// Shuts the way to TAPI for good. A thread that shuts it while holding the lock knows that nothing is
     /// told after it lets go; without the lock, only the message that is on its way at that moment still
-    /// arrives.
+    /// arrives, and the completion of a request that has begun.
     void Shut() { shut_.store(true); }
     /// Whether it is shut. Meaningful with the lock held.
     [[nodiscard]] bool IsShut() const { return shut_.load(); }

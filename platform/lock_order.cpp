@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 
@@ -96,7 +97,10 @@ thread_local thread_locks own_locks = {};
 }  // namespace
 
 void lock_watch::BeforeWait() const {
-    if (own_locks.Find(this) != own_locks.count) {
+    if (const std::size_t at = own_locks.Find(this); at != own_locks.count) {
+        if (!is_recursive_) {
+            Stop("a thread waits for itself, for the", rank_, &own_locks.locks[at]);
+        }
         return;
     }
     const held_lock* const breached = lock_order::FindBreach(own_locks.Held(), rank_);

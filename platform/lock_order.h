@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -61,12 +60,13 @@ void BeforeCallback();
 class lock_watch {
   public:
 #if defined(NDEBUG)
-    explicit lock_watch(lock_rank) {}
+    explicit lock_watch(lock_rank, bool = true) {}
     void BeforeWait() const {}
     void Taken() const {}
     void Released() const {}
 #else
-    explicit lock_watch(lock_rank rank) : rank_(rank) {}
+    explicit lock_watch(lock_rank rank, bool is_recursive = true)
+        : rank_(rank), is_recursive_(is_recursive) {}
     /// The calling thread is about to wait for the lock without a bound. Ends the program when it must not.
     void BeforeWait() const;
     /// The calling thread has got the lock, however it came by it; once more, if it had it already.
@@ -86,6 +86,7 @@ class lock_watch {
 #if !defined(NDEBUG)
   private:
     lock_rank rank_;
+    bool is_recursive_;
 #endif
 };
 

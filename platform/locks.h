@@ -20,11 +20,12 @@ using lock_clock = std::chrono::steady_clock;
 // lock is part of every call record, and some runtimes give each standard mutex an allocation that they never
 // free.
 
-/// A lock for a few lines of code that call nothing outside their own class (a "leaf"). Not recursive.
+/// A lock for a few lines of code, which its holder must not take again. Most are leaves: nothing outside
+/// their own class is called under them.
 class BRIVELNOX_CAPABILITY("mutex") mutex {
   public:
     /// `rank` is its place in the order of locks.
-    explicit mutex(lock_rank rank = lock_rank::leaf) : watch_(rank) {}
+    explicit mutex(lock_rank rank = lock_rank::leaf) : watch_(rank, false) {}
     mutex(const mutex&) = delete;
     mutex& operator=(const mutex&) = delete;
 

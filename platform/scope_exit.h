@@ -4,8 +4,9 @@
 
 namespace brivelnox {
 
-/// Runs an action when its scope ends, on whatever path, unless it has been dismissed before: for what a
-/// later step that fails must not leave behind. What the action throws is dropped.
+/// Runs an action when its scope ends, on whatever path, unless it has been dismissed before: for what has to
+/// be done in any case, and for what a later step that fails must not leave behind. What the action throws is
+/// dropped.
 template <class Action>
 class scope_exit {
   public:

@@ -222,7 +222,11 @@ LONG telephony_manager::LineDrop(DRV_REQUESTID request_id, HDRVCALL call) noexce
 
 LONG telephony_manager::LineCloseCall(HDRVCALL call) noexcept {
     return Guarded(L"LineCloseCall: Caught Exception!", [&] {
-        Lines()->Calls().CloseCall(CallKey(call));
+        // As everything that changes a call: one that is being announced on another thread has its record
+        // then.
+        const auto lines = Lines();
+        const lock_guard events(lines->EventLock());
+        lines->Calls().CloseCall(CallKey(call));
         return 0L;
     });
 }

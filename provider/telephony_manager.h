@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 
 #include "calls/call_manager.h"
 #include "lines/line_manager.h"

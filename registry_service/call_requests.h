@@ -8,7 +8,7 @@ namespace brivelnox {
 /// The call-control requests that a line can send to its softphone. All texts are in the ANSI code page and
 /// are inserted into the message as they are. A request is sent at once or lost: nothing is queued while the
 /// service is away, and no answer is awaited; outcomes arrive later as call events. May be called on any
-/// thread and with a line's lock held: no operation waits for the link's reader while a handler
+/// thread and with the event lock held: no operation waits for the link's reader while a handler
 /// runs, but on the reader thread itself a send that fails takes the whole 5000 ms of that wait.
 class call_requests {
   public:

@@ -56,8 +56,8 @@ class tcp_link {
     /// reader.
     bool SendText(const char* text);
 
-    /// Takes in a received chunk and delivers every message that is complete with it. Called by the reader
-    /// thread. Takes the link's lock.
+    /// Takes in a received chunk and delivers every message that is complete with it. What
+    /// the reader thread does with each. Takes the link's lock.
     void Feed(const char* data, std::size_t length);
 
     /// Whether there is a connection, as far as is known: only a failed send, a receive error and the peer's

@@ -96,6 +96,14 @@ TEST_F(checked_locks_death_test, wrong_order_ends_the_program_with_both_stacks) 
                                 testing::HasSubstr("and here is the thread now")));
 }
 
+TEST_F(checked_locks_death_test, plain_lock_taken_again_ends_the_program) {
+    const auto take = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+        const lock_guard first(leaf_);
+        const lock_guard second(leaf_);
+    };
+    EXPECT_DEATH(take(), "a thread waits for itself, for the leaf lock");
+}
+
 TEST_F(checked_locks_death_test, callback_with_a_lines_lock_ends_the_program) {
     const auto call = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
         const lock_guard event(event_);

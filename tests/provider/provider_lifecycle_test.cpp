@@ -168,7 +168,8 @@ TEST_F(provider_lifecycle_steps, nothing_is_initialised_with_a_manager_that_is_b
               0);
     (void)MakeCall(*lifecycle.Manager());
     LONG initialised = -1;
-    tapi_.SetReaction([&](const tapi_event&) { initialised = Init(lifecycle, 7); });
+    tapi_.SetReaction(
+        [&](const tapi_event&) { std::thread([&] { initialised = Init(lifecycle, 7); }).join(); });
     EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
     tapi_.SetReaction({});
     EXPECT_EQ(initialised, kOperationFailed);
