@@ -6,6 +6,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "platform/scope_exit.h"
+
 namespace brivelnox {
 
 std::wstring NewClientCallId() {
@@ -19,10 +21,7 @@ std::wstring NewClientCallId() {
     if (UuidToStringW(&uuid, &text) != RPC_S_OK) {
         throw std::bad_alloc();
     }
-    struct rpc_string_owner {
-        RPC_WSTR* text;
-        ~rpc_string_owner() { (void)RpcStringFreeW(text); }
-    } const owner{&text};
+    const scope_exit free_text([&] { (void)RpcStringFreeW(&text); });
     return reinterpret_cast<const wchar_t*>(text);
 }
 

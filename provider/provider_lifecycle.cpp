@@ -25,18 +25,13 @@ provider_lifecycle& provider_lifecycle::Process() noexcept {
 
 provider_lifecycle::provider_lifecycle(line_manager_factory factory)
     : factory_(factory != nullptr ? std::move(factory) : [this](auto calls, std::uint32_t device_id_base) {
-          return MakeLineManager(std::move(calls), device_id_base);
+          return line_manager::Create(std::move(calls), line_create_procedure_.load(),
+                                      provider_handle_.load(), device_id_base);
       }) {}
 
 std::shared_ptr<telephony_manager> provider_lifecycle::Manager() const noexcept {
     const lock_guard guard(manager_lock_);
     return manager_;
-}
-
-std::shared_ptr<line_manager> provider_lifecycle::MakeLineManager(std::shared_ptr<call_manager> calls,
-                                                                  std::uint32_t device_id_base) const {
-    return line_manager::Create(std::move(calls), line_create_procedure_.load(), provider_handle_.load(),
-                                device_id_base);
 }
 
 provider_lifecycle::creation provider_lifecycle::EnsureManager(std::uint32_t device_id_base) {

@@ -62,8 +62,6 @@ class provider_lifecycle {
     [[nodiscard]] creation EnsureManager(std::uint32_t device_id_base);
     void RequireInstalled(const manager_ptr& manager) const;
     void GiveUp(const manager_ptr& manager) noexcept;
-    [[nodiscard]] std::shared_ptr<line_manager> MakeLineManager(std::shared_ptr<call_manager> calls,
-                                                                std::uint32_t device_id_base) const;
 
     // Keeps two threads from making a manager each; held while one is made, which may take the whole wait for
     // the first list.

@@ -87,9 +87,13 @@ void CALLBACK call_ledger::OnEvent(HTAPILINE line, HTAPICALL call, DWORD message
         default:
             Broken("a line tells of calls only", std::to_string(message));
     }
+    if (message == LINE_NEWCALL) {
+        ledger.announced_ = ledger.answers_ ? ledger.last_handle_ : 0;
+    }
     if (ledger.react_) {
-        ledger.announced_ = message == LINE_NEWCALL && ledger.answers_ ? ledger.last_handle_ : 0;
         ledger.react_(call_handle, message, message == LINE_CALLSTATE ? static_cast<DWORD>(param1) : 0);
+    }
+    if (message == LINE_NEWCALL) {
         ledger.announced_ = 0;
     }
 }
