@@ -72,6 +72,14 @@ class manager_fixture : public testing::Test {
         service_.SetLists({RegistrationElement(7, "Desk 7")});
         log_.Skip();
     }
+    ~manager_fixture() override {
+        // Before the reaction's own variables go: a message may be on its way.
+        tapi_.SetReaction({});
+        // The reader holds the lines while it handles a message; stopping waits for it.
+        if (lines_ != nullptr) {
+            lines_->Stop();
+        }
+    }
 
     /// Makes real lines and keeps them in lines_.
     line_manager_factory KeepLines() {
