@@ -153,7 +153,6 @@ void line_calls::StartCall(const client_state_rule& rule, const client_call_stat
         // TAPI has closed the line from inside LINE_NEWCALL, and has forgotten the call with it.
         call->SetState(LINECALLSTATE_IDLE, 0, false);
         call->SetFinalStateSignalled();
-        return;
     }
     GoThrough(*call, states);
 }
