@@ -14,6 +14,7 @@ constexpr std::uint32_t kOnHoldStates =
     LINECALLSTATE_ONHOLD | LINECALLSTATE_ONHOLDPENDCONF | LINECALLSTATE_ONHOLDPENDTRANSFER;
 
 constexpr log_format<> kAddCall = L"Add call";
+constexpr log_format<> kRemovedCall = L"Removed call";
 constexpr log_format<const wchar_t*> kIdOfCall = L", client_call_id: %s";
 
 }  // namespace
@@ -44,7 +45,7 @@ void line_calls::RemoveEntry(const std::wstring& client_call_id) {
         is_removed = calls_.erase(client_call_id) != 0;
     }
     if (is_removed) {
-        LogLine(line_, L"Removed call", kIdOfCall, client_call_id.c_str());
+        LogLine(line_, kRemovedCall, kIdOfCall, client_call_id.c_str());
     }
 }
 
@@ -57,12 +58,17 @@ line_calls::call_ptr line_calls::FindCall(const std::wstring& client_call_id) co
 void line_calls::ChangeCallId(const call_ptr& call, std::wstring new_id) {
     const std::wstring old_id = call->ClientCallId();
     const std::wstring logged_id = new_id;
+    bool is_removed = false;
     {
+        // In one step: whoever counts the calls meanwhile must not meet this one twice. What takes memory
+        // comes first.
         const lock_guard guard(lock_);
-        // The one step that takes memory, so it comes first.
         calls_[new_id] = call;
+        is_removed = calls_.erase(old_id) != 0;
     }
-    RemoveEntry(old_id);
+    if (is_removed) {
+        LogLine(line_, kRemovedCall, kIdOfCall, old_id.c_str());
+    }
     call->ChangeClientCallId(std::move(new_id));
     LogLine(line_, kAddCall, kIdOfCall, logged_id.c_str());
 }
