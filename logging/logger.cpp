@@ -4,12 +4,13 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <iterator>
-#include <mutex>
 #include <string>
+#include <utility>
 
 #include "logging/log_backups.h"
 #include "platform/ansi_text.h"
@@ -24,9 +25,9 @@ constexpr wchar_t kLogsFolder[] = L"logs";
 constexpr wchar_t kBackupFolder[] = L"\\bak";
 constexpr wchar_t kLogFileSuffix[] = L".log";
 constexpr std::size_t kMessageCharacters = 512;
-constexpr std::size_t kTimestampCharacters = 20;
 constexpr std::size_t kBackupNameCharacters = 32;
-constexpr std::size_t kCategoryWidth = 20;
+// Behind the time and its blank, and the category in a field of 20 characters.
+constexpr std::size_t kTextColumn = 15 + 20;
 
 bool IsSameDay(const SYSTEMTIME& left, const SYSTEMTIME& right) {
     return left.wDay == right.wDay && left.wMonth == right.wMonth && left.wYear == right.wYear;
@@ -41,11 +42,19 @@ bool FindRootFolder(bool use_common_application_data, wchar_t (&folder)[MAX_PATH
     return length != 0 && length < MAX_PATH;
 }
 
-std::wstring FormatTimestamp(const SYSTEMTIME& time) {
-    wchar_t text[kTimestampCharacters] = {};
-    (void)_snwprintf_s(text, std::size(text), _TRUNCATE, L"%02d-%02d %02d:%02d:%02d", time.wMonth, time.wDay,
-                       time.wHour, time.wMinute, time.wSecond);
-    return text;
+/// "11-16 09:05:03 "
+void AppendTimestamp(std::wstring& line, const SYSTEMTIME& time) {
+    constexpr int kTen = 10;
+    const std::pair<int, wchar_t> fields[] = {{time.wMonth, L'-'},
+                                              {time.wDay, L' '},
+                                              {time.wHour, L':'},
+                                              {time.wMinute, L':'},
+                                              {time.wSecond, L' '}};
+    for (const auto& [number, separator] : fields) {
+        line += static_cast<wchar_t>(L'0' + number / kTen);
+        line += static_cast<wchar_t>(L'0' + number % kTen);
+        line += separator;
+    }
 }
 
 /// Opens the log's file; nothing where what has its place is no file on a disk. A pipe there would keep the
@@ -58,18 +67,6 @@ unique_file OpenOnDisk(const std::wstring& path, DWORD access, DWORD share, DWOR
         file.reset();
     }
     return file;
-}
-
-/// The log is a text file: a line feed is stored as CR LF.
-std::string ToTextFileBytes(const std::wstring& line) {
-    std::string bytes;
-    for (const char character : ToAnsi(line)) {
-        if (character == '\n') {
-            bytes += '\r';
-        }
-        bytes += character;
-    }
-    return bytes;
 }
 
 }  // namespace
@@ -85,23 +82,8 @@ SYSTEMTIME logger::SystemLocalTime() {
     return now;
 }
 
-void logger::Start(bool use_common_application_data, const std::wstring& log_name) {
-    if (started_.load()) {
-        return;
-    }
+void logger::Start(bool use_common_application_data, const wchar_t* log_name) {
     const lock_guard guard(lock_);
-    StartLocked(use_common_application_data, log_name);
-}
-
-void logger::StartWithoutWaiting(bool use_common_application_data, const std::wstring& log_name) {
-    if (started_.load() || !lock_.try_lock()) {
-        return;
-    }
-    const lock_guard guard(lock_, std::adopt_lock);
-    StartLocked(use_common_application_data, log_name);
-}
-
-void logger::StartLocked(bool use_common_application_data, const std::wstring& log_name) {
     if (started_.load()) {
         return;
     }
@@ -109,7 +91,7 @@ void logger::StartLocked(bool use_common_application_data, const std::wstring& l
     if (!FindRootFolder(use_common_application_data, folder)) {
         return;
     }
-    for (const wchar_t* name : {kMakerFolder, log_name.c_str(), kLogsFolder}) {
+    for (const wchar_t* name : {kMakerFolder, log_name, kLogsFolder}) {
         // No result is checked: a folder that exists already is the usual case, and where none can be made
         // the lines are lost, not the calls of TAPI.
         (void)PathAppendW(folder, name);
@@ -124,44 +106,49 @@ void logger::Log(const wchar_t* category, const wchar_t* format, ...) noexcept {
     if (format == nullptr || category == nullptr) {
         return;
     }
-    wchar_t text[kMessageCharacters] = {};
+    wchar_t text[kMessageCharacters];
+    text[0] = L'\0';
     va_list arguments;
     va_start(arguments, format);
     // The family of functions with a wide %s on every compiler; longer output is cut at 511 characters.
     (void)_vsnwprintf_s(text, std::size(text), _TRUNCATE, format, arguments);
     va_end(arguments);
-    try {
-        Write(category, text);
-    } catch (...) {
-        // Out of memory for the line's strings: the line is lost.
-    }
+    Write(category, text);
 }
 
-void logger::Write(const std::wstring& category, const std::wstring& text) noexcept {
+void logger::Write(std::wstring_view category, std::wstring_view text) noexcept {
     if (!started_.load()) {
         return;
     }
     try {
         const SYSTEMTIME now = clock_();
         const lock_guard guard(lock_);
-        WriteLocked(now, category, text);
+        if (IsDayCheckDue(now) && MustRoll(now)) {
+            Roll(now);
+        }
+        first_write_pending_ = false;
+        date_of_last_line_ = now;
+        AssembleLine(now, category, text);
+        AppendToFile();
     } catch (...) {
         // No failure of the log may reach the work that is being logged.
     }
 }
 
-void logger::WriteLocked(const SYSTEMTIME& now, const std::wstring& category, const std::wstring& text) {
-    if (IsDayCheckDue(now) && MustRoll(now)) {
-        Roll(now);
+void logger::AssembleLine(const SYSTEMTIME& now, std::wstring_view category, std::wstring_view text) {
+    line_.clear();
+    AppendTimestamp(line_, now);
+    line_ += category;
+    line_.resize(std::max(line_.size(), kTextColumn), L' ');
+    line_ += L' ';
+    line_ += text;
+    line_ += L'\n';
+    bytes_.clear();
+    AppendAnsi(bytes_, line_);
+    // The log is a text file: a line feed is stored as CR LF.
+    for (auto at = bytes_.find('\n'); at != std::string::npos; at = bytes_.find('\n', at + 2)) {
+        bytes_.insert(at, 1, '\r');
     }
-    first_write_pending_ = false;
-    date_of_last_line_ = now;
-
-    std::wstring line = FormatTimestamp(now) + L" " + category;
-    if (category.size() < kCategoryWidth) {
-        line.append(kCategoryWidth - category.size(), L' ');
-    }
-    AppendLine(line + L" " + text + L"\n");
 }
 
 bool logger::IsDayCheckDue(const SYSTEMTIME& now) const {
@@ -200,15 +187,13 @@ void logger::Roll(const SYSTEMTIME& now) const {
     DeleteOldBackups(backup_folder_path_);
 }
 
-void logger::AppendLine(const std::wstring& line) const {
+void logger::AppendToFile() const {
     const unique_file file =
         OpenOnDisk(log_file_path_, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS);
-    if (!file) {
-        return;
+    if (file) {
+        DWORD written = 0;
+        (void)WriteFile(file.get(), bytes_.data(), static_cast<DWORD>(bytes_.size()), &written, nullptr);
     }
-    const std::string bytes = ToTextFileBytes(line);
-    DWORD written = 0;
-    (void)WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }
 
 }  // namespace brivelnox

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <string>
+#include <string_view>
 
 #include "platform/locks.h"
 
@@ -36,18 +37,14 @@ class logger {
     /// `use_common_application_data` the log lives under the machine-wide application-data folder, otherwise
     /// under the user's temporary folder. If that folder cannot be found the logger stays unstarted, every
     /// line is dropped, and a later start tries again. Takes the logger's lock.
-    void Start(bool use_common_application_data, const std::wstring& log_name);
-
-    /// As Start, but gives up at once when another thread holds the lock: for the DLL entry, which runs under
-    /// the loader lock that the thread writing a line may be waiting for.
-    void StartWithoutWaiting(bool use_common_application_data, const std::wstring& log_name);
+    void Start(bool use_common_application_data, const wchar_t* log_name);
 
     /// Formats into 512 wide characters (longer output is cut) and writes the line. A null format writes
     /// nothing.
     void Log(const wchar_t* category, const wchar_t* format, ...) noexcept;
 
     /// Writes one line: time, category in a field of 20 characters, text. Does nothing before the start.
-    void Write(const std::wstring& category, const std::wstring& text) noexcept;
+    void Write(std::wstring_view category, std::wstring_view text) noexcept;
 
     /// Whether the folders exist and the paths are known.
     [[nodiscard]] bool IsStarted() const { return started_.load(); }
@@ -55,14 +52,13 @@ class logger {
   private:
     static SYSTEMTIME SystemLocalTime();
 
-    void StartLocked(bool use_common_application_data, const std::wstring& log_name)
-        BRIVELNOX_REQUIRES(lock_);
-    void WriteLocked(const SYSTEMTIME& now, const std::wstring& category, const std::wstring& text)
-        BRIVELNOX_REQUIRES(lock_);
     [[nodiscard]] bool IsDayCheckDue(const SYSTEMTIME& now) const BRIVELNOX_REQUIRES(lock_);
     [[nodiscard]] bool MustRoll(const SYSTEMTIME& now) const BRIVELNOX_REQUIRES(lock_);
     void Roll(const SYSTEMTIME& now) const BRIVELNOX_REQUIRES(lock_);
-    void AppendLine(const std::wstring& line) const BRIVELNOX_REQUIRES(lock_);
+    /// Makes the line's bytes; both buffers keep their memory for the next one.
+    void AssembleLine(const SYSTEMTIME& now, std::wstring_view category, std::wstring_view text)
+        BRIVELNOX_REQUIRES(lock_);
+    void AppendToFile() const BRIVELNOX_REQUIRES(lock_);
 
     const local_clock clock_;
     std::atomic<bool> started_{false};
@@ -71,6 +67,8 @@ class logger {
     std::wstring backup_folder_path_ BRIVELNOX_GUARDED_BY(lock_);
     bool first_write_pending_ BRIVELNOX_GUARDED_BY(lock_) = true;
     SYSTEMTIME date_of_last_line_ BRIVELNOX_GUARDED_BY(lock_) = {};
+    std::wstring line_ BRIVELNOX_GUARDED_BY(lock_);
+    std::string bytes_ BRIVELNOX_GUARDED_BY(lock_);
 };
 
 }  // namespace brivelnox

@@ -8,7 +8,11 @@
 
 namespace brivelnox {
 
-/// The text in the ANSI code page. Characters that the code page does not have become its default character.
+/// Appends the text in the ANSI code page to `bytes`. Characters that the code page does not have become its
+/// default character.
+void AppendAnsi(std::string& bytes, std::wstring_view text);
+
+/// The text in the ANSI code page, converted in the same way.
 std::string ToAnsi(std::wstring_view text);
 
 /// The wide form of a text in the ANSI code page. Bytes that are no character become the default character.

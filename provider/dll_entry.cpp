@@ -21,19 +21,13 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
             }
             brivelnox::module_handle.store(module);
             break;
-        case DLL_THREAD_ATTACH:
-            // Only where the first start has failed. This runs under the loader lock, so it waits for nobody.
-            try {
-                brivelnox::logger::Process().StartWithoutWaiting(true, kLogName);
-            } catch (...) {
-                // The next thread tries again.
-            }
-            break;
         case DLL_PROCESS_DETACH:
             // Nothing else is torn down here: that is the shutdown entry point's.
             brivelnox::module_handle.store(nullptr);
             break;
         default:
+            // Threads that come and go cost nothing under the loader lock: not even the start of the log is
+            // tried again there.
             break;
     }
     return TRUE;

@@ -1,5 +1,5 @@
-// Threads of the telephony service come and go while the provider writes its log: its entry for new threads
-// runs with the loader's lock held and must wait for nobody.
+// Threads of the telephony service come and go while the provider writes its log: its entry runs with the
+// loader's lock held and must wait for nobody.
 
 #include <windows.h>
 #include <tapi.h>
@@ -82,7 +82,7 @@ TEST_F(thread_attach, does_not_wait_for_a_log_file_that_another_program_keeps_to
     EXPECT_EQ(log_.Count(kManagerCategory, "TSPI_lineNegotiateExtVersion"), 1u);
 }
 
-TEST(thread_attach_after_a_failed_start, starts_the_log) {
+TEST(load_without_the_common_folder, works_without_a_log) {
     if (!RunsUnderWine()) {
         GTEST_SKIP() << "would change the shell folders of a real machine";
     }
@@ -90,14 +90,10 @@ TEST(thread_attach_after_a_failed_start, starts_the_log) {
     const log_reader log = log_reader::OfProvider();
     auto missing = std::make_unique<missing_common_folder>();
     const host::provider_module module(BuiltProviderPath().wstring());
-    (void)module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr);
     missing = nullptr;
-    EXPECT_THAT(log.Lines(), testing::IsEmpty()) << "this line is lost";
-
-    std::thread([&] { (void)module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr); }).join();
-    (void)module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr);
-    EXPECT_EQ(log.Count(kManagerCategory, "TSPI_lineNegotiateExtVersion"), 2u);
-    EXPECT_EQ(log.Lines().size(), 2u);
+    EXPECT_EQ(module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr), 0);
+    std::thread([&] { EXPECT_EQ(module.TSPI_lineNegotiateExtVersion(0, 0, 0, 0, nullptr), 0); }).join();
+    EXPECT_THAT(log.Lines(), testing::IsEmpty());
 }
 
 }  // namespace

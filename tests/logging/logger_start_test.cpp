@@ -90,7 +90,6 @@ TEST_F(logger_start, second_start_changes_nothing) {
     logger_.Start(false, log_folder::kLogName);
     logger_.Start(false, L"Brivelnox.Other");
     logger_.Start(true, L"Brivelnox.Other");
-    logger_.StartWithoutWaiting(false, L"Brivelnox.Other");
     logger_.Log(L"Line", L"text");
     EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 text"));
     EXPECT_FALSE(log_folder::Exists(folder_.Root() + L"\\Brivelnox\\Brivelnox.Other"));
@@ -142,53 +141,6 @@ TEST_F(logger_start, missing_application_data_folder_leaves_it_unstarted_and_a_l
     wchar_t common[MAX_PATH] = {};
     ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common), S_OK);
     log_folder::Remove(std::wstring(common) + L"\\Brivelnox\\" + kName);
-}
-
-// The DLL entry runs under the loader lock, so it must never wait for a thread that may need that lock
-// itself.
-
-TEST_F(logger_start, start_without_waiting_starts_when_nobody_holds_the_logger) {
-    logger_.StartWithoutWaiting(false, log_folder::kLogName);
-    EXPECT_TRUE(logger_.IsStarted());
-    logger_.Log(L"Line", L"text");
-    EXPECT_THAT(folder_.LogLines(), ElementsAre("11-16 09:05:03 Line                 text"));
-}
-
-TEST_F(logger_start, start_without_waiting_gives_up_at_once_while_another_thread_holds_the_logger) {
-    signal held;
-    signal release;
-    std::thread holder([&] {
-        const lock_guard guard(LockOf(logger_));
-        held.Set();
-        EXPECT_TRUE(release.Wait());
-    });
-    ASSERT_TRUE(held.Wait());
-    // Comes back although the lock is given back only afterwards.
-    logger_.StartWithoutWaiting(false, log_folder::kLogName);
-    EXPECT_FALSE(logger_.IsStarted());
-    EXPECT_FALSE(MakerFolderExists());
-    release.Set();
-    holder.join();
-
-    logger_.StartWithoutWaiting(false, log_folder::kLogName);
-    EXPECT_TRUE(logger_.IsStarted());
-}
-
-TEST_F(logger_start, started_logger_is_started_again_without_its_lock) {
-    logger_.Start(false, log_folder::kLogName);
-    signal held;
-    signal release;
-    std::thread holder([&] {
-        const lock_guard guard(LockOf(logger_));
-        held.Set();
-        EXPECT_TRUE(release.Wait());
-    });
-    ASSERT_TRUE(held.Wait());
-    logger_.StartWithoutWaiting(false, log_folder::kLogName);
-    logger_.Start(false, log_folder::kLogName);
-    EXPECT_TRUE(logger_.IsStarted());
-    release.Set();
-    holder.join();
 }
 
 TEST_F(logger_start, start_waits_for_the_thread_that_holds_the_logger) {
