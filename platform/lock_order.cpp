@@ -11,14 +11,7 @@ namespace brivelnox {
 namespace lock_order {
 
 const held_lock* FindBreach(std::span<const held_lock> held, lock_rank wanted) {
-    const auto found =
-        std::find_if(held.begin(), held.end(), [&](const held_lock& each) { return each.rank >= wanted; });
-    return found == held.end() ? nullptr : &*found;
-}
-
-const held_lock* FindCallbackBreach(std::span<const held_lock> held) {
-    const auto found = std::find_if(held.begin(), held.end(),
-                                    [](const held_lock& each) { return each.rank > lock_rank::event; });
+    const auto found = std::ranges::find_if(held, [&](const held_lock& each) { return each.rank >= wanted; });
     return found == held.end() ? nullptr : &*found;
 }
 
@@ -69,9 +62,7 @@ struct thread_locks {
     [[nodiscard]] std::span<const held_lock> Held() const { return {locks.data(), count}; }
     [[nodiscard]] std::size_t Find(const void* lock) const {
         const auto held = Held();
-        const auto found =
-            std::find_if(held.begin(), held.end(), [&](const held_lock& each) { return each.lock == lock; });
-        return static_cast<std::size_t>(found - held.begin());
+        return static_cast<std::size_t>(std::ranges::find(held, lock, &held_lock::lock) - held.begin());
     }
 };
 
@@ -103,8 +94,7 @@ void lock_watch::BeforeWait() const {
         }
         return;
     }
-    const held_lock* const breached = lock_order::FindBreach(own_locks.Held(), rank_);
-    if (breached != nullptr) {
+    if (const held_lock* const breached = lock_order::FindBreach(own_locks.Held(), rank_)) {
         Stop("a thread waits for the", rank_, breached);
     }
 }
@@ -141,12 +131,11 @@ void lock_watch::Released() const {
 
 void lock_order::BeforeCallback() {
     const std::span<const held_lock> held = own_locks.Held();
-    const held_lock* const breached = FindCallbackBreach(held);
-    if (breached != nullptr) {
+    // What stands behind the event lock may be needed by a callback on another thread.
+    if (const held_lock* const breached = FindBreach(held, lock_rank::lines)) {
         Stop("TAPI is called inside the", lock_rank::event, breached);
     }
-    if (std::none_of(held.begin(), held.end(),
-                     [](const held_lock& each) { return each.rank == lock_rank::event; })) {
+    if (std::ranges::find(held, lock_rank::event, &held_lock::rank) == held.end()) {
         Stop("TAPI is called without the", lock_rank::event, nullptr);
     }
 }

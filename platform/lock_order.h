@@ -37,10 +37,6 @@ struct held_lock {
 /// for a lock of its own, so `held` is without the wanted lock.
 const held_lock* FindBreach(std::span<const held_lock> held, lock_rank wanted);
 
-/// The first of the `held` locks with which TAPI must not be called, or null: any that stands behind the
-/// event lock, since a callback may come to need it on another thread.
-const held_lock* FindCallbackBreach(std::span<const held_lock> held);
-
 /// The name of a rank, for the report.
 const char* Name(lock_rank rank);
 

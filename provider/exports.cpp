@@ -156,28 +156,31 @@ LONG TSPIAPI TSPI_lineDial(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCWSTR l
 }
 
 LONG TSPIAPI TSPI_lineAnswer(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCSTR, DWORD) {
-    return WithManager(&telephony_manager::LineAnswer, dwRequestID, hdCall);
+    return WithManager(&telephony_manager::Request, brivelnox::kAnswer, dwRequestID, hdCall);
 }
 
 LONG TSPIAPI TSPI_lineHold(DRV_REQUESTID dwRequestID, HDRVCALL hdCall) {
-    return WithManager(&telephony_manager::LineHold, dwRequestID, hdCall);
+    return WithManager(&telephony_manager::Request, brivelnox::kHold, dwRequestID, hdCall);
 }
 
 LONG TSPIAPI TSPI_lineUnhold(DRV_REQUESTID dwRequestID, HDRVCALL hdCall) {
-    return WithManager(&telephony_manager::LineUnhold, dwRequestID, hdCall);
+    return WithManager(&telephony_manager::Request, brivelnox::kUnhold, dwRequestID, hdCall);
 }
 
-LONG TSPIAPI TSPI_lineSwapHold(DRV_REQUESTID dwRequestID, HDRVCALL hdActiveCall, HDRVCALL hdHeldCall) {
-    return WithManager(&telephony_manager::LineSwapHold, dwRequestID, hdActiveCall, hdHeldCall);
+LONG TSPIAPI TSPI_lineSwapHold(DRV_REQUESTID dwRequestID, HDRVCALL, HDRVCALL hdHeldCall) {
+    // The softphone itself puts its active call on hold when it resumes another one.
+    return WithManager(&telephony_manager::Request, brivelnox::kUnhold, dwRequestID, hdHeldCall);
 }
 
 LONG TSPIAPI TSPI_lineBlindTransfer(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCWSTR lpszDestAddress,
                                     DWORD) {
-    return WithManager(&telephony_manager::LineBlindTransfer, dwRequestID, hdCall, lpszDestAddress);
+    return WithManager(&telephony_manager::Forward, L"LineBlindTransfer: Caught Exception!", dwRequestID,
+                       hdCall, lpszDestAddress);
 }
 
 LONG TSPIAPI TSPI_lineRedirect(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCWSTR lpszDestAddress, DWORD) {
-    return WithManager(&telephony_manager::LineRedirect, dwRequestID, hdCall, lpszDestAddress);
+    return WithManager(&telephony_manager::Forward, L"LineRedirect: Caught Exception!", dwRequestID, hdCall,
+                       lpszDestAddress);
 }
 
 LONG TSPIAPI TSPI_lineSetupTransfer(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, HTAPICALL htConsultCall,
@@ -193,7 +196,7 @@ LONG TSPIAPI TSPI_lineCompleteTransfer(DRV_REQUESTID dwRequestID, HDRVCALL hdCal
 }
 
 LONG TSPIAPI TSPI_lineDrop(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCSTR, DWORD) {
-    return WithManager(&telephony_manager::LineDrop, dwRequestID, hdCall);
+    return WithManager(&telephony_manager::Request, brivelnox::kDrop, dwRequestID, hdCall);
 }
 
 LONG TSPIAPI TSPI_lineCloseCall(HDRVCALL hdCall) {

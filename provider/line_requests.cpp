@@ -34,15 +34,6 @@ LONG telephony_manager::Asynchronous(DRV_REQUESTID request_id, const wchar_t* me
     return Asynchronous(request_id, message, work, [](line_manager&) {});
 }
 
-/// The requests about one call and nothing else. An unknown call completes with 0, too.
-LONG telephony_manager::Request(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
-                                simple_request request) noexcept {
-    return Asynchronous(request_id, message, [&](line_manager& lines) {
-        (lines.Calls().*request)(CallKey(call));
-        return 0L;
-    });
-}
-
 LONG telephony_manager::ProviderCreateLineDevice(DWORD temporary_id, DWORD device_id) noexcept {
     return Guarded(L"ProviderCreateLineDevice: Caught Exception!", [&]() -> LONG {
         const auto lines = Lines();
@@ -147,34 +138,14 @@ LONG telephony_manager::LineDial(DRV_REQUESTID request_id, HDRVCALL call, const 
     return Asynchronous(request_id, L"LineMakeCallAsync: Caught Exception!", dial);
 }
 
-LONG telephony_manager::LineAnswer(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
-    return Request(request_id, L"LineAnswerCall: Caught Exception!", call, &call_manager::AnswerCall);
+LONG telephony_manager::Request(const call_request& what, DRV_REQUESTID request_id, HDRVCALL call) noexcept {
+    return Asynchronous(request_id, what.message, [&](line_manager& lines) {
+        (lines.Calls().*what.work)(CallKey(call));
+        return 0L;
+    });
 }
 
-LONG telephony_manager::LineHold(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
-    return Request(request_id, L"LineHoldCall: Caught Exception!", call, &call_manager::HoldCall);
-}
-
-LONG telephony_manager::LineUnhold(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
-    return Request(request_id, L"LineUnHoldCall: Caught Exception!", call, &call_manager::ResumeCall);
-}
-
-LONG telephony_manager::LineSwapHold(DRV_REQUESTID request_id, HDRVCALL, HDRVCALL held_call) noexcept {
-    // The softphone itself puts its active call on hold when it resumes another one.
-    return LineUnhold(request_id, held_call);
-}
-
-LONG telephony_manager::LineBlindTransfer(DRV_REQUESTID request_id, HDRVCALL call,
-                                          const wchar_t* destination) noexcept {
-    return Forward(request_id, L"LineBlindTransfer: Caught Exception!", call, destination);
-}
-
-LONG telephony_manager::LineRedirect(DRV_REQUESTID request_id, HDRVCALL call,
-                                     const wchar_t* destination) noexcept {
-    return Forward(request_id, L"LineRedirect: Caught Exception!", call, destination);
-}
-
-LONG telephony_manager::Forward(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
+LONG telephony_manager::Forward(const wchar_t* message, DRV_REQUESTID request_id, HDRVCALL call,
                                 const wchar_t* destination) noexcept {
     return Asynchronous(request_id, message, [&](line_manager& lines) {
         lines.Calls().ForwardCall(CallKey(call), std::wstring(&Require(destination)));
@@ -214,10 +185,6 @@ LONG telephony_manager::LineCompleteTransfer(DRV_REQUESTID request_id, HDRVCALL 
         lines.Calls().TransferCall(CallKey(consult_call), CallKey(call));
         return 0L;
     });
-}
-
-LONG telephony_manager::LineDrop(DRV_REQUESTID request_id, HDRVCALL call) noexcept {
-    return Request(request_id, L"LineDropCallAsync: Caught Exception!", call, &call_manager::DropCall);
 }
 
 LONG telephony_manager::LineCloseCall(HDRVCALL call) noexcept {

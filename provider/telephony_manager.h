@@ -18,6 +18,16 @@ namespace brivelnox {
 using line_manager_factory = std::function<std::shared_ptr<line_manager>(std::shared_ptr<call_manager> calls,
                                                                          std::uint32_t device_id_base)>;
 
+/// A request that is about one call and nothing else: what is logged when it fails, and who does it.
+struct call_request {
+    const wchar_t* message;
+    void (call_manager::*work)(std::uint64_t handle);
+};
+inline constexpr call_request kAnswer = {L"LineAnswerCall: Caught Exception!", &call_manager::AnswerCall};
+inline constexpr call_request kHold = {L"LineHoldCall: Caught Exception!", &call_manager::HoldCall};
+inline constexpr call_request kUnhold = {L"LineUnHoldCall: Caught Exception!", &call_manager::ResumeCall};
+inline constexpr call_request kDrop = {L"LineDropCallAsync: Caught Exception!", &call_manager::DropCall};
+
 /// The one object behind TAPI's entry points. Owns the call manager (made first, released last) and the line
 /// manager (made last, released first), reports asynchronous results, and holds the bodies of the line and
 /// call entry points.
@@ -76,20 +86,18 @@ class telephony_manager {
     /// connected.
     LONG LineDial(DRV_REQUESTID request_id, HDRVCALL call, const wchar_t* destination,
                   DWORD country_code) noexcept;
-    /// Asynchronous; an unknown call completes with 0, as for the requests that follow.
-    LONG LineAnswer(DRV_REQUESTID request_id, HDRVCALL call) noexcept;
-    LONG LineHold(DRV_REQUESTID request_id, HDRVCALL call) noexcept;
-    LONG LineUnhold(DRV_REQUESTID request_id, HDRVCALL call) noexcept;
-    LONG LineSwapHold(DRV_REQUESTID request_id, HDRVCALL active_call, HDRVCALL held_call) noexcept;
-    LONG LineBlindTransfer(DRV_REQUESTID request_id, HDRVCALL call, const wchar_t* destination) noexcept;
-    LONG LineRedirect(DRV_REQUESTID request_id, HDRVCALL call, const wchar_t* destination) noexcept;
+    /// Asynchronous: answer, hold, unhold or drop. An unknown call completes with 0, as for the requests that
+    /// follow.
+    LONG Request(const call_request& what, DRV_REQUESTID request_id, HDRVCALL call) noexcept;
+    /// Asynchronous: a blind transfer and a redirection differ in the `message` only.
+    LONG Forward(const wchar_t* message, DRV_REQUESTID request_id, HDRVCALL call,
+                 const wchar_t* destination) noexcept;
     /// Creates the consultation call, completes the request, then puts that call into dial tone.
     LONG LineSetupTransfer(DRV_REQUESTID request_id, HDRVCALL call, HTAPICALL tapi_consult_call,
                            HDRVCALL* driver_consult_call) noexcept;
     /// LINEERR_OPERATIONUNAVAIL for a conference.
     LONG LineCompleteTransfer(DRV_REQUESTID request_id, HDRVCALL call, HDRVCALL consult_call,
                               DWORD transfer_mode) noexcept;
-    LONG LineDrop(DRV_REQUESTID request_id, HDRVCALL call) noexcept;
     LONG LineCloseCall(HDRVCALL call) noexcept;
     /// Not asynchronous: returns 0, or LINEERR_OPERATIONFAILED when refused.
     LONG LineGenerateDigits(HDRVCALL call, DWORD end_to_end_id, const wchar_t* digits) noexcept;
@@ -123,11 +131,6 @@ class telephony_manager {
     LONG Asynchronous(DRV_REQUESTID request_id, const wchar_t* message, Work&& work, After&& after) noexcept;
     template <class Work>
     LONG Asynchronous(DRV_REQUESTID request_id, const wchar_t* message, Work&& work) noexcept;
-    using simple_request = void (call_manager::*)(std::uint64_t handle);
-    LONG Request(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
-                 simple_request request) noexcept;
-    LONG Forward(DRV_REQUESTID request_id, const wchar_t* message, HDRVCALL call,
-                 const wchar_t* destination) noexcept;
     void ReportCompletion(const event_lock& held_lock, DRV_REQUESTID request_id, LONG result) const
         BRIVELNOX_REQUIRES(held_lock);
 

@@ -59,15 +59,6 @@ TEST(lock_order, the_breach_is_the_first_lock_that_forbids_the_wait) {
     EXPECT_EQ(lock_order::FindBreach(held, lock_rank::event), &held[1]);
 }
 
-TEST(lock_order, tapi_is_called_with_no_lock_behind_the_event_lock) {
-    for (const lock_rank rank : kRanks) {
-        const std::array<held_lock, 2> held = {held_lock{nullptr, lock_rank::link}, {nullptr, rank}};
-        const bool is_allowed = rank <= lock_rank::event;
-        EXPECT_EQ(lock_order::FindCallbackBreach(held), is_allowed ? nullptr : &held[1])
-            << lock_order::Name(rank);
-    }
-}
-
 class checked_locks : public testing::Test {
   protected:
     void SetUp() override {

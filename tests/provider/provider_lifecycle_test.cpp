@@ -211,7 +211,7 @@ TEST_F(provider_lifecycle_steps, a_request_that_holds_the_manager_over_a_shutdow
     HDRVCALL const call = MakeCall(*held);
     EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
     lines_ = nullptr;
-    EXPECT_EQ(held->LineHold(77, call), kOperationFailed);
+    EXPECT_EQ(held->Request(kHold, 77, call), kOperationFailed);
     EXPECT_EQ(held->LineCount(), 0U);
     EXPECT_EQ(completions_.Completions().size(), 1U) << "of the call that was made before";
 }

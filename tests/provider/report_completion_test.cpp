@@ -35,7 +35,7 @@ class report_completion : public manager_fixture {
 TEST_F(report_completion, calls_the_procedure_and_logs_it) {
     const auto manager = MakeManager();
     log_.Skip();
-    EXPECT_EQ(manager->LineHold(0x1234, nullptr), 0x1234);
+    EXPECT_EQ(manager->Request(kHold, 0x1234, nullptr), 0x1234);
     EXPECT_THAT(completions_.Completions(), ElementsAre(completion{0x1234, 0}));
     EXPECT_THAT(ManagerLog(),
                 ElementsAre("AsyncCompletionProc: (dwRequestID: 0x00001234, lResult: 0x00000000)"));
@@ -49,14 +49,14 @@ TEST_F(report_completion, is_logged_before_tapi_is_told) {
                             "AsyncCompletionProc: (dwRequestID: 0x00000001, lResult: 0x00000000)");
     });
     log_.Skip();
-    EXPECT_EQ(manager->LineHold(1, nullptr), 1);
+    EXPECT_EQ(manager->Request(kHold, 1, nullptr), 1);
     EXPECT_EQ(logged, 1U);
 }
 
 TEST_F(report_completion, is_not_made_before_tapi_has_told_its_procedure) {
     const auto manager = telephony_manager::Create(5, KeepLines());
     log_.Skip();
-    EXPECT_EQ(manager->LineHold(0x1234, nullptr), 0x1234);
+    EXPECT_EQ(manager->Request(kHold, 0x1234, nullptr), 0x1234);
     EXPECT_THAT(ManagerLog(), IsEmpty());
     EXPECT_THAT(completions_.Completions(), IsEmpty());
 }
@@ -66,7 +66,7 @@ TEST_F(report_completion, holds_the_event_lock_meanwhile_and_no_longer) {
     bool was_free = true;
     completions_.SetReaction([&] { was_free = IsEventLockFree(); });
     EXPECT_TRUE(IsEventLockFree());
-    EXPECT_EQ(manager->LineHold(1, nullptr), 1);
+    EXPECT_EQ(manager->Request(kHold, 1, nullptr), 1);
     EXPECT_FALSE(was_free);
     EXPECT_TRUE(IsEventLockFree());
 }
@@ -74,9 +74,9 @@ TEST_F(report_completion, holds_the_event_lock_meanwhile_and_no_longer) {
 TEST_F(report_completion, swallows_what_the_procedure_throws_and_lets_go_of_the_lock) {
     const auto manager = MakeManager();
     completions_.SetReaction([] { throw std::runtime_error("TAPI is in trouble"); });
-    EXPECT_EQ(manager->LineHold(1, nullptr), 1) << "the request has succeeded all the same";
+    EXPECT_EQ(manager->Request(kHold, 1, nullptr), 1) << "the request has succeeded all the same";
     EXPECT_TRUE(IsEventLockFree());
-    EXPECT_EQ(manager->LineHold(2, nullptr), 2);
+    EXPECT_EQ(manager->Request(kHold, 2, nullptr), 2);
     EXPECT_EQ(completions_.Completions().size(), 2U);
 }
 
@@ -87,7 +87,7 @@ TEST_F(report_completion, waits_for_a_message_that_is_on_its_way) {
     signal reported;
     std::thread reporting([&] {
         begun.Set();
-        EXPECT_EQ(manager->LineHold(1, nullptr), 1);
+        EXPECT_EQ(manager->Request(kHold, 1, nullptr), 1);
         reported.Set();
     });
     EXPECT_TRUE(begun.Wait());
@@ -103,7 +103,7 @@ TEST_F(report_completion, is_not_made_once_the_lines_have_been_stopped) {
     const auto manager = MakeManager();
     lines_->Stop();
     log_.Skip();
-    EXPECT_EQ(manager->LineHold(77, nullptr), kOperationFailed);
+    EXPECT_EQ(manager->Request(kHold, 77, nullptr), kOperationFailed);
     EXPECT_THAT(completions_.Completions(), IsEmpty());
     EXPECT_THAT(log_.Texts(), ElementsAre("LineHoldCall: Caught Exception!")) << "nothing was done";
 }
@@ -121,10 +121,10 @@ TEST_F(report_completion, comes_when_the_way_to_tapi_is_shut_under_a_request_tha
             lines_->EventLock().Shut();
         }
     });
-    EXPECT_EQ(manager->LineDrop(2, call), 2);
+    EXPECT_EQ(manager->Request(kDrop, 2, call), 2);
     EXPECT_THAT(completions_.Completions(), ElementsAre(completion{1, 0}, completion{2, 0}));
     EXPECT_EQ(tapi_.Events().back(), CallState(0xA1, 0xC1, LINECALLSTATE_DISCONNECTED, 1));
-    EXPECT_EQ(manager->LineDrop(3, call), kOperationFailed);
+    EXPECT_EQ(manager->Request(kDrop, 3, call), kOperationFailed);
 }
 
 TEST_F(report_completion, that_shutdown_makes_impossible_keeps_a_call_from_being_placed) {
@@ -145,8 +145,8 @@ TEST_F(report_completion, that_shutdown_makes_impossible_keeps_a_call_from_being
     EXPECT_EQ(manager->LineSetupTransfer(5, call, nullptr, &second), kOperationFailed);
     EXPECT_EQ(unused, nullptr);
     EXPECT_EQ(second, nullptr);
-    EXPECT_EQ(manager->LineDrop(6, call), kOperationFailed);
-    EXPECT_EQ(manager->LineBlindTransfer(7, call, L"4713"), kOperationFailed);
+    EXPECT_EQ(manager->Request(kDrop, 6, call), kOperationFailed);
+    EXPECT_EQ(manager->Forward(L"any text", 7, call, L"4713"), kOperationFailed);
     // A request that does go out shows that none did before it.
     lines_->Calls().DropCall(reinterpret_cast<std::uint64_t>(call));
     ASSERT_TRUE(service_.WaitForRequests(requests + 1, std::chrono::seconds(10)));
@@ -161,14 +161,14 @@ TEST_F(report_completion, of_each_request_comes_once) {
     HDRVCALL consultation = nullptr;
     EXPECT_EQ(manager->LineSetupTransfer(2, call, nullptr, &consultation), 2);
     EXPECT_EQ(manager->LineDial(3, consultation, L"4712", 0), 3);
-    EXPECT_EQ(manager->LineAnswer(4, call), 4);
-    EXPECT_EQ(manager->LineHold(5, call), 5);
-    EXPECT_EQ(manager->LineUnhold(6, call), 6);
-    EXPECT_EQ(manager->LineSwapHold(7, call, consultation), 7);
-    EXPECT_EQ(manager->LineBlindTransfer(8, call, L"4713"), 8);
-    EXPECT_EQ(manager->LineRedirect(9, call, L"4713"), 9);
+    EXPECT_EQ(manager->Request(kAnswer, 4, call), 4);
+    EXPECT_EQ(manager->Request(kHold, 5, call), 5);
+    EXPECT_EQ(manager->Request(kUnhold, 6, call), 6);
+    EXPECT_EQ(manager->Request(kUnhold, 7, consultation), 7);
+    EXPECT_EQ(manager->Forward(L"any text", 8, call, L"4713"), 8);
+    EXPECT_EQ(manager->Forward(L"any text", 9, call, L"4713"), 9);
     EXPECT_EQ(manager->LineCompleteTransfer(10, call, consultation, LINETRANSFERMODE_TRANSFER), 10);
-    EXPECT_EQ(manager->LineDrop(11, call), 11);
+    EXPECT_EQ(manager->Request(kDrop, 11, call), 11);
     std::vector<completion> expected;
     for (DRV_REQUESTID id = 1; id <= 11; ++id) {
         expected.emplace_back(id, 0);

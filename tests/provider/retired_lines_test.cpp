@@ -73,8 +73,8 @@ TEST_F(retired_lines, are_missed_by_dial_after_everything_else) {
 TEST_F(retired_lines, get_no_requests) {
     DuringTheShutdown([&] {
         for (const LONG result :
-             {manager_->LineAnswer(77, first_), manager_->LineHold(77, first_),
-              manager_->LineDrop(77, first_), manager_->LineRedirect(77, first_, L"4712")}) {
+             {manager_->Request(kAnswer, 77, first_), manager_->Request(kHold, 77, first_),
+              manager_->Request(kDrop, 77, first_), manager_->Forward(L"any text", 77, first_, L"4712")}) {
             EXPECT_EQ(result, 77) << "as for any call that is not known";
         }
         EXPECT_THAT(log_.Texts("Line"), IsEmpty());
