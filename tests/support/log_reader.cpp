@@ -109,7 +109,7 @@ std::uint64_t log_reader::FileSize() const {
     return SizeOf(OpenShared(path_));
 }
 
-std::string log_reader::BytesSinceStart() const {
+std::string log_reader::Bytes() const {
     const unique_file file = OpenShared(path_);
     const std::uint64_t size = SizeOf(file);
     // A file that is shorter than before has been put away at midnight, and this is its successor.
@@ -129,7 +129,7 @@ std::string log_reader::BytesSinceStart() const {
 }
 
 std::vector<log_line> log_reader::Lines() const {
-    return SplitAll(BytesSinceStart());
+    return SplitAll(Bytes());
 }
 
 std::vector<log_line> log_reader::Lines(std::string_view category) const {

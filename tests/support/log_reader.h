@@ -54,6 +54,9 @@ class log_reader {
     [[nodiscard]] std::vector<std::string> Texts() const;
     [[nodiscard]] std::vector<std::string> Texts(std::string_view category) const;
 
+    /// Everything, as the file holds it.
+    [[nodiscard]] std::string Bytes() const;
+
     /// How many lines of the category have exactly this text.
     [[nodiscard]] std::size_t Count(std::string_view category, std::string_view text) const;
     [[nodiscard]] bool Has(std::string_view category, std::string_view text) const {
@@ -75,7 +78,6 @@ class log_reader {
 
   private:
     [[nodiscard]] std::uint64_t FileSize() const;
-    [[nodiscard]] std::string BytesSinceStart() const;
 
     std::wstring path_;
     std::uint64_t start_ = 0;

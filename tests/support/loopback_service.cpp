@@ -99,7 +99,8 @@ loopback_service::loopback_service() {
         throw std::runtime_error("no Winsock");
     }
     listener_.reset(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-    Publish(Listen(listener_.get(), listener_event_.get()));
+    port_ = Listen(listener_.get(), listener_event_.get());
+    Publish(port_);
     thread_ = std::thread([this] { Run(); });
 }
 

@@ -46,6 +46,9 @@ class loopback_service {
     loopback_service(const loopback_service&) = delete;
     loopback_service& operator=(const loopback_service&) = delete;
 
+    /// Where it listens.
+    [[nodiscard]] std::uint16_t Port() const { return port_; }
+
     /// What list requests are answered with, in turn; the last one is kept for all that follow.
     void SetLists(std::deque<std::string> registrations);
     /// Whether list requests are answered; they are to begin with.
@@ -77,6 +80,7 @@ class loopback_service {
     unique_event listener_event_{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     unique_event connection_event_{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     unique_socket listener_;
+    std::uint16_t port_ = 0;
     std::string received_;  // only the service's own thread
     std::atomic<bool> answers_lists_{true};
 

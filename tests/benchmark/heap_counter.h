@@ -1,0 +1,30 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+#include "tests/dll/replaced_import_helper.h"
+
+namespace brivelnox::benchmark {
+
+/// Counts what a module takes from the heap and gives back, as long as this object lives. What the system
+/// takes for it inside its calls is not counted. There is one at a time.
+class heap_counter {
+  public:
+    explicit heap_counter(HMODULE module);
+
+    /// How often memory has been taken.
+    [[nodiscard]] static std::int64_t Allocations();
+    /// The bytes that were taken and not given back; negative where more was given back.
+    [[nodiscard]] static std::int64_t LiveBytes();
+
+  private:
+    test::replaced_import malloc_;
+    test::replaced_import calloc_;
+    test::replaced_import realloc_;
+    test::replaced_import strdup_;
+    test::replaced_import free_;
+};
+
+}  // namespace brivelnox::benchmark
