@@ -18,10 +18,13 @@
 
 namespace brivelnox {
 
-/// What is logged of a request, the LINECALLSTATE values that allow it, and what is logged in any other.
+/// A request about a call: the LINECALLSTATE values that allow it, what is sent then, and what is logged.
 struct request_rule {
     log_format<> title;
+    // Stands in the log between the call's id and the second argument.
+    const wchar_t* label;
     std::uint32_t states;
+    call_request request;
     log_format<> refusal;
 };
 
@@ -33,101 +36,76 @@ constexpr category_log Log{kLineCategory};
 constexpr std::uint32_t kLiveStates = 0x3FFE;
 static_assert((kLiveStates & (LINECALLSTATE_IDLE | LINECALLSTATE_DISCONNECTED | LINECALLSTATE_UNKNOWN)) == 0);
 
-constexpr request_rule kAnswer = {L"Answer call", LINECALLSTATE_OFFERING | LINECALLSTATE_ACCEPTED,
-                                  L"Call cannot be answered due to current call/line state."};
-constexpr request_rule kHold = {L"Hold call", LINECALLSTATE_CONNECTED,
+constexpr request_rule kAnswer = {L"Answer call", L"", LINECALLSTATE_OFFERING | LINECALLSTATE_ACCEPTED,
+                                  kAcceptCall, L"Call cannot be answered due to current call/line state."};
+constexpr request_rule kHold = {L"Hold call", L"", LINECALLSTATE_CONNECTED, kHoldCall,
                                 L"Call cannot be put on hold due to current call/line state."};
-constexpr request_rule kResume = {L"Resume call", LINECALLSTATE_ONHOLD,
+constexpr request_rule kResume = {L"Resume call", L"", LINECALLSTATE_ONHOLD, kResumeCall,
                                   L"Call cannot be resumed due to current call/line state."};
 // The same words as for hold. That is intended.
-constexpr request_rule kDrop = {L"Drop call", kLiveStates,
+constexpr request_rule kDrop = {L"Drop call", L"", kLiveStates, kHangupCall,
                                 L"Call cannot be put on hold due to current call/line state."};
 // Of the active call; the other one has to be on hold.
-constexpr request_rule kTransfer = {L"Transfer call", LINECALLSTATE_CONNECTED,
+constexpr request_rule kTransfer = {L"Transfer call", L" -> ", LINECALLSTATE_CONNECTED, kTransferCall,
                                     L"Calls cannot be transferred due to current call/line state."};
-constexpr request_rule kForward = {L"Forward call",
+constexpr request_rule kForward = {L"Forward call", L" -> number ",
                                    LINECALLSTATE_OFFERING | LINECALLSTATE_ACCEPTED | LINECALLSTATE_CONNECTED,
-                                   L"Call cannot be forwarded due to current call/line state."};
-constexpr request_rule kDigits = {L"Generate digits", LINECALLSTATE_CONNECTED,
+                                   kForwardCall, L"Call cannot be forwarded due to current call/line state."};
+constexpr request_rule kDigits = {L"Generate digits", L" digits ", LINECALLSTATE_CONNECTED, kPlayDtmf,
                                   L"Call cannot dial digits due to current call/line state."};
-
-bool IsInState(const tapi_call& call, std::uint32_t states) {
-    return (call.State() & states) != 0;
-}
-
-/// Whether the call's state allows the request; if not, that is logged.
-bool IsAllowed(const request_rule& rule, const tapi_call& call) {
-    const bool is_allowed = IsInState(call, rule.states);
-    if (!is_allowed) {
-        Log(rule.refusal);
-    }
-    return is_allowed;
-}
 
 }  // namespace
 
-void line_calls::SendIfAllowed(const request_rule& rule, const tapi_call& call, simple_request request) {
-    const lock_guard events(events_);
+bool line_calls::SendIfAllowed(const request_rule& rule, const tapi_call& call, const std::wstring& argument,
+                               bool other_allows) {
     const std::wstring id = call.ClientCallId();
-    LogLine(line_, rule.title, L", client_call_id: %s", id.c_str());
-    if (IsAllowed(rule, call)) {
-        (requests_.*request)(line_.PermanentLineId(), ToAnsi(id));
+    LogLine(line_, rule.title, L", client_call_id: %s%s%s", id.c_str(), rule.label, argument.c_str());
+    if ((call.State() & rule.states) == 0 || !other_allows) {
+        Log(rule.refusal);
+        return false;
     }
+    // What becomes of it the softphone's events tell.
+    (void)requests_.SendCallRequest(rule.request, line_.PermanentLineId(), ToAnsi(id), ToAnsi(argument));
+    return true;
 }
 
 void line_calls::AnswerCall(tapi_call& call) {
-    SendIfAllowed(kAnswer, call, &call_requests::AcceptCall);
+    const lock_guard events(events_);
+    (void)SendIfAllowed(kAnswer, call);
 }
 
 void line_calls::HoldCall(tapi_call& call) {
-    SendIfAllowed(kHold, call, &call_requests::HoldCall);
+    const lock_guard events(events_);
+    (void)SendIfAllowed(kHold, call);
 }
 
 void line_calls::ResumeCall(tapi_call& call) {
-    SendIfAllowed(kResume, call, &call_requests::ResumeCall);
+    const lock_guard events(events_);
+    (void)SendIfAllowed(kResume, call);
 }
 
 void line_calls::TransferCall(tapi_call& active_call, tapi_call& call_on_hold) {
     const lock_guard events(events_);
-    const std::wstring active_id = active_call.ClientCallId();
-    const std::wstring id_on_hold = call_on_hold.ClientCallId();
-    LogLine(line_, kTransfer.title, L", client_call_id: %s -> %s", active_id.c_str(), id_on_hold.c_str());
-    if (!IsInState(active_call, kTransfer.states) || !IsInState(call_on_hold, LINECALLSTATE_ONHOLD)) {
-        Log(kTransfer.refusal);
-        return;
-    }
-    (void)requests_.TransferCall(line_.PermanentLineId(), ToAnsi(active_id), ToAnsi(id_on_hold));
+    (void)SendIfAllowed(kTransfer, active_call, call_on_hold.ClientCallId(),
+                        call_on_hold.State() == LINECALLSTATE_ONHOLD);
 }
 
 void line_calls::ForwardCall(tapi_call& call, const std::wstring& destination) {
     const lock_guard events(events_);
-    const std::wstring id = call.ClientCallId();
-    LogLine(line_, kForward.title, L", client_call_id: %s -> number %s", id.c_str(), destination.c_str());
-    if (IsAllowed(kForward, call)) {
-        requests_.ForwardCall(line_.PermanentLineId(), ToAnsi(id), ToAnsi(destination));
-    }
+    (void)SendIfAllowed(kForward, call, destination);
 }
 
 LONG line_calls::GenerateDigits(tapi_call& call, std::uint32_t, const std::wstring& digits) {
     // Without the event lock: digits have no completion that would have to wait for an application that
     // blocks inside a message, and they change nothing.
-    const std::wstring id = call.ClientCallId();
-    LogLine(line_, kDigits.title, L", client_call_id: %s digits %s", id.c_str(), digits.c_str());
-    if (!IsAllowed(kDigits, call)) {
-        return LINEERR_OPERATIONFAILED;
-    }
-    requests_.PlayDtmf(line_.PermanentLineId(), ToAnsi(id), ToAnsi(digits));
-    return 0;
+    return SendIfAllowed(kDigits, call, digits) ? 0 : LINEERR_OPERATIONFAILED;
 }
 
 void line_calls::DropCall(tapi_call& call) {
     const lock_guard events(events_);
-    const std::wstring id = call.ClientCallId();
-    LogLine(line_, kDrop.title, L", client_call_id: %s", id.c_str());
-    if (!IsAllowed(kDrop, call)) {
+    if (!SendIfAllowed(kDrop, call)) {
         return;
     }
-    (void)requests_.HangupCall(line_.PermanentLineId(), ToAnsi(id));
     // TAPI sees the call end at once; the softphone's own report of it finds the call idle.
     call.SetState(LINECALLSTATE_DISCONNECTED, LINEDISCONNECTMODE_NORMAL, true);
     call.SetState(LINECALLSTATE_IDLE, 0, true);
@@ -142,8 +120,9 @@ void line_calls::MakeCall(HTAPICALL tapi_call_handle, std::uint32_t country_code
     RequireNotClosing();
     const std::wstring client_call_id = NewClientCallId();
     const std::string protocol_id = ToAnsi(client_call_id);
-    requests_.PlaceCall(line_.PermanentLineId(), ToAnsi(number), protocol_id);
-    scope_exit hang_up([&] { (void)requests_.HangupCall(line_.PermanentLineId(), protocol_id); });
+    (void)requests_.SendCallRequest(kPlaceCall, line_.PermanentLineId(), ToAnsi(number), protocol_id);
+    scope_exit hang_up(
+        [&] { (void)requests_.SendCallRequest(kHangupCall, line_.PermanentLineId(), protocol_id, {}); });
     const call_ptr call = call_manager_.CreateOutboundCall(line_, client_call_id, tapi_call_handle);
     scope_exit forget([&] {
         call_manager_.RemoveCall(*call);
@@ -158,15 +137,13 @@ void line_calls::MakeCall(HTAPICALL tapi_call_handle, std::uint32_t country_code
 
 void line_calls::Dial(const call_ptr& call, std::uint32_t country_code, const std::wstring& number) {
     const lock_guard events(events_);
-    if (!IsInState(*call, LINECALLSTATE_DIALTONE)) {
-        throw std::runtime_error("the call has no dial tone");
-    }
     LogLine(line_, L"Dial", L", number: %s, country code: %d", number.c_str(), country_code);
     RequireNotClosing();
     std::wstring client_call_id = NewClientCallId();
     const std::string protocol_id = ToAnsi(client_call_id);
-    requests_.PlaceCall(line_.PermanentLineId(), ToAnsi(number), protocol_id);
-    scope_exit hang_up([&] { (void)requests_.HangupCall(line_.PermanentLineId(), protocol_id); });
+    (void)requests_.SendCallRequest(kPlaceCall, line_.PermanentLineId(), ToAnsi(number), protocol_id);
+    scope_exit hang_up(
+        [&] { (void)requests_.SendCallRequest(kHangupCall, line_.PermanentLineId(), protocol_id, {}); });
     ChangeCallId(call, std::move(client_call_id));
     // The call does not count as started by TAPI: the timing rule for a softphone's Connected is not for
     // consultation calls. That difference from MakeCall is intended.

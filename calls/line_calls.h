@@ -72,9 +72,9 @@ class line_calls {
     /// while the line is being closed; a call that was placed and whose record cannot be made is hung up.
     void MakeCall(HTAPICALL tapi_call_handle, std::uint32_t country_code, const std::wstring& number,
                   std::uint64_t& driver_call_handle);
-    /// Places a call for a consultation call, which gets a new client call id. Throws std::runtime_error, and
-    /// has placed no call, in any state but dial tone, which the caller has looked for with the event lock
-    /// held, and while the line is being closed.
+    /// Places a call for a consultation call, which gets a new client call id. The caller has seen the call
+    /// in dial tone, with the event lock held. Throws std::runtime_error, and has placed no call, while the
+    /// line is being closed.
     void Dial(const std::shared_ptr<tapi_call>& call, std::uint32_t country_code, const std::wstring& number);
 
     // Call events of the softphone (line_call_events.cpp). Reader thread; event lock.
@@ -98,10 +98,10 @@ class line_calls {
     void ChangeCallId(const call_ptr& call, std::wstring new_id);
     void ResetCall(tapi_call& call) BRIVELNOX_REQUIRES(events_);
 
-    // Call requests.
-    using simple_request = void (call_requests::*)(std::int32_t permanent_line_id,
-                                                   const std::string& client_call_id);
-    void SendIfAllowed(const request_rule& rule, const tapi_call& call, simple_request request);
+    /// Logs a request about a call, and sends it if the states of the call, and of the other one where there
+    /// is one, allow it. Returns whether they do.
+    bool SendIfAllowed(const request_rule& rule, const tapi_call& call, const std::wstring& argument = {},
+                       bool other_allows = true);
 
     // Call events, in the order of their algorithm.
     using placed_by_tapi_rule = void (line_calls::*)(tapi_call& call);

@@ -1,5 +1,8 @@
 #include "registry_service/rs_tsp_client.h"
 
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -8,7 +11,6 @@
 
 #include "logging/category_log.h"
 #include "registry_service/protocol_reader.h"
-#include "registry_service/protocol_requests.h"
 #include "registry_service/service_registry_key.h"
 
 namespace brivelnox {
@@ -21,6 +23,8 @@ constexpr DWORD kServiceIsRunning = 1;
 constexpr std::int32_t kWaitingRequestId = 0;
 constexpr std::int32_t kFirstRequestId = 1;
 constexpr std::int32_t kLastRequestId = 10000;
+// What a request is formatted into, its closing null included.
+constexpr std::size_t kRequestBufferSize = 1024;
 
 client_registration ReadLoggedRegistration(const tinyxml2::XMLElement& element) {
     client_registration registration = ReadRegistration(element);
@@ -85,25 +89,15 @@ void rs_tsp_client::ConnectToService(bool send_list) {
 }
 
 void rs_tsp_client::KeepAliveTick() {
-    // A failed send has closed the link; the next tick repairs it.
-    if (IsConnected() && SendKeepAlive()) {
+    if (!IsConnected()) {
+        Log(L"ReConnect");
+        ConnectToService(true);
         return;
     }
-    Log(L"ReConnect");
-    ConnectToService(true);
-}
-
-/// Returns false only when the request could not be formatted; whether it could be sent is the next tick's
-/// concern.
-bool rs_tsp_client::SendKeepAlive() {
     const std::uint32_t id = keep_alive_counter_.fetch_add(1);
     last_keep_alive_sent_.store(id);
-    const std::optional<std::string> request = FormatRequest(kKeepAliveRequest, static_cast<int>(id));
-    if (!request) {
-        return false;
-    }
-    (void)SendText(request->c_str());
-    return true;
+    // One that cannot be sent closes the link; the next tick repairs it.
+    (void)SendRequest("<msg><request id='%d'><KeepAlive/></request></msg>", static_cast<int>(id));
 }
 
 std::int32_t rs_tsp_client::NextRequestId() {
@@ -115,7 +109,7 @@ std::int32_t rs_tsp_client::NextRequestId() {
 
 client_registration_list rs_tsp_client::RequestClientRegistrations(bool wait) {
     const std::int32_t id = wait ? kWaitingRequestId : NextRequestId();
-    (void)SendRequest(FormatRequest(kGetClientRegistrationsRequest, id));
+    (void)SendRequest("<msg><request id='%d'><GetClientRegistrations/></request></msg>", id);
     if (!wait) {
         return {};
     }
@@ -133,48 +127,24 @@ client_registration_list rs_tsp_client::RequestClientRegistrations(bool wait) {
     return registrations_;
 }
 
-bool rs_tsp_client::SendRequest(const std::optional<std::string>& request) {
-    return request && SendText(request->c_str());
+bool rs_tsp_client::SendRequest(const char* format, ...) {
+    char text[kRequestBufferSize] = {};
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+    return length >= 0 && static_cast<std::size_t>(length) < sizeof(text) && SendText(text);
 }
 
-void rs_tsp_client::PlaceCall(std::int32_t permanent_line_id, const std::string& phone_number,
-                              const std::string& requested_client_call_id) {
-    (void)SendRequest(FormatRequest(kPlaceCallRequest, permanent_line_id, phone_number.c_str(),
-                                    requested_client_call_id.c_str()));
-}
-
-void rs_tsp_client::AcceptCall(std::int32_t permanent_line_id, const std::string& client_call_id) {
-    (void)SendRequest(FormatRequest(kAcceptCallRequest, permanent_line_id, client_call_id.c_str()));
-}
-
-void rs_tsp_client::HoldCall(std::int32_t permanent_line_id, const std::string& client_call_id) {
-    (void)SendRequest(FormatRequest(kHoldCallRequest, permanent_line_id, client_call_id.c_str()));
-}
-
-void rs_tsp_client::ResumeCall(std::int32_t permanent_line_id, const std::string& client_call_id) {
-    (void)SendRequest(FormatRequest(kResumeCallRequest, permanent_line_id, client_call_id.c_str()));
-}
-
-bool rs_tsp_client::TransferCall(std::int32_t permanent_line_id, const std::string& client_call_id,
-                                 const std::string& client_call_on_hold_id) {
-    return SendRequest(FormatRequest(kTransferCallRequest, permanent_line_id, client_call_id.c_str(),
-                                     client_call_on_hold_id.c_str()));
-}
-
-void rs_tsp_client::ForwardCall(std::int32_t permanent_line_id, const std::string& client_call_id,
-                                const std::string& phone_number) {
-    (void)SendRequest(
-        FormatRequest(kForwardCallRequest, permanent_line_id, client_call_id.c_str(), phone_number.c_str()));
-}
-
-void rs_tsp_client::PlayDtmf(std::int32_t permanent_line_id, const std::string& client_call_id,
-                             const std::string& digits) {
-    (void)SendRequest(
-        FormatRequest(kPlayDtmfRequest, permanent_line_id, client_call_id.c_str(), digits.c_str()));
-}
-
-bool rs_tsp_client::HangupCall(std::int32_t permanent_line_id, const std::string& client_call_id) {
-    return SendRequest(FormatRequest(kHangupCallRequest, permanent_line_id, client_call_id.c_str()));
+bool rs_tsp_client::SendCallRequest(const call_request& request, std::int32_t permanent_line_id,
+                                    const std::string& argument, const std::string& second_argument) {
+    if (request.second_argument == nullptr) {
+        return SendRequest("<msg><request><%s permanentLineId='%d' %s='%s'/></request></msg>",
+                           request.command, permanent_line_id, request.argument, argument.c_str());
+    }
+    return SendRequest("<msg><request><%s permanentLineId='%d' %s='%s' %s='%s'/></request></msg>",
+                       request.command, permanent_line_id, request.argument, argument.c_str(),
+                       request.second_argument, second_argument.c_str());
 }
 
 /// Which payload of which envelope goes where. Anything else is ignored.

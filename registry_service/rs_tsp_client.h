@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "platform/locks.h"
@@ -63,18 +62,8 @@ class rs_tsp_client final : public tcp_link, public call_requests {
     /// reader.
     void KeepAliveTick();
 
-    void PlaceCall(std::int32_t permanent_line_id, const std::string& phone_number,
-                   const std::string& requested_client_call_id) override;
-    void AcceptCall(std::int32_t permanent_line_id, const std::string& client_call_id) override;
-    void HoldCall(std::int32_t permanent_line_id, const std::string& client_call_id) override;
-    void ResumeCall(std::int32_t permanent_line_id, const std::string& client_call_id) override;
-    bool TransferCall(std::int32_t permanent_line_id, const std::string& client_call_id,
-                      const std::string& client_call_on_hold_id) override;
-    void ForwardCall(std::int32_t permanent_line_id, const std::string& client_call_id,
-                     const std::string& phone_number) override;
-    void PlayDtmf(std::int32_t permanent_line_id, const std::string& client_call_id,
-                  const std::string& digits) override;
-    bool HangupCall(std::int32_t permanent_line_id, const std::string& client_call_id) override;
+    bool SendCallRequest(const call_request& request, std::int32_t permanent_line_id,
+                         const std::string& argument, const std::string& second_argument) override;
 
   private:
     using payload_handler = void (rs_tsp_client::*)(const tinyxml2::XMLElement& payload, std::int32_t id);
@@ -87,8 +76,8 @@ class rs_tsp_client final : public tcp_link, public call_requests {
     void OnRegistrationList(const tinyxml2::XMLElement& payload, std::int32_t id);
     void OnKeepAlive(const tinyxml2::XMLElement& payload, std::int32_t id);
 
-    bool SendRequest(const std::optional<std::string>& request);
-    bool SendKeepAlive();
+    /// Formats a request and sends it; one of more than 1023 bytes is not sent. Returns whether it was.
+    [[gnu::format(printf, 2, 3)]] bool SendRequest(const char* format, ...);
     [[nodiscard]] std::int32_t NextRequestId();
 
     registry_service_event_handler& handler_;

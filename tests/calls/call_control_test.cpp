@@ -272,18 +272,6 @@ TEST_F(call_control, dial_gives_a_consultation_call_a_new_id_and_tells_proceedin
     EXPECT_EQ(call->State(), 0x1U);
 }
 
-TEST_F(call_control, dial_is_for_a_call_in_dial_tone_only) {
-    for (std::uint32_t state = 0x1; state <= 0x8000; state <<= 1) {
-        if (state == LINECALLSTATE_DIALTONE) {
-            continue;
-        }
-        const auto call = CallInState(state);
-        EXPECT_THROW(line_.Calls().Dial(call, 0, L"4712"), std::runtime_error) << state;
-        EXPECT_THAT(requests_.Requests(), IsEmpty()) << state;
-        EXPECT_EQ(call->State(), state);
-    }
-}
-
 TEST_F(call_control, texts_are_sent_in_the_ansi_code_page) {
     const auto call = CallInState(LINECALLSTATE_CONNECTED,
                                   L"b\x00FC"

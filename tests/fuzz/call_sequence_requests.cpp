@@ -217,10 +217,11 @@ void call_sequence::PrepareConsultation(std::uint64_t driver_handle) {
 
 void call_sequence::DialCall(std::uint64_t driver_handle) {
     const call_ptr call = calls_.FindCall(driver_handle);
-    if (call == nullptr || is_shut_) {
+    // Any other state TAPI is refused before.
+    if (call == nullptr || is_shut_ || call->State() != LINECALLSTATE_DIALTONE) {
         return;
     }
-    const bool must_fail = call->State() != LINECALLSTATE_DIALTONE || closing_ != 0;
+    const bool must_fail = closing_ != 0;
     const std::wstring id = call->ClientCallId();
     const std::size_t sent = requests_.Requests().size();
     bool has_failed = false;
@@ -229,8 +230,7 @@ void call_sequence::DialCall(std::uint64_t driver_handle) {
     } catch (const std::runtime_error&) {
         has_failed = true;
     }
-    Require(has_failed == must_fail,
-            "a call is dialled in dial tone, and not while its line is being closed");
+    Require(has_failed == must_fail, "no call is dialled while its line is being closed");
     Require((call->ClientCallId() == id) == has_failed, "a dialled call has a new id");
     Require(!has_failed || requests_.Requests().size() == sent, "what is not dialled is not sent");
 }

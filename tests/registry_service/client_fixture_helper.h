@@ -94,6 +94,11 @@ class rs_tsp_client_fixture : public testing::Test {
     void Receive(const std::string& message);
 
     [[nodiscard]] rs_tsp_client& Client() { return owner_->client; }
+    /// Has the client send a request about a call. Returns whether it was sent.
+    bool Send(const call_request& request, std::int32_t permanent_line_id, const std::string& argument,
+              const std::string& second_argument = {}) {
+        return Client().SendCallRequest(request, permanent_line_id, argument, second_argument);
+    }
     [[nodiscard]] recording_handler& Handler() { return owner_->handler; }
     /// What the client has logged.
     [[nodiscard]] std::vector<std::string> Logged() const { return log_.Texts("RsTspClient"); }

@@ -270,7 +270,7 @@ TEST_F(rs_tsp_client_events, every_event_comes_on_the_reader_thread) {
 
 TEST_F(rs_tsp_client_events, handler_may_send_a_request) {
     server_connection service = StartConnected();
-    Handler().on_event = [this](const std::string&) { EXPECT_TRUE(Client().HangupCall(17, "c1")); };
+    Handler().on_event = [this](const std::string&) { EXPECT_TRUE(Send(kHangupCall, 17, "c1")); };
     service.Send(Event("<CallState clientCallId='c1' permanentLineId='17'/>"));
     EXPECT_EQ(service.ReceiveThrough("</msg>"),
               "<msg><request><hangupCall permanentLineId='17' clientCallId='c1'/></request></msg>");

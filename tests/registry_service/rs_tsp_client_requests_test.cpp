@@ -24,75 +24,56 @@ class rs_tsp_client_requests : public rs_tsp_client_fixture {
     server_connection service_ = StartConnected();
 };
 
-TEST_F(rs_tsp_client_requests, place_call) {
-    Client().PlaceCall(17, "+49123", "0a-1b");
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><placeCall permanentLineId='17' phoneNumber='+49123' "
-              "requestedClientCallId='0a-1b'/></request></msg>");
-}
-
-TEST_F(rs_tsp_client_requests, accept_call) {
-    Client().AcceptCall(17, "c1");
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><acceptCall permanentLineId='17' clientCallId='c1'/></request></msg>");
-}
-
-TEST_F(rs_tsp_client_requests, hold_call) {
-    Client().HoldCall(17, "c1");
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><holdCall permanentLineId='17' clientCallId='c1'/></request></msg>");
-}
-
-TEST_F(rs_tsp_client_requests, resume_call) {
-    Client().ResumeCall(17, "c1");
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><resumeCall permanentLineId='17' clientCallId='c1'/></request></msg>");
-}
-
-TEST_F(rs_tsp_client_requests, transfer_call_tells_that_it_was_sent) {
-    EXPECT_TRUE(Client().TransferCall(17, "c1", "c2"));
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><transferCall permanentLineId='17' clientCallId='c1' "
-              "clientCallOnHoldId='c2'/></request></msg>");
-}
-
-TEST_F(rs_tsp_client_requests, forward_call) {
-    Client().ForwardCall(17, "c1", "200");
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><forwardCall permanentLineId='17' clientCallId='c1' "
-              "phoneNumber='200'/></request></msg>");
-}
-
-TEST_F(rs_tsp_client_requests, play_dtmf) {
-    Client().PlayDtmf(17, "c1", "12#*");
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><playDtmf permanentLineId='17' clientCallId='c1' "
-              "digits='12#*'/></request></msg>");
-}
-
-TEST_F(rs_tsp_client_requests, hangup_call_tells_that_it_was_sent) {
-    EXPECT_TRUE(Client().HangupCall(17, "c1"));
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><hangupCall permanentLineId='17' clientCallId='c1'/></request></msg>");
+TEST_F(rs_tsp_client_requests, each_has_its_text_and_tells_that_it_was_sent) {
+    static constexpr struct {
+        const call_request& request;
+        const char* command;
+    } kRequests[] = {
+        {kPlaceCall, "placeCall permanentLineId='17' phoneNumber='+49 1' requestedClientCallId='0a-1b'"},
+        {kAcceptCall, "acceptCall permanentLineId='17' clientCallId='+49 1'"},
+        {kHoldCall, "holdCall permanentLineId='17' clientCallId='+49 1'"},
+        {kResumeCall, "resumeCall permanentLineId='17' clientCallId='+49 1'"},
+        {kTransferCall, "transferCall permanentLineId='17' clientCallId='+49 1' clientCallOnHoldId='0a-1b'"},
+        {kForwardCall, "forwardCall permanentLineId='17' clientCallId='+49 1' phoneNumber='0a-1b'"},
+        {kPlayDtmf, "playDtmf permanentLineId='17' clientCallId='+49 1' digits='0a-1b'"},
+        {kHangupCall, "hangupCall permanentLineId='17' clientCallId='+49 1'"},
+    };
+    for (const auto& row : kRequests) {
+        EXPECT_TRUE(Send(row.request, 17, "+49 1", "0a-1b")) << row.command;
+        EXPECT_EQ(NextMessage(), "<msg><request><" + std::string(row.command) + "/></request></msg>");
+    }
 }
 
 TEST_F(rs_tsp_client_requests, line_id_with_the_top_bit_set_is_written_negative) {
-    Client().HoldCall(std::numeric_limits<std::int32_t>::min(), "c1");
+    EXPECT_TRUE(Send(kHoldCall, std::numeric_limits<std::int32_t>::min(), "c1"));
     EXPECT_EQ(NextMessage(),
               "<msg><request><holdCall permanentLineId='-2147483648' clientCallId='c1'/></request></msg>");
 }
 
 TEST_F(rs_tsp_client_requests, quote_in_an_argument_is_sent_unchanged) {
-    Client().PlaceCall(17, "1'2", "c<&>");
+    EXPECT_TRUE(Send(kPlaceCall, 17, "1'2", "c<&>"));
     EXPECT_EQ(NextMessage(),
               "<msg><request><placeCall permanentLineId='17' phoneNumber='1'2' "
               "requestedClientCallId='c<&>'/></request></msg>");
 }
 
+TEST_F(rs_tsp_client_requests, arguments_keep_their_bytes) {
+    EXPECT_TRUE(Send(kHangupCall, 17, "\xFC%d"));
+    EXPECT_EQ(NextMessage(),
+              "<msg><request><hangupCall permanentLineId='17' clientCallId='\xFC%d'/></request></msg>");
+}
+
+TEST_F(rs_tsp_client_requests, empty_arguments_are_sent_empty) {
+    EXPECT_TRUE(Send(kForwardCall, 0, "", ""));
+    EXPECT_EQ(
+        NextMessage(),
+        "<msg><request><forwardCall permanentLineId='0' clientCallId='' phoneNumber=''/></request></msg>");
+}
+
 TEST_F(rs_tsp_client_requests, no_byte_separates_the_messages) {
-    Client().HoldCall(1, "a");
-    Client().ResumeCall(1, "a");
-    Client().HoldCall(1, "b");
+    EXPECT_TRUE(Send(kHoldCall, 1, "a"));
+    EXPECT_TRUE(Send(kResumeCall, 1, "a"));
+    EXPECT_TRUE(Send(kHoldCall, 1, "b"));
     const std::string expected =
         "<msg><request><holdCall permanentLineId='1' clientCallId='a'/></request></msg>"
         "<msg><request><resumeCall permanentLineId='1' clientCallId='a'/></request></msg>"
@@ -104,47 +85,48 @@ TEST_F(rs_tsp_client_requests, no_byte_separates_the_messages) {
 TEST_F(rs_tsp_client_requests, text_of_1023_bytes_is_sent) {
     const std::string frame =
         "<msg><request><hangupCall permanentLineId='1' clientCallId=''/></request></msg>";
-    EXPECT_TRUE(Client().HangupCall(1, std::string(1023 - frame.size(), 'x')));
+    EXPECT_TRUE(Send(kHangupCall, 1, std::string(1023 - frame.size(), 'x')));
     EXPECT_EQ(NextMessage().size(), 1023u);
 }
 
 TEST_F(rs_tsp_client_requests, text_of_1024_bytes_is_not_sent_and_says_so) {
     const std::string hang_up =
         "<msg><request><hangupCall permanentLineId='1' clientCallId=''/></request></msg>";
-    EXPECT_FALSE(Client().HangupCall(1, std::string(1024 - hang_up.size(), 'x')));
+    EXPECT_FALSE(Send(kHangupCall, 1, std::string(1024 - hang_up.size(), 'x')));
     const std::string transfer =
         "<msg><request><transferCall permanentLineId='1' clientCallId='' "
         "clientCallOnHoldId=''/></request></msg>";
-    EXPECT_FALSE(Client().TransferCall(1, "", std::string(1024 - transfer.size(), 'x')));
+    EXPECT_FALSE(Send(kTransferCall, 1, "", std::string(1024 - transfer.size(), 'x')));
     EXPECT_TRUE(Client().IsConnected());
-    Client().HoldCall(1, "c1");
+    EXPECT_TRUE(Send(kHoldCall, 1, "c1"));
     EXPECT_EQ(NextMessage(),
               "<msg><request><holdCall permanentLineId='1' clientCallId='c1'/></request></msg>");
 }
 
 TEST_F(rs_tsp_client_requests, no_request_with_a_too_long_argument_is_sent) {
     const std::string longest(1024, 'x');
-    Client().PlaceCall(1, longest, "c1");
-    Client().AcceptCall(1, longest);
-    Client().HoldCall(1, longest);
-    Client().ResumeCall(1, longest);
-    Client().ForwardCall(1, "c1", longest);
-    Client().PlayDtmf(1, "c1", longest);
-    EXPECT_TRUE(Client().HangupCall(1, "c1"));
-    EXPECT_EQ(NextMessage(),
-              "<msg><request><hangupCall permanentLineId='1' clientCallId='c1'/></request></msg>");
+    for (const call_request& request : {kPlaceCall, kAcceptCall, kHoldCall, kResumeCall, kTransferCall,
+                                        kForwardCall, kPlayDtmf, kHangupCall}) {
+        EXPECT_FALSE(Send(request, 1, longest, "c1")) << request.command;
+        EXPECT_EQ(Send(request, 1, "c1", longest), request.second_argument == nullptr) << request.command;
+    }
+    EXPECT_FALSE(Send(kHangupCall, 1, std::string(100000, 'x')));
+    for (const char* sent : {"acceptCall", "holdCall", "resumeCall", "hangupCall"}) {
+        EXPECT_EQ(NextMessage(), "<msg><request><" + std::string(sent) +
+                                     " permanentLineId='1' clientCallId='c1'/></request></msg>");
+    }
 }
 
 TEST_F(rs_tsp_client_requests, requests_without_a_connection_are_lost_and_say_so) {
     Disconnect(service_);
-    Client().PlaceCall(17, "200", "c1");
-    Client().AcceptCall(17, "c1");
-    EXPECT_FALSE(Client().TransferCall(17, "c1", "c2"));
-    EXPECT_FALSE(Client().HangupCall(17, "c1"));
+    EXPECT_FALSE(Send(kPlaceCall, 17, "200", "c1"));
+    EXPECT_FALSE(Send(kAcceptCall, 17, "c1"));
+    EXPECT_FALSE(Send(kTransferCall, 17, "c1", "c2"));
+    EXPECT_FALSE(Send(kHangupCall, 17, "c1"));
     // Nothing is queued: the next connection begins with what is asked then.
     Client().ConnectToService(false);
     server_connection next = server_.Accept();
-    EXPECT_TRUE(Client().HangupCall(17, "c9"));
+    EXPECT_TRUE(Send(kHangupCall, 17, "c9"));
     EXPECT_EQ(next.ReceiveThrough("</msg>"),
               "<msg><request><hangupCall permanentLineId='17' clientCallId='c9'/></request></msg>");
 }
@@ -152,12 +134,12 @@ TEST_F(rs_tsp_client_requests, requests_without_a_connection_are_lost_and_say_so
 TEST_F(rs_tsp_client_requests, requests_are_not_logged_whether_sent_or_too_long_or_lost) {
     log_.Skip();
     const std::string too_long(1024, 'x');
-    EXPECT_TRUE(Client().HangupCall(17, "c1"));
-    EXPECT_FALSE(Client().HangupCall(17, too_long));
-    Client().PlaceCall(17, too_long, "c1");
+    EXPECT_TRUE(Send(kHangupCall, 17, "c1"));
+    EXPECT_FALSE(Send(kHangupCall, 17, too_long));
+    EXPECT_FALSE(Send(kPlaceCall, 17, too_long, "c1"));
     Disconnect(service_);
-    EXPECT_FALSE(Client().TransferCall(17, "c1", "c2"));
-    Client().PlayDtmf(17, "c1", "1");
+    EXPECT_FALSE(Send(kTransferCall, 17, "c1", "c2"));
+    EXPECT_FALSE(Send(kPlayDtmf, 17, "c1", "1"));
     (void)Client().RequestClientRegistrations(false);
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
@@ -169,7 +151,7 @@ TEST_F(rs_tsp_client_requests, requests_of_several_threads_arrive_whole) {
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([this, thread] {
             for (int number = 0; number < kRequestsEach; ++number) {
-                EXPECT_TRUE(Client().HangupCall(thread, "c" + std::to_string(number)));
+                EXPECT_TRUE(Send(kHangupCall, thread, "c" + std::to_string(number)));
             }
         });
     }

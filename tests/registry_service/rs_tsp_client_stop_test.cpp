@@ -78,7 +78,7 @@ TEST_F(rs_tsp_client_stop, nothing_connects_after_a_stop) {
     Client().KeepAliveTick();
     EXPECT_FALSE(Client().IsConnected());
     EXPECT_FALSE(server_.HasWaitingConnection());
-    EXPECT_FALSE(Client().HangupCall(17, "c1"));
+    EXPECT_FALSE(Send(kHangupCall, 17, "c1"));
 }
 
 TEST_F(rs_tsp_client_stop, timer_ticks_no_more_after_a_stop) {

@@ -25,7 +25,7 @@ class recording_call_requests : public call_requests {
         const std::lock_guard guard(mutex_);
         reaction_ = std::move(react);
     }
-    /// What the requests with a result return; true to begin with.
+    /// What the requests return; true to begin with.
     void SetResult(bool sent) { result_ = sent; }
     [[nodiscard]] std::vector<std::string> Requests() const {
         const std::lock_guard guard(mutex_);
@@ -36,33 +36,12 @@ class recording_call_requests : public call_requests {
         requests_.clear();
     }
 
-    void PlaceCall(std::int32_t line, const std::string& number, const std::string& requested_id) override {
-        Record("placeCall", line, {number, requested_id});
-    }
-    void AcceptCall(std::int32_t line, const std::string& id) override { Record("acceptCall", line, {id}); }
-    void HoldCall(std::int32_t line, const std::string& id) override { Record("holdCall", line, {id}); }
-    void ResumeCall(std::int32_t line, const std::string& id) override { Record("resumeCall", line, {id}); }
-    bool TransferCall(std::int32_t line, const std::string& id, const std::string& on_hold_id) override {
-        Record("transferCall", line, {id, on_hold_id});
-        return result_;
-    }
-    void ForwardCall(std::int32_t line, const std::string& id, const std::string& number) override {
-        Record("forwardCall", line, {id, number});
-    }
-    void PlayDtmf(std::int32_t line, const std::string& id, const std::string& digits) override {
-        Record("playDtmf", line, {id, digits});
-    }
-    bool HangupCall(std::int32_t line, const std::string& id) override {
-        Record("hangupCall", line, {id});
-        return result_;
-    }
-
-  private:
-    void Record(const char* name, std::int32_t line, const std::vector<std::string>& arguments) {
-        std::string text = name;
-        text += ' ' + std::to_string(line);
-        for (const std::string& argument : arguments) {
-            text += ' ' + argument;
+    bool SendCallRequest(const call_request& request, std::int32_t permanent_line_id,
+                         const std::string& argument, const std::string& second_argument) override {
+        std::string text = request.command;
+        text += ' ' + std::to_string(permanent_line_id) + ' ' + argument;
+        if (request.second_argument != nullptr) {
+            text += ' ' + second_argument;
         }
         reaction react;
         {
@@ -73,8 +52,10 @@ class recording_call_requests : public call_requests {
         if (react) {
             react(text);
         }
+        return result_;
     }
 
+  private:
     std::atomic<bool> result_{true};
     mutable std::mutex mutex_;
     std::vector<std::string> requests_;
