@@ -3,7 +3,7 @@
 #include <array>
 
 #include "calls/call_manager.h"
-#include "calls/client_call_states.h"
+#include "calls/call_tables.h"
 #include "calls/line_calls.h"
 #include "calls/line_log.h"
 #include "calls/tapi_call.h"

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "calls/call_state_names.h"
 #include "logging/category_log.h"
 #include "platform/low32.h"
 

@@ -8,8 +8,7 @@
 #include <string>
 
 #include "calls/call_line.h"
-#include "calls/client_call_states.h"
-#include "calls/forward_types.h"
+#include "calls/call_tables.h"
 #include "platform/locks.h"
 #include "registry_service/client_records.h"
 

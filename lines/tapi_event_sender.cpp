@@ -1,6 +1,6 @@
 #include "lines/tapi_event_sender.h"
 
-#include "calls/call_state_names.h"
+#include "calls/call_tables.h"
 #include "calls/line_log.h"
 #include "logging/category_log.h"
 #include "platform/bit_names.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "calls/forward_types.h"
+#include "calls/call_tables.h"
 #include "calls/tapi_call.h"
 #include "platform/low32.h"
 #include "provider/driver_handles.h"

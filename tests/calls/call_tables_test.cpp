@@ -1,5 +1,7 @@
 // The tables of the calls: names, numbers, reasons; call ids and the clock.
 
+#include "calls/call_tables.h"
+
 #include <windows.h>
 #include <tspi.h>
 
@@ -12,10 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "calls/call_state_names.h"
 #include "calls/client_call_id.h"
-#include "calls/client_call_states.h"
-#include "calls/forward_types.h"
 #include "calls/utc_clock.h"
 #include "tests/support/log_reader.h"
 #include "tests/support/manual_clock.h"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "call_sequence.h"
-#include "calls/forward_types.h"
+#include "calls/call_tables.h"
 
 namespace brivelnox::fuzz {
 
