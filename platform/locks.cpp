@@ -17,17 +17,24 @@ DWORD MillisecondsUntil(lock_clock::time_point deadline) {
 
 bool recursive_mutex::AcquireOnce(DWORD milliseconds) {
     const DWORD self = GetCurrentThreadId();
-    AcquireSRWLockExclusive(&state_lock_);
-    if (owner_ != 0 && owner_ != self && milliseconds != 0) {
-        (void)SleepConditionVariableSRW(&released_, &state_lock_, milliseconds, 0);
+    // No other thread ever writes this one's id.
+    if (owner_.load() != self) {
+        AcquireSRWLockExclusive(&state_lock_);
+        if (owner_.load() != 0 && milliseconds != 0) {
+            (void)SleepConditionVariableSRW(&released_, &state_lock_, milliseconds, 0);
+        }
+        const bool is_free = owner_.load() == 0;
+        if (is_free) {
+            owner_.store(self);
+        }
+        ReleaseSRWLockExclusive(&state_lock_);
+        if (!is_free) {
+            return false;
+        }
     }
-    const bool acquired = owner_ == 0 || owner_ == self;
-    if (acquired) {
-        owner_ = self;
-        ++depth_;
-    }
-    ReleaseSRWLockExclusive(&state_lock_);
-    return watch_.TakenIf(acquired);
+    ++depth_;
+    watch_.Taken();
+    return true;
 }
 
 void recursive_mutex::lock() {
@@ -51,15 +58,13 @@ bool recursive_mutex::try_lock_until(lock_clock::time_point deadline) {
 
 void recursive_mutex::unlock() {
     watch_.Released();
+    if (--depth_ != 0) {
+        return;
+    }
     AcquireSRWLockExclusive(&state_lock_);
-    const bool released = --depth_ == 0;
-    if (released) {
-        owner_ = 0;
-    }
+    owner_.store(0);
     ReleaseSRWLockExclusive(&state_lock_);
-    if (released) {
-        WakeConditionVariable(&released_);
-    }
+    WakeConditionVariable(&released_);
 }
 
 }  // namespace brivelnox

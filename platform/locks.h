@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <mutex>
@@ -68,10 +69,10 @@ class BRIVELNOX_CAPABILITY("mutex") recursive_mutex {
     /// released.
     [[nodiscard]] bool AcquireOnce(DWORD milliseconds);
 
-    SRWLOCK state_lock_ = SRWLOCK_INIT;  // guards the two values below
+    SRWLOCK state_lock_ = SRWLOCK_INIT;  // for coming and going; its holder comes again without it
     CONDITION_VARIABLE released_ = CONDITION_VARIABLE_INIT;
-    DWORD owner_ = 0;  // the holder's thread id; 0 is nobody's
-    std::uint32_t depth_ = 0;
+    std::atomic<DWORD> owner_{0};  // the holder's thread id; 0 is nobody's
+    std::uint32_t depth_ = 0;      // the holder's alone
     lock_watch watch_;
 };
 

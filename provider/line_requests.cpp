@@ -138,7 +138,8 @@ LONG telephony_manager::LineDial(DRV_REQUESTID request_id, HDRVCALL call, const 
     return Asynchronous(request_id, L"LineMakeCallAsync: Caught Exception!", dial);
 }
 
-LONG telephony_manager::Request(const call_request& what, DRV_REQUESTID request_id, HDRVCALL call) noexcept {
+LONG telephony_manager::Request(const simple_request& what, DRV_REQUESTID request_id,
+                                HDRVCALL call) noexcept {
     return Asynchronous(request_id, what.message, [&](line_manager& lines) {
         (lines.Calls().*what.work)(CallKey(call));
         return 0L;

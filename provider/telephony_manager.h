@@ -19,14 +19,14 @@ using line_manager_factory = std::function<std::shared_ptr<line_manager>(std::sh
                                                                          std::uint32_t device_id_base)>;
 
 /// A request that is about one call and nothing else: what is logged when it fails, and who does it.
-struct call_request {
+struct simple_request {
     const wchar_t* message;
     void (call_manager::*work)(std::uint64_t handle);
 };
-inline constexpr call_request kAnswer = {L"LineAnswerCall: Caught Exception!", &call_manager::AnswerCall};
-inline constexpr call_request kHold = {L"LineHoldCall: Caught Exception!", &call_manager::HoldCall};
-inline constexpr call_request kUnhold = {L"LineUnHoldCall: Caught Exception!", &call_manager::ResumeCall};
-inline constexpr call_request kDrop = {L"LineDropCallAsync: Caught Exception!", &call_manager::DropCall};
+inline constexpr simple_request kAnswer = {L"LineAnswerCall: Caught Exception!", &call_manager::AnswerCall};
+inline constexpr simple_request kHold = {L"LineHoldCall: Caught Exception!", &call_manager::HoldCall};
+inline constexpr simple_request kUnhold = {L"LineUnHoldCall: Caught Exception!", &call_manager::ResumeCall};
+inline constexpr simple_request kDrop = {L"LineDropCallAsync: Caught Exception!", &call_manager::DropCall};
 
 /// The one object behind TAPI's entry points. Owns the call manager (made first, released last) and the line
 /// manager (made last, released first), reports asynchronous results, and holds the bodies of the line and
@@ -88,7 +88,7 @@ class telephony_manager {
                   DWORD country_code) noexcept;
     /// Asynchronous: answer, hold, unhold or drop. An unknown call completes with 0, as for the requests that
     /// follow.
-    LONG Request(const call_request& what, DRV_REQUESTID request_id, HDRVCALL call) noexcept;
+    LONG Request(const simple_request& what, DRV_REQUESTID request_id, HDRVCALL call) noexcept;
     /// Asynchronous: a blind transfer and a redirection differ in the `message` only.
     LONG Forward(const wchar_t* message, DRV_REQUESTID request_id, HDRVCALL call,
                  const wchar_t* destination) noexcept;
