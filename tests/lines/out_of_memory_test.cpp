@@ -44,7 +44,7 @@ TEST_F(line_out_of_memory, is_there_once_when_a_list_names_it_again) {
             manager_->Stop();
         }
         if (!has_failed) {
-            EXPECT_GT(managers, 10U);
+            EXPECT_GT(managers, 1U) << "no manager has outlived a failure";
             return;
         }
     }
