@@ -14,7 +14,18 @@ namespace {
 
 constexpr category_log Log{L"CallManager"};
 
+constexpr std::uint64_t kFileTimeUnitsPerMillisecond = 10000;
+
 }  // namespace
+
+std::int64_t call_manager::SystemUtcTime() {
+    SYSTEMTIME now = {};
+    GetSystemTime(&now);
+    FILETIME units = {};
+    (void)SystemTimeToFileTime(&now, &units);
+    const std::uint64_t count = (std::uint64_t{units.dwHighDateTime} << 32) | units.dwLowDateTime;
+    return static_cast<std::int64_t>(count / kFileTimeUnitsPerMillisecond);
+}
 
 std::shared_ptr<tapi_call> call_manager::GetNewTapiCallHandle(call_line& line, const client_call_state& state,
                                                               std::uint32_t call_origin) {
@@ -147,7 +158,7 @@ void call_manager::CloseCall(std::uint64_t handle) {
         return;
     }
     if (!call->Line().IsRetired()) {
-        call->Line().Calls().RemoveCall(*call);
+        call->Line().Calls().RemoveCall(call->ClientCallId());
     }
 }
 

@@ -11,7 +11,6 @@
 
 #include "calls/call_line.h"
 #include "calls/tapi_call.h"
-#include "calls/utc_clock.h"
 #include "logging/log_format.h"
 #include "platform/locks.h"
 #include "registry_service/client_records.h"
@@ -28,6 +27,9 @@ class line_calls;
 /// while calling out. The lines of all calls outlive the use of this object.
 class call_manager {
   public:
+    /// Tells the current UTC time in milliseconds. The provider uses SystemUtcTime; tests hand in their own.
+    using utc_clock = std::int64_t (*)();
+
     explicit call_manager(utc_clock clock = &SystemUtcTime) : clock_(clock) {}
     call_manager(const call_manager&) = delete;
     call_manager& operator=(const call_manager&) = delete;
@@ -70,13 +72,14 @@ class call_manager {
     void PrepareConsultationCall(std::uint64_t handle, HTAPICALL consultation_call,
                                  std::uint64_t& consultation_handle);
 
-    /// The current UTC time by this manager's clock.
-    [[nodiscard]] SYSTEMTIME Now() const { return clock_(); }
+    /// The current UTC time in milliseconds, by this manager's clock.
+    [[nodiscard]] std::int64_t Now() const { return clock_(); }
 
   private:
     using call_ptr = std::shared_ptr<tapi_call>;
     using simple_request = void (line_calls::*)(tapi_call& call);
 
+    static std::int64_t SystemUtcTime();
     [[nodiscard]] call_ptr FindUsableCall(std::uint64_t driver_call_handle) const;
     void Request(log_format<std::uint32_t> text, std::uint64_t handle, simple_request request) const;
     [[nodiscard]] std::uint64_t NextDriverCallHandle() { return ++last_driver_call_handle_; }

@@ -126,7 +126,7 @@ void line_calls::MakeCall(HTAPICALL tapi_call_handle, std::uint32_t country_code
     const call_ptr call = call_manager_.CreateOutboundCall(line_, client_call_id, tapi_call_handle);
     scope_exit forget([&] {
         call_manager_.RemoveCall(*call);
-        RemoveEntry(client_call_id);
+        RemoveCall(client_call_id);
     });
     call->SetStartedByTapi();
     call->SetState(LINECALLSTATE_PROCEEDING, 0, true);

@@ -1,13 +1,14 @@
 // The softphone's call events: how its call states become the TAPI call states of a telephone line.
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "calls/call_manager.h"
 #include "calls/call_tables.h"
 #include "calls/line_calls.h"
 #include "calls/line_log.h"
 #include "calls/tapi_call.h"
-#include "calls/utc_clock.h"
 #include "logging/category_log.h"
 
 namespace brivelnox {
@@ -52,50 +53,93 @@ void LogEvent(const call_line& line, log_format<> what, const client_call_state&
             state.callState.c_str());
 }
 
-bool IsPlacedByTapi(const tapi_call& call) {
-    return call.StartedByTapi() && call.State() == LINECALLSTATE_PROCEEDING;
+void HangUp(tapi_call& call, std::int32_t call_reason) {
+    if (call_reason == kCallReasonBusyHere) {
+        Log(L"Hangup, busy -> signal busy state for call");
+        call.SetState(LINECALLSTATE_BUSY, 0, true);
+        call.SetState(LINECALLSTATE_IDLE, 0, true);
+        call.SetFinalStateSignalled();
+        return;
+    }
+    const DWORD mode = DisconnectModeOf(call_reason);
+    Log(L"Client Hangup state might be temporary -> do not yet signal disconnected state");
+    // Any later state overwrites the mode with 0, and the call then ends without a reason. That is kept.
+    call.SetStateMode(mode);
+}
+
+// What a client state does to a call that TAPI placed and that is still PROCEEDING, `elapsed` milliseconds
+// after it was created.
+
+void ReportHeldBackConnect(tapi_call& call, std::int32_t) {
+    if (call.ConnectedIgnored()) {
+        Log(L"Outbound call was started by TAPI, connected state was ignored, call is now 'outgoing' -> report as ringback.");
+        call.SetConnectedIgnored(false);
+        GoThrough(call, kProceedingRingback);
+    }
+}
+
+void ReportProceedingBeforeRingback(tapi_call& call, std::int32_t) {
+    Log(L"Outbound call was started by TAPI -> report as proceeding before signaling ringback.");
+    GoThrough(call, kProceedingRingback);
+}
+
+void ApplyConnectTiming(tapi_call& call, std::int32_t elapsed) {
+    if (elapsed < kBelievedConnectMilliseconds) {
+        Log(L"Outbound call is connected without ringback, duration %d ms. Call was started by TAPI -> report as proceeding.",
+            elapsed);
+        call.SetState(LINECALLSTATE_PROCEEDING, 0, true);
+        call.SetConnectedIgnored(true);
+    } else {
+        Log(L"Outbound call was started by TAPI, duration %d ms -> report as connected.", elapsed);
+        GoThrough(call, kCallerConnected);
+    }
+}
+
+void ReportRingbackBeforeConnect(tapi_call& call, std::int32_t) {
+    Log(L"Outbound call is in a connected state but TAPI call is still proceeding. Call was started by TAPI -> report ringback before connect.");
+    GoThrough(call, kCallerConnected);
 }
 
 }  // namespace
 
 /// What one client state does. Conference and consultation are all plain CONNECTED for TAPI.
-struct line_calls::client_state_rule {
+struct client_state_rule {
     std::int32_t client_state;
     // For a call that is not known yet, where the local party is the caller or the called; without states the
     // call is not created.
     state_sequence new_caller;
     state_sequence new_callee;
     // For a known call that TAPI placed and that is still PROCEEDING; null: as any other.
-    placed_by_tapi_rule placed_by_tapi;
+    void (*placed_by_tapi)(tapi_call& call, std::int32_t elapsed);
     // For any other known call.
     state_sequence known;
 };
 
-const line_calls::client_state_rule* line_calls::FindRule(std::int32_t client_state) {
-    static const client_state_rule kRules[] = {
-        {kClientIncoming, kNone, kNone, &line_calls::ReportHeldBackConnect, kNone},
-        {kClientOutgoing, kNone, kNone, &line_calls::ReportHeldBackConnect, kNone},
-        {kClientRinging, kOfferingAccepted, kOfferingAccepted, nullptr, kAccepted},
-        {kClientRingback, kProceedingRingback, kProceedingRingback,
-         &line_calls::ReportProceedingBeforeRingback, kRingback},
-        {kClientConnected, kCallerConnected, kCalleeConnected, &line_calls::ApplyConnectTiming, kConnected},
-        {kClientParked, kCallerOnHold, kCalleeOnHold, nullptr, kOnHold},
-        {kClientConferenceActive, kCallerConnected, kCalleeConnected,
-         &line_calls::ReportRingbackBeforeConnect, kConnected},
-        {kClientConsult, kCallerConnected, kCalleeConnected, &line_calls::ReportRingbackBeforeConnect,
-         kConnected},
-        {kClientConferenceConsult, kCallerConnected, kCalleeConnected,
-         &line_calls::ReportRingbackBeforeConnect, kConnected},
-        {kClientConferenceInactive, kCallerConnected, kCalleeConnected,
-         &line_calls::ReportRingbackBeforeConnect, kConnected},
-    };
-    for (const client_state_rule& rule : kRules) {
-        if (rule.client_state == client_state) {
-            return &rule;
-        }
+namespace {
+
+constexpr client_state_rule kRules[] = {
+    {kClientIncoming, kNone, kNone, &ReportHeldBackConnect, kNone},
+    {kClientOutgoing, kNone, kNone, &ReportHeldBackConnect, kNone},
+    {kClientRinging, kOfferingAccepted, kOfferingAccepted, nullptr, kAccepted},
+    {kClientRingback, kProceedingRingback, kProceedingRingback, &ReportProceedingBeforeRingback, kRingback},
+    {kClientConnected, kCallerConnected, kCalleeConnected, &ApplyConnectTiming, kConnected},
+    {kClientParked, kCallerOnHold, kCalleeOnHold, nullptr, kOnHold},
+    {kClientConferenceActive, kCallerConnected, kCalleeConnected, &ReportRingbackBeforeConnect, kConnected},
+    {kClientConsult, kCallerConnected, kCalleeConnected, &ReportRingbackBeforeConnect, kConnected},
+    {kClientConferenceConsult, kCallerConnected, kCalleeConnected, &ReportRingbackBeforeConnect, kConnected},
+    {kClientConferenceInactive, kCallerConnected, kCalleeConnected, &ReportRingbackBeforeConnect, kConnected},
+};
+
+void ContinueCall(const client_state_rule& rule, tapi_call& call, std::int64_t now) {
+    const bool is_placed_by_tapi = call.StartedByTapi() && call.State() == LINECALLSTATE_PROCEEDING;
+    if (rule.placed_by_tapi != nullptr && is_placed_by_tapi) {
+        rule.placed_by_tapi(call, static_cast<std::int32_t>(now - call.CreatedAt()));
+    } else {
+        GoThrough(call, rule.known);
     }
-    return nullptr;
 }
+
+}  // namespace
 
 void line_calls::OnClientCallState(const client_call_state& state) {
     const lock_guard events(events_);
@@ -105,17 +149,18 @@ void line_calls::OnClientCallState(const client_call_state& state) {
     const call_ptr call = FindCall(state.clientCallId);
     const bool parameters_changed = call != nullptr && NoteEvent(*call, state, client_state);
 
-    const client_state_rule* const rule = FindRule(client_state);
+    const auto* const rule = std::ranges::find(kRules, client_state, &client_state_rule::client_state);
+    const bool has_rule = rule != std::end(kRules);
     if (call == nullptr) {
-        if (rule != nullptr) {
+        if (has_rule) {
             StartCall(*rule, state);
         }
         return;
     }
     if (client_state == kClientHangup) {
         HangUp(*call, state.callReason);
-    } else if (rule != nullptr) {
-        ContinueCall(*rule, *call);
+    } else if (has_rule) {
+        ContinueCall(*rule, *call, call_manager_.Now());
     }
     if (parameters_changed && !call->FinalStateSignalled()) {
         call->FlushCallInfo();
@@ -155,59 +200,6 @@ void line_calls::StartCall(const client_state_rule& rule, const client_call_stat
         call->SetFinalStateSignalled();
     }
     GoThrough(*call, states);
-}
-
-void line_calls::ContinueCall(const client_state_rule& rule, tapi_call& call) {
-    if (rule.placed_by_tapi != nullptr && IsPlacedByTapi(call)) {
-        (this->*rule.placed_by_tapi)(call);
-    } else {
-        GoThrough(call, rule.known);
-    }
-}
-
-void line_calls::ReportHeldBackConnect(tapi_call& call) {
-    if (call.ConnectedIgnored()) {
-        Log(L"Outbound call was started by TAPI, connected state was ignored, call is now 'outgoing' -> report as ringback.");
-        call.SetConnectedIgnored(false);
-        GoThrough(call, kProceedingRingback);
-    }
-}
-
-void line_calls::ReportProceedingBeforeRingback(tapi_call& call) {
-    Log(L"Outbound call was started by TAPI -> report as proceeding before signaling ringback.");
-    GoThrough(call, kProceedingRingback);
-}
-
-void line_calls::ApplyConnectTiming(tapi_call& call) {
-    const std::int32_t elapsed = MillisecondsBetween(call.CreatedAt(), call_manager_.Now());
-    if (elapsed < kBelievedConnectMilliseconds) {
-        Log(L"Outbound call is connected without ringback, duration %d ms. Call was started by TAPI -> report as proceeding.",
-            elapsed);
-        call.SetState(LINECALLSTATE_PROCEEDING, 0, true);
-        call.SetConnectedIgnored(true);
-    } else {
-        Log(L"Outbound call was started by TAPI, duration %d ms -> report as connected.", elapsed);
-        GoThrough(call, kCallerConnected);
-    }
-}
-
-void line_calls::ReportRingbackBeforeConnect(tapi_call& call) {
-    Log(L"Outbound call is in a connected state but TAPI call is still proceeding. Call was started by TAPI -> report ringback before connect.");
-    GoThrough(call, kCallerConnected);
-}
-
-void line_calls::HangUp(tapi_call& call, std::int32_t call_reason) {
-    if (call_reason == kCallReasonBusyHere) {
-        Log(L"Hangup, busy -> signal busy state for call");
-        call.SetState(LINECALLSTATE_BUSY, 0, true);
-        call.SetState(LINECALLSTATE_IDLE, 0, true);
-        call.SetFinalStateSignalled();
-        return;
-    }
-    const DWORD mode = DisconnectModeOf(call_reason);
-    Log(L"Client Hangup state might be temporary -> do not yet signal disconnected state");
-    // Any later state overwrites the mode with 0, and the call then ends without a reason. That is kept.
-    call.SetStateMode(mode);
 }
 
 void line_calls::OnCallRemoved(const std::wstring& client_call_id) {

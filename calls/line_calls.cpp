@@ -34,11 +34,7 @@ void line_calls::AddCall(const call_ptr& call) {
     LogLine(line_, kAddCall, kIdOfCall, client_call_id.c_str());
 }
 
-void line_calls::RemoveCall(const tapi_call& call) {
-    RemoveEntry(call.ClientCallId());
-}
-
-void line_calls::RemoveEntry(const std::wstring& client_call_id) {
+void line_calls::RemoveCall(const std::wstring& client_call_id) {
     bool is_removed = false;
     {
         const lock_guard guard(lock_);

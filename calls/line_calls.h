@@ -18,6 +18,7 @@ namespace brivelnox {
 class call_manager;
 class call_requests;
 class tapi_call;
+struct client_state_rule;
 struct request_rule;
 
 /// How many calls a line has, as TAPI counts them.
@@ -43,9 +44,9 @@ class line_calls {
     /// Enters a call into the index by its client call id, in place of one with the same id. Null is ignored.
     /// Either the call is entered or std::bad_alloc is thrown. The line's lock.
     void AddCall(const std::shared_ptr<tapi_call>& call);
-    /// Takes the entry with the call's client call id out of the index, whatever call it holds. The line's
-    /// lock.
-    void RemoveCall(const tapi_call& call);
+    /// Takes the entry with the client call id out of the index, whatever call it holds. Takes no memory. The
+    /// line's lock.
+    void RemoveCall(const std::wstring& client_call_id);
     /// Tells TAPI of every call that is not idle that it is disconnected and idle. The calls stay in the
     /// index. A call that is just being announced ends, too. Does nothing while the line is closed. Event
     /// lock.
@@ -86,14 +87,11 @@ class line_calls {
     void OnCallRemoved(const std::wstring& client_call_id);
 
   private:
-    struct client_state_rule;
     using call_ptr = std::shared_ptr<tapi_call>;
     using calls_by_client_id = std::map<std::wstring, call_ptr>;
 
     [[nodiscard]] call_ptr FindCall(const std::wstring& client_call_id) const;
     [[nodiscard]] std::vector<call_ptr> AllCalls() const;
-    /// Takes the entry out of the index, and logs it, if there is one. Takes no memory.
-    void RemoveEntry(const std::wstring& client_call_id);
     /// Gives the call another client call id, in the record and in the index; all of it or nothing.
     void ChangeCallId(const call_ptr& call, std::wstring new_id);
     void ResetCall(tapi_call& call) BRIVELNOX_REQUIRES(events_);
@@ -103,18 +101,9 @@ class line_calls {
     bool SendIfAllowed(const request_rule& rule, const tapi_call& call, const std::wstring& argument = {},
                        bool other_allows = true);
 
-    // Call events, in the order of their algorithm.
-    using placed_by_tapi_rule = void (line_calls::*)(tapi_call& call);
-    static const client_state_rule* FindRule(std::int32_t client_state);
     bool NoteEvent(tapi_call& call, const client_call_state& state, std::int32_t client_state)
         BRIVELNOX_REQUIRES(events_);
     void StartCall(const client_state_rule& rule, const client_call_state& state) BRIVELNOX_REQUIRES(events_);
-    void ContinueCall(const client_state_rule& rule, tapi_call& call) BRIVELNOX_REQUIRES(events_);
-    void HangUp(tapi_call& call, std::int32_t call_reason) BRIVELNOX_REQUIRES(events_);
-    void ReportHeldBackConnect(tapi_call& call);
-    void ReportProceedingBeforeRingback(tapi_call& call);
-    void ApplyConnectTiming(tapi_call& call);
-    void ReportRingbackBeforeConnect(tapi_call& call);
 
     call_line& line_;
     event_lock& events_;

@@ -17,7 +17,7 @@ constexpr std::uint32_t kCallerAndCalledChanged = LINECALLINFOSTATE_CALLERID | L
 }  // namespace
 
 tapi_call::tapi_call(std::uint64_t driver_call_handle, HTAPICALL tapi_call_handle, std::uint32_t call_origin,
-                     std::wstring client_call_id, call_line& line, const SYSTEMTIME& created_at)
+                     std::wstring client_call_id, call_line& line, std::int64_t created_at)
     : call_origin_(call_origin),
       driver_call_handle_(driver_call_handle),
       tapi_call_handle_(tapi_call_handle),

@@ -43,9 +43,10 @@ struct call_details {
 /// on other threads from seeing a field half-written.
 class tapi_call {
   public:
-    /// Logs the creation. `created_at` is the UTC time from which the timing of outbound calls counts.
+    /// Logs the creation. `created_at` is the UTC time in milliseconds from which the timing of outbound
+    /// calls counts.
     tapi_call(std::uint64_t driver_call_handle, HTAPICALL tapi_call_handle, std::uint32_t call_origin,
-              std::wstring client_call_id, call_line& line, const SYSTEMTIME& created_at);
+              std::wstring client_call_id, call_line& line, std::int64_t created_at);
     tapi_call(const tapi_call&) = delete;
     tapi_call& operator=(const tapi_call&) = delete;
 
@@ -77,7 +78,7 @@ class tapi_call {
     [[nodiscard]] HTAPICALL TapiCallHandle() const { return tapi_call_handle_; }
     /// The line the call is on, also once a shutdown has closed it for good.
     [[nodiscard]] call_line& Line() const { return line_; }
-    [[nodiscard]] const SYSTEMTIME& CreatedAt() const { return created_at_; }
+    [[nodiscard]] std::int64_t CreatedAt() const { return created_at_; }
     [[nodiscard]] std::uint32_t State() const;
     [[nodiscard]] std::uint32_t StateMode() const;
     [[nodiscard]] std::uint32_t ChangedCallInfo() const;
@@ -109,7 +110,7 @@ class tapi_call {
     const std::uint64_t driver_call_handle_;
     const HTAPICALL tapi_call_handle_;
     call_line& line_;
-    const SYSTEMTIME created_at_;
+    const std::int64_t created_at_;
     std::atomic<bool> connected_ignored_{false};
     std::atomic<bool> final_state_signalled_{false};
     std::atomic<bool> started_by_tapi_{false};

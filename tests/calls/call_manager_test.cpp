@@ -158,11 +158,16 @@ TEST_F(call_index, removed_call_is_not_found_and_removing_it_again_does_nothing)
 TEST_F(call_index, creation_time_is_the_managers_clock) {
     manual_clock::Set(123456);
     const auto call = IncomingCall(L"id-1");
-    const SYSTEMTIME expected = manual_clock::Now();
-    EXPECT_EQ(call->CreatedAt().wMilliseconds, expected.wMilliseconds);
-    EXPECT_EQ(call->CreatedAt().wSecond, expected.wSecond);
-    EXPECT_EQ(call->CreatedAt().wMinute, expected.wMinute);
-    EXPECT_EQ(call->CreatedAt().wDay, expected.wDay);
+    EXPECT_EQ(call->CreatedAt(), manual_clock::Now());
+}
+
+TEST(call_manager_without_a_clock, goes_by_the_systems_utc) {
+    FILETIME before = {};
+    GetSystemTimeAsFileTime(&before);
+    const std::uint64_t units = (std::uint64_t{before.dwHighDateTime} << 32) | before.dwLowDateTime;
+    const std::int64_t elapsed = call_manager().Now() - static_cast<std::int64_t>(units / 10000);
+    EXPECT_LT(elapsed, 10000);
+    EXPECT_GT(elapsed, -1000);
 }
 
 using closing_a_call = call_manager_fixture;

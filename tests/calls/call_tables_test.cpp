@@ -1,4 +1,4 @@
-// The tables of the calls: names, numbers, reasons; call ids and the clock.
+// The tables of the calls: names, numbers, reasons; call ids.
 
 #include "calls/call_tables.h"
 
@@ -15,9 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "calls/client_call_id.h"
-#include "calls/utc_clock.h"
 #include "tests/support/log_reader.h"
-#include "tests/support/manual_clock.h"
 #include "tests/support/process_log.h"
 
 namespace brivelnox::test {
@@ -213,36 +211,6 @@ TEST(client_call_ids, are_fresh_each_time) {
         ids.insert(NewClientCallId());
     }
     EXPECT_EQ(ids.size(), 1000U);
-}
-
-TEST(elapsed_milliseconds, count_from_start_to_end) {
-    const SYSTEMTIME start = {2026, 11, 6, 21, 23, 59, 59, 900};
-    const SYSTEMTIME end = {2026, 11, 0, 22, 0, 0, 2, 899};
-    EXPECT_EQ(MillisecondsBetween(start, end), 2999);
-    EXPECT_EQ(MillisecondsBetween(start, start), 0);
-}
-
-TEST(elapsed_milliseconds, are_negative_when_the_clock_was_set_back) {
-    const SYSTEMTIME start = {2026, 11, 6, 21, 12, 0, 0, 0};
-    const SYSTEMTIME end = {2026, 11, 6, 21, 11, 0, 0, 0};
-    EXPECT_EQ(MillisecondsBetween(start, end), -3600000);
-}
-
-TEST(elapsed_milliseconds, are_cut_to_32_bits) {
-    const SYSTEMTIME start = {2026, 1, 4, 1, 0, 0, 0, 0};
-    const SYSTEMTIME end = {2026, 1, 1, 26, 0, 0, 0, 0};
-    // 25 days are 2160000000 ms.
-    EXPECT_EQ(MillisecondsBetween(start, end), -2134967296);
-}
-
-TEST(system_clock, tells_utc) {
-    FILETIME before = {};
-    GetSystemTimeAsFileTime(&before);
-    const SYSTEMTIME now = SystemUtcTime();
-    SYSTEMTIME before_utc = {};
-    ASSERT_TRUE(FileTimeToSystemTime(&before, &before_utc));
-    EXPECT_LT(MillisecondsBetween(before_utc, now), 10000);
-    EXPECT_GT(MillisecondsBetween(before_utc, now), -1000);
 }
 
 }  // namespace

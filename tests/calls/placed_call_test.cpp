@@ -93,6 +93,13 @@ TEST_F(placed_call, connected_after_the_clock_was_set_back_stays_proceeding) {
     EXPECT_TRUE(call_->ConnectedIgnored());
 }
 
+TEST_F(placed_call, time_since_the_creation_is_cut_to_32_bits) {
+    manual_clock::Set(25LL * 24 * 3600 * 1000);
+    Report(L"Connected");
+    EXPECT_THAT(RuleLines(), ElementsAre("Outbound call is connected without ringback, duration -2134967296 "
+                                         "ms. Call was started by TAPI -> report as proceeding."));
+}
+
 TEST_F(placed_call, held_back_connected_still_tells_the_parties) {
     manual_clock::Set(2999);
     client_call_state event = StateOf(call_->ClientCallId(), L"Connected", true);

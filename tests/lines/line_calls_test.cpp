@@ -66,7 +66,7 @@ TEST_F(call_index_of_a_line, removing_a_call_is_logged) {
     const auto call = MakeCall(1, L"id-1");
     line_.Calls().AddCall(call);
     log_.Skip();
-    line_.Calls().RemoveCall(*call);
+    line_.Calls().RemoveCall(call->ClientCallId());
     EXPECT_THAT(log_.Texts("Line"), ElementsAre("Removed call Desk 7, tapiLineHandle: 0x000000A1, deviceId: "
                                                 "0x00000005, client_call_id: id-1"));
     EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
@@ -78,7 +78,7 @@ TEST_F(call_index_of_a_line, removing_a_call_that_is_not_there_logs_nothing) {
     const auto absent = MakeCall(2, L"id-2");
     line_.Calls().AddCall(there);
     log_.Skip();
-    line_.Calls().RemoveCall(*absent);
+    line_.Calls().RemoveCall(absent->ClientCallId());
     EXPECT_THAT(log_.Lines(), IsEmpty());
     EXPECT_EQ(line_.Calls().CountCalls().active, 1U);
 }
@@ -88,7 +88,7 @@ TEST_F(call_index_of_a_line, the_id_alone_decides_what_is_removed) {
     const auto there = MakeCall(1, L"id-1");
     const auto same_id = MakeCall(2, L"id-1");
     line_.Calls().AddCall(there);
-    line_.Calls().RemoveCall(*same_id);
+    line_.Calls().RemoveCall(same_id->ClientCallId());
     EXPECT_EQ(line_.Calls().CountCalls().active, 0U);
 }
 
@@ -159,7 +159,7 @@ TEST_F(resetting_calls, leaves_the_calls_in_the_index_where_nothing_more_is_told
     line_.Calls().OnCallRemoved(L"call-1");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_EQ(log_.CountStarting("Line", "Client call state changed. "), 1U);
-    line_.Calls().RemoveCall(*call);
+    line_.Calls().RemoveCall(call->ClientCallId());
     EXPECT_TRUE(log_.Has("Line",
                          "Removed call Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005, "
                          "client_call_id: call-1"));
