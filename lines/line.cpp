@@ -121,15 +121,8 @@ void line::SendEvent(HTAPICALL tapi_call_handle, DWORD message, DWORD_PTR param1
         return;
     }
     const lock_guard guard(events_);
-    if (events_.IsShut()) {
-        return;
-    }
-    try {
-        SendTapiEvent(events_, event_procedure, name_, TapiLineHandle(), tapi_call_handle, message, param1,
-                      param2, param3);
-    } catch (...) {
-        // Without memory for the log line the message is lost; the state it tells of can still be asked for.
-    }
+    SendTapiEvent(events_, event_procedure, name_, TapiLineHandle(), tapi_call_handle, message, param1,
+                  param2, param3);
 }
 
 }  // namespace brivelnox

@@ -1,6 +1,5 @@
 #include "lines/line_manager.h"
 
-#include <stdexcept>
 #include <utility>
 
 #include "lines/tapi_event_sender.h"
@@ -73,41 +72,34 @@ void line_manager::Stop() {
 
 void line_manager::CleanUp() {
     Log(L"CleanUp");
-    try {
-        // Bounded: an application that blocks in a callback keeps the lock, and the telephony service has to
-        // be able to stop all the same.
-        if (!event_lock_.try_lock_until(lock_clock::now() + kCleanUpLockWait)) {
-            throw std::runtime_error("a callback does not return");
-        }
+    // Bounded: an application that blocks in a callback keeps the lock, and the telephony service has to be
+    // able to stop all the same.
+    if (event_lock_.try_lock_until(lock_clock::now() + kCleanUpLockWait)) {
         const lock_guard events(event_lock_, std::adopt_lock);
         DeleteLines();
         // While the lock is held: no other thread is on its way to TAPI, and none will be.
         event_lock_.Shut();
-    } catch (...) {
-        Log(L"CleanUp: Failure cleaning up LineManager.");
-        event_lock_.Shut();
-        // A thread that had passed the test just before has the lock now; it is given the time to finish, and
-        // any other finds the way shut.
-        if (event_lock_.try_lock_until(lock_clock::now() + kLastMessageWait)) {
-            const lock_guard guard(event_lock_, std::adopt_lock);
-        }
+        return;
+    }
+    Log(L"CleanUp: Failure cleaning up LineManager.");
+    event_lock_.Shut();
+    // A thread that had passed the test just before has the lock now; it is given the time to finish, and any
+    // other finds the way shut.
+    if (event_lock_.try_lock_until(lock_clock::now() + kLastMessageWait)) {
+        const lock_guard guard(event_lock_, std::adopt_lock);
     }
 }
 
 void line_manager::DeleteLines() {
     Log(L"DeleteLines");
-    try {
-        // By handle: TAPI may bring about a new line from inside a message.
-        for (std::uintptr_t handle = 1; line* const closed = FindLineByDriverLineHandle(handle); ++handle) {
-            closed->Retire();
-        }
-        const lock_guard guard(lines_lock_);
-        retired_lines_ = std::exchange(lines_, {});
-        lines_by_permanent_line_id_.clear();
-        // The index by device identifier is deliberately left; it goes with the manager.
-    } catch (...) {
-        // The list and the indexes stay as they are.
+    // By handle: TAPI may bring about a new line from inside a message.
+    for (std::uintptr_t handle = 1; line* const closed = FindLineByDriverLineHandle(handle); ++handle) {
+        closed->Retire();
     }
+    const lock_guard guard(lines_lock_);
+    retired_lines_ = std::exchange(lines_, {});
+    lines_by_permanent_line_id_.clear();
+    // The index by device identifier is deliberately left; it goes with the manager.
 }
 
 void line_manager::CreateInitialLines() {
@@ -120,12 +112,8 @@ void line_manager::CreateInitialLines() {
         // The provider goes on without lines; they come with the next list.
     }
     AnnounceFromNowOn();
-    try {
-        if (registrations.empty()) {
-            (void)client_.RequestClientRegistrations(false);
-        }
-    } catch (...) {
-        // They come with the next connection.
+    if (registrations.empty()) {
+        (void)client_.RequestClientRegistrations(false);
     }
 }
 
@@ -216,15 +204,8 @@ void line_manager::FireLineCreate(const line& new_line) {
     // The log shows the driver line handle under this label, while TAPI receives the device identifier. That
     // is intended.
     Log(L"Fire LINE_CREATE with temporary device identifier 0x%08X", new_line.DriverLineHandle());
-    if (event_lock_.IsShut()) {
-        return;
-    }
-    try {
-        SendTapiEvent(event_lock_, line_create_procedure_, {}, nullptr, nullptr, LINE_CREATE,
-                      reinterpret_cast<DWORD_PTR>(provider_handle_), new_line.DeviceId(), 0);
-    } catch (...) {
-        // The line stays unannounced.
-    }
+    SendTapiEvent(event_lock_, line_create_procedure_, {}, nullptr, nullptr, LINE_CREATE,
+                  reinterpret_cast<DWORD_PTR>(provider_handle_), new_line.DeviceId(), 0);
 }
 
 std::uint32_t line_manager::GetLineCount() const {
@@ -364,23 +345,15 @@ void line_manager::ApplyChange(const client_registration& registration, bool reg
 }
 
 void line_manager::OnCallState(std::int32_t permanent_line_id, const client_call_state& state) {
-    try {
-        // The lines lock is held for the lookup only.
-        if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
-            found->Calls().OnClientCallState(state);
-        }
-    } catch (...) {
-        // This event is lost; the call's next one brings it up to date.
+    // What fails the link drops: the call's next event brings it up to date.
+    if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
+        found->Calls().OnClientCallState(state);
     }
 }
 
 void line_manager::OnCallRemoved(std::int32_t permanent_line_id, const char* client_call_id) {
-    try {
-        if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
-            found->Calls().OnCallRemoved(ToWide(client_call_id));
-        }
-    } catch (...) {
-        // The call stays as it is until TAPI drops or closes it.
+    if (line* const found = FindLineByPermanentLineId(permanent_line_id); found != nullptr) {
+        found->Calls().OnCallRemoved(ToWide(client_call_id));
     }
 }
 

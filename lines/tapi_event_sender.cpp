@@ -12,20 +12,6 @@ namespace {
 
 constexpr category_log Log{kLineCategory};
 
-struct value_name {
-    DWORD value;
-    const wchar_t* name;
-};
-
-// In the order in which the names are written: REDIRECTINGID stands before CONNECTEDID.
-constexpr value_name kCallInfoStateNames[] = {
-    {LINECALLINFOSTATE_CALLERID, L"LINECALLINFOSTATE_CALLERID "},
-    {LINECALLINFOSTATE_CALLEDID, L"LINECALLINFOSTATE_CALLEDID "},
-    {LINECALLINFOSTATE_REDIRECTINGID, L"LINECALLINFOSTATE_REDIRECTINGID "},
-    {LINECALLINFOSTATE_CONNECTEDID, L"LINECALLINFOSTATE_CONNECTEDID "},
-    {LINECALLINFOSTATE_REASON, L"LINECALLINFOSTATE_REASON "},
-};
-
 // In the order of their bits.
 constexpr const wchar_t* kDisconnectModeNames[] = {
     L"LINEDISCONNECTMODE_NORMAL",
@@ -63,14 +49,20 @@ struct logged_event {
 };
 
 void LogCallInfo(const logged_event& event) {
-    Log(L"Send event to TAPI: LINE_CALLINFO.  %s, tapiLineHandle: 0x%08X, tapiCallHandle: 0x%08X, 0x%08X, %s",
+    const auto name = [&](DWORD bit, const wchar_t* text) { return (event.param1 & bit) != 0 ? text : L""; };
+    // REDIRECTINGID stands before CONNECTEDID, against the order of the bits.
+    Log(L"Send event to TAPI: LINE_CALLINFO.  %s, tapiLineHandle: 0x%08X, tapiCallHandle: 0x%08X, 0x%08X, %s%s%s%s%s",
         event.line_name, event.tapi_line_handle, event.tapi_call_handle, Low32(event.param1),
-        CallInfoStateNames(event.param1).c_str());
+        name(LINECALLINFOSTATE_CALLERID, L"LINECALLINFOSTATE_CALLERID "),
+        name(LINECALLINFOSTATE_CALLEDID, L"LINECALLINFOSTATE_CALLEDID "),
+        name(LINECALLINFOSTATE_REDIRECTINGID, L"LINECALLINFOSTATE_REDIRECTINGID "),
+        name(LINECALLINFOSTATE_CONNECTEDID, L"LINECALLINFOSTATE_CONNECTEDID "),
+        name(LINECALLINFOSTATE_REASON, L"LINECALLINFOSTATE_REASON "));
 }
 
 void LogCallState(const logged_event& event) {
     const wchar_t* const state = CallStateName(Low32(event.param1));
-    const wchar_t* const mode = DisconnectModeName(event.param2);
+    const wchar_t* const mode = NameOfBit(kDisconnectModeNames, event.param2);
     if (event.param3 == LINEMEDIAMODE_INTERACTIVEVOICE) {
         Log(L"Send event to TAPI: LINE_CALLSTATE. %s, tapiLineHandle: 0x%08X, tapiCallHandle: 0x%08X, %s, %s, LINEMEDIAMODE_INTERACTIVEVOICE",
             event.line_name, event.tapi_line_handle, event.tapi_call_handle, state, mode);
@@ -116,23 +108,12 @@ constexpr message_row kMessages[] = {
 
 }  // namespace
 
-std::wstring CallInfoStateNames(DWORD_PTR bits) {
-    std::wstring names;
-    for (const value_name& row : kCallInfoStateNames) {
-        if ((bits & row.value) != 0) {
-            names += row.name;
-        }
-    }
-    return names;
-}
-
-const wchar_t* DisconnectModeName(DWORD_PTR mode) {
-    return NameOfBit(kDisconnectModeNames, mode);
-}
-
-void SendTapiEvent(const event_lock&, LINEEVENT event_procedure, const std::wstring& line_name,
+void SendTapiEvent(const event_lock& held_lock, LINEEVENT event_procedure, const std::wstring& line_name,
                    HTAPILINE tapi_line_handle, HTAPICALL tapi_call_handle, DWORD message, DWORD_PTR param1,
-                   DWORD_PTR param2, DWORD_PTR param3) {
+                   DWORD_PTR param2, DWORD_PTR param3) noexcept {
+    if (held_lock.IsShut()) {
+        return;
+    }
     if (event_procedure == nullptr) {
         Log(L"Cannot send event to TAPI, event_procedure is null. %s, tapiLineHandle: 0x%08X",
             line_name.c_str(), Low32(tapi_line_handle));
@@ -146,7 +127,11 @@ void SendTapiEvent(const event_lock&, LINEEVENT event_procedure, const std::wstr
         }
     }
     lock_order::BeforeCallback();
-    event_procedure(tapi_line_handle, tapi_call_handle, message, param1, param2, param3);
+    try {
+        event_procedure(tapi_line_handle, tapi_call_handle, message, param1, param2, param3);
+    } catch (...) {
+        // The message has been told; what the application makes of it is its own business.
+    }
 }
 
 }  // namespace brivelnox

@@ -10,18 +10,11 @@
 namespace brivelnox {
 
 /// Calls a TAPI event procedure with exactly the given arguments, after writing the log line that belongs to
-/// the message. A null procedure is logged and nothing is sent. The caller holds the event lock. The line's
-/// name is only for the log; LINE_CREATE has none. May throw when the log line cannot be built; nothing has
-/// been sent then.
+/// the message. Nothing is sent, nor logged, once the way to TAPI is shut; a null procedure is logged. What
+/// the procedure throws is dropped. The caller holds the event lock. The line's name is only for the log;
+/// LINE_CREATE has none.
 void SendTapiEvent(const event_lock& held_lock, LINEEVENT event_procedure, const std::wstring& line_name,
                    HTAPILINE tapi_line_handle, HTAPICALL tapi_call_handle, DWORD message, DWORD_PTR param1,
-                   DWORD_PTR param2, DWORD_PTR param3) BRIVELNOX_REQUIRES(held_lock);
-
-/// The names of the LINECALLINFOSTATE bits that the log knows, each followed by a blank, in the log's order;
-/// empty when none of them is set.
-std::wstring CallInfoStateNames(DWORD_PTR bits);
-
-/// The name of a LINEDISCONNECTMODE value; empty for 0, for combined bits and for anything else that is none.
-const wchar_t* DisconnectModeName(DWORD_PTR mode);
+                   DWORD_PTR param2, DWORD_PTR param3) noexcept BRIVELNOX_REQUIRES(held_lock);
 
 }  // namespace brivelnox

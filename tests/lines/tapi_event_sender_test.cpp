@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -23,6 +24,7 @@ namespace brivelnox::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 constexpr std::uintptr_t kLine = 0xA1;
@@ -84,13 +86,20 @@ TEST_F(tapi_event_sender, call_info_with_other_bits_only_has_no_names_and_is_sen
 }
 
 TEST_F(tapi_event_sender, each_call_info_bit_has_its_name) {
-    EXPECT_EQ(CallInfoStateNames(0x8000), L"LINECALLINFOSTATE_CALLERID ");
-    EXPECT_EQ(CallInfoStateNames(0x10000), L"LINECALLINFOSTATE_CALLEDID ");
-    EXPECT_EQ(CallInfoStateNames(0x80000), L"LINECALLINFOSTATE_REDIRECTINGID ");
-    EXPECT_EQ(CallInfoStateNames(0x20000), L"LINECALLINFOSTATE_CONNECTEDID ");
-    EXPECT_EQ(CallInfoStateNames(0x200), L"LINECALLINFOSTATE_REASON ");
-    EXPECT_EQ(CallInfoStateNames(0), L"");
-    EXPECT_EQ(CallInfoStateNames(~DWORD_PTR{0xB8200}), L"");
+    constexpr struct {
+        DWORD_PTR bits;
+        const char* names;
+    } kRows[] = {
+        {0x8000, ", LINECALLINFOSTATE_CALLERID "},       {0x10000, ", LINECALLINFOSTATE_CALLEDID "},
+        {0x80000, ", LINECALLINFOSTATE_REDIRECTINGID "}, {0x20000, ", LINECALLINFOSTATE_CONNECTEDID "},
+        {0x200, ", LINECALLINFOSTATE_REASON "},          {0, "0x00000000, "},
+        {~DWORD_PTR{0xB8200}, "0xFFF47DFF, "},
+    };
+    for (const auto& row : kRows) {
+        log_.Skip();
+        Send(LINE_CALLINFO, row.bits, 0, 0);
+        EXPECT_THAT(log_.Texts("Line"), ElementsAre(EndsWith(row.names)));
+    }
 }
 
 TEST_F(tapi_event_sender, call_state_is_logged_with_state_mode_and_media) {
@@ -191,43 +200,59 @@ TEST_F(tapi_event_sender, the_log_line_stands_before_the_message_is_sent) {
     EXPECT_EQ(lines_when_told, 1U);
 }
 
+TEST_F(tapi_event_sender, nothing_is_logged_or_sent_once_the_way_is_shut) {
+    events_.Shut();
+    Send(LINE_CALLSTATE, 0x100, 0, 4);
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+    EXPECT_THAT(tapi_.Events(), IsEmpty());
+}
+
+TEST_F(tapi_event_sender, what_the_procedure_throws_is_dropped) {
+    tapi_.SetReaction([](const tapi_event&) { throw std::runtime_error("from the application"); });
+    Send(LINE_CALLSTATE, 0x100, 0, 4);
+    EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kLine, kCall, 0x100)));
+}
+
 struct disconnect_mode_row {
     DWORD value;
-    const wchar_t* name;
+    const char* name;
 };
 
-class disconnect_mode_names : public testing::TestWithParam<disconnect_mode_row> {};
+class disconnect_mode_names : public tapi_event_sender,
+                              public testing::WithParamInterface<disconnect_mode_row> {};
 
 TEST_P(disconnect_mode_names, value_has_its_name) {
-    EXPECT_STREQ(DisconnectModeName(GetParam().value), GetParam().name);
+    Send(LINE_CALLSTATE, LINECALLSTATE_DISCONNECTED, GetParam().value, LINEMEDIAMODE_INTERACTIVEVOICE);
+    EXPECT_THAT(log_.Texts("Line"), ElementsAre(EndsWith(std::string("Disconnected, ") + GetParam().name +
+                                                         ", LINEMEDIAMODE_INTERACTIVEVOICE")));
 }
 
 INSTANTIATE_TEST_SUITE_P(each, disconnect_mode_names,
-                         testing::Values(disconnect_mode_row{0x1, L"LINEDISCONNECTMODE_NORMAL"},
-                                         disconnect_mode_row{0x2, L"LINEDISCONNECTMODE_UNKNOWN"},
-                                         disconnect_mode_row{0x4, L"LINEDISCONNECTMODE_REJECT"},
-                                         disconnect_mode_row{0x8, L"LINEDISCONNECTMODE_PICKUP"},
-                                         disconnect_mode_row{0x10, L"LINEDISCONNECTMODE_FORWARDED"},
-                                         disconnect_mode_row{0x20, L"LINEDISCONNECTMODE_BUSY"},
-                                         disconnect_mode_row{0x40, L"LINEDISCONNECTMODE_NOANSWER"},
-                                         disconnect_mode_row{0x80, L"LINEDISCONNECTMODE_BADADDRESS"},
-                                         disconnect_mode_row{0x100, L"LINEDISCONNECTMODE_UNREACHABLE"},
-                                         disconnect_mode_row{0x200, L"LINEDISCONNECTMODE_CONGESTION"},
-                                         disconnect_mode_row{0x400, L"LINEDISCONNECTMODE_INCOMPATIBLE"},
-                                         disconnect_mode_row{0x800, L"LINEDISCONNECTMODE_UNAVAIL"},
-                                         disconnect_mode_row{0x1000, L"LINEDISCONNECTMODE_NODIALTONE"},
-                                         disconnect_mode_row{0x2000, L"LINEDISCONNECTMODE_NUMBERCHANGED"},
-                                         disconnect_mode_row{0x4000, L"LINEDISCONNECTMODE_OUTOFORDER"},
-                                         disconnect_mode_row{0x8000, L"LINEDISCONNECTMODE_TEMPFAILURE"},
-                                         disconnect_mode_row{0x10000, L"LINEDISCONNECTMODE_QOSUNAVAIL"},
-                                         disconnect_mode_row{0x20000, L"LINEDISCONNECTMODE_BLOCKED"},
-                                         disconnect_mode_row{0x40000, L"LINEDISCONNECTMODE_DONOTDISTURB"},
-                                         disconnect_mode_row{0x80000, L"LINEDISCONNECTMODE_CANCELLED"},
+                         testing::Values(disconnect_mode_row{0x1, "LINEDISCONNECTMODE_NORMAL"},
+                                         disconnect_mode_row{0x2, "LINEDISCONNECTMODE_UNKNOWN"},
+                                         disconnect_mode_row{0x4, "LINEDISCONNECTMODE_REJECT"},
+                                         disconnect_mode_row{0x8, "LINEDISCONNECTMODE_PICKUP"},
+                                         disconnect_mode_row{0x10, "LINEDISCONNECTMODE_FORWARDED"},
+                                         disconnect_mode_row{0x20, "LINEDISCONNECTMODE_BUSY"},
+                                         disconnect_mode_row{0x40, "LINEDISCONNECTMODE_NOANSWER"},
+                                         disconnect_mode_row{0x80, "LINEDISCONNECTMODE_BADADDRESS"},
+                                         disconnect_mode_row{0x100, "LINEDISCONNECTMODE_UNREACHABLE"},
+                                         disconnect_mode_row{0x200, "LINEDISCONNECTMODE_CONGESTION"},
+                                         disconnect_mode_row{0x400, "LINEDISCONNECTMODE_INCOMPATIBLE"},
+                                         disconnect_mode_row{0x800, "LINEDISCONNECTMODE_UNAVAIL"},
+                                         disconnect_mode_row{0x1000, "LINEDISCONNECTMODE_NODIALTONE"},
+                                         disconnect_mode_row{0x2000, "LINEDISCONNECTMODE_NUMBERCHANGED"},
+                                         disconnect_mode_row{0x4000, "LINEDISCONNECTMODE_OUTOFORDER"},
+                                         disconnect_mode_row{0x8000, "LINEDISCONNECTMODE_TEMPFAILURE"},
+                                         disconnect_mode_row{0x10000, "LINEDISCONNECTMODE_QOSUNAVAIL"},
+                                         disconnect_mode_row{0x20000, "LINEDISCONNECTMODE_BLOCKED"},
+                                         disconnect_mode_row{0x40000, "LINEDISCONNECTMODE_DONOTDISTURB"},
+                                         disconnect_mode_row{0x80000, "LINEDISCONNECTMODE_CANCELLED"},
                                          disconnect_mode_row{0x100000,
-                                                             L"LINEDISCONNECTMODE_DESTINATIONBARRED"},
-                                         disconnect_mode_row{0x200000, L"LINEDISCONNECTMODE_FDNRESTRICT"},
-                                         disconnect_mode_row{0, L""}, disconnect_mode_row{0x400000, L""},
-                                         disconnect_mode_row{0x3, L""}, disconnect_mode_row{0x3FFFFF, L""}),
+                                                             "LINEDISCONNECTMODE_DESTINATIONBARRED"},
+                                         disconnect_mode_row{0x200000, "LINEDISCONNECTMODE_FDNRESTRICT"},
+                                         disconnect_mode_row{0, ""}, disconnect_mode_row{0x400000, ""},
+                                         disconnect_mode_row{0x3, ""}, disconnect_mode_row{0x3FFFFF, ""}),
                          [](const testing::TestParamInfo<disconnect_mode_row>& row) {
                              return "mode_" + std::to_string(row.param.value);
                          });
