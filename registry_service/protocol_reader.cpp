@@ -34,6 +34,12 @@ std::wstring WideAttribute(const tinyxml2::XMLElement& element, const char* name
     return ToWide(TextAttribute(element, name));
 }
 
+/// The attribute of the first child of that name; empty when there is none.
+std::wstring ChildAttribute(const tinyxml2::XMLElement& element, const char* child, const char* name) {
+    const tinyxml2::XMLElement* const found = element.FirstChildElement(child);
+    return found != nullptr ? WideAttribute(*found, name) : std::wstring();
+}
+
 }  // namespace
 
 const char* TextAttribute(const tinyxml2::XMLElement& element, const char* name) {
@@ -57,35 +63,29 @@ bool BooleanAttribute(const tinyxml2::XMLElement& element, const char* name) {
 }
 
 client_registration ReadRegistration(const tinyxml2::XMLElement& element) {
-    client_registration registration;
-    registration.tapiLineName = WideAttribute(element, "tapiLineName");
-    registration.permanentLineId = IntegerAttribute(element, "permanentLineId");
-    registration.tcpPort = static_cast<std::uint32_t>(IntegerAttribute(element, "tcpPort"));
-    registration.clientConnected = BooleanAttribute(element, "clientConnected");
-    registration.sipConnected = BooleanAttribute(element, "sipConnected");
-    return registration;
+    return {
+        .permanentLineId = IntegerAttribute(element, "permanentLineId"),
+        .tcpPort = static_cast<std::uint32_t>(IntegerAttribute(element, "tcpPort")),
+        .clientConnected = BooleanAttribute(element, "clientConnected"),
+        .sipConnected = BooleanAttribute(element, "sipConnected"),
+        .tapiLineName = WideAttribute(element, "tapiLineName"),
+    };
 }
 
 client_call_state ReadCallState(const tinyxml2::XMLElement& element) {
-    client_call_state state;
-    state.isCaller = BooleanAttribute(element, "isCaller");
-    state.callReason = IntegerAttribute(element, "callReason");
-    state.clientCallId = WideAttribute(element, "clientCallId");
-    state.callState = WideAttribute(element, "callState");
-    if (const tinyxml2::XMLElement* self = element.FirstChildElement("Self")) {
-        state.selfPhoneNumber = WideAttribute(*self, "phoneNumber");
-        state.selfName = WideAttribute(*self, "name");
-    }
-    if (const tinyxml2::XMLElement* peer = element.FirstChildElement("Peer")) {
-        state.peerPhoneNumber = WideAttribute(*peer, "phoneNumber");
-        state.peerName = WideAttribute(*peer, "name");
-    }
-    if (const tinyxml2::XMLElement* forwarder = element.FirstChildElement("Forwarder")) {
-        state.forwarderPhoneNumber = WideAttribute(*forwarder, "phoneNumber");
-        state.forwarderName = WideAttribute(*forwarder, "name");
-        state.forwardType = WideAttribute(*forwarder, "forwardType");
-    }
-    return state;
+    return {
+        .clientCallId = WideAttribute(element, "clientCallId"),
+        .callState = WideAttribute(element, "callState"),
+        .isCaller = BooleanAttribute(element, "isCaller"),
+        .selfPhoneNumber = ChildAttribute(element, "Self", "phoneNumber"),
+        .selfName = ChildAttribute(element, "Self", "name"),
+        .peerPhoneNumber = ChildAttribute(element, "Peer", "phoneNumber"),
+        .peerName = ChildAttribute(element, "Peer", "name"),
+        .forwarderPhoneNumber = ChildAttribute(element, "Forwarder", "phoneNumber"),
+        .forwarderName = ChildAttribute(element, "Forwarder", "name"),
+        .forwardType = ChildAttribute(element, "Forwarder", "forwardType"),
+        .callReason = IntegerAttribute(element, "callReason"),
+    };
 }
 
 }  // namespace brivelnox
