@@ -15,7 +15,6 @@
 #include "platform/module_pin.h"
 #include "platform/unique_handle.h"
 #include "registry_service/parse_cost.h"
-#include "registry_service/winsock_start.h"
 
 namespace {
 
@@ -29,6 +28,24 @@ constexpr brivelnox::category_log Log{L"TcpLink"};
 constexpr char kServiceAddress[] = "127.0.0.1";
 constexpr int kChunkSize =
     1047;  // the chunk's buffer has one byte more, so that it always ends with a zero byte
+
+/// Starts Winsock 2.2 once per process. A failed start is not reported: it is tried again with the next
+/// connection, and without it the socket calls fail.
+void StartWinsock() {
+    static brivelnox::mutex start_lock;
+    static bool started = false;
+    const WORD version = MAKEWORD(2, 2);
+
+    const lock_guard guard(start_lock);
+    WSADATA data = {};
+    if (started || WSAStartup(version, &data) != 0) {
+        return;
+    }
+    started = data.wVersion == version;
+    if (!started) {
+        (void)WSACleanup();
+    }
+}
 
 }  // namespace
 
@@ -46,7 +63,7 @@ tcp_link::~tcp_link() {
 }
 
 bool tcp_link::OpenLink(std::uint16_t port) {
-    brivelnox::StartWinsock();
+    StartWinsock();
     // Before the lock is taken: a reader that has just received something needs the lock in order to end.
     CloseLink(true);
     const lock_guard guard(lock_);

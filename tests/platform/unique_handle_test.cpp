@@ -11,8 +11,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "registry_service/winsock_start.h"
-
 namespace brivelnox::test {
 namespace {
 
@@ -208,7 +206,8 @@ TEST(unique_handle_kinds, registry_key_is_closed) {
 }
 
 TEST(unique_handle_kinds, socket_is_closed_and_its_empty_value_is_invalid_socket) {
-    StartWinsock();
+    WSADATA data = {};
+    ASSERT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
     EXPECT_EQ(unique_socket().get(), INVALID_SOCKET);
     SOCKET raw = INVALID_SOCKET;
     {

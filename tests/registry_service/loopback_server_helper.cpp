@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "registry_service/winsock_start.h"
 #include "tests/support/loopback_address.h"
 
 namespace brivelnox::test {
@@ -18,6 +17,12 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds kPortWait{60000};
 constexpr DWORD kLookAgainMilliseconds = 50;
+
+/// For the whole process: it is never cleaned up.
+void StartWinsock() {
+    WSADATA data = {};
+    EXPECT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
+}
 
 /// Waits until the socket can be read, or a connection accepted.
 bool WaitUntilReadable(SOCKET socket, milliseconds timeout) {

@@ -1,3 +1,5 @@
+#include "shim/winsock.h"
+
 #include <winsock2.h>
 #include <windows.h>
 #include <ws2tcpip.h>
@@ -82,6 +84,10 @@ int SetSocketOption(int descriptor, int name, const char* value) {
 
 }  // namespace
 
+int WinsockStarts() {
+    return winsock_starts.load(std::memory_order_relaxed);
+}
+
 }  // namespace brivelnox::native
 
 using brivelnox::native::FromSocket;
@@ -119,7 +125,7 @@ void WSASetLastError(int error) {
 
 SOCKET socket(int family, int type, int protocol) {
     const hidden_from_order hidden;
-    if (winsock_starts.load(std::memory_order_relaxed) <= 0) {
+    if (brivelnox::native::WinsockStarts() <= 0) {
         WSASetLastError(WSANOTINITIALISED);
         return INVALID_SOCKET;
     }
