@@ -11,8 +11,7 @@ namespace brivelnox {
 /// inside or between messages hides nothing, and goes on where it stopped, so a long message costs time by
 /// its size only.
 ///
-/// Has no lock: its owner guards it. The memory is deliberately never given back, neither when the buffer
-/// empties nor when it is destroyed.
+/// Has no lock: its owner guards it. It keeps what it has grown to also when it empties.
 class receive_buffer {
   public:
     /// The size of a new buffer in bytes.
@@ -24,6 +23,7 @@ class receive_buffer {
     static constexpr std::size_t kMaximumCapacity = std::size_t{16} * 1024 * 1024;
 
     receive_buffer();
+    ~receive_buffer() { delete[] bytes_; }
     receive_buffer(const receive_buffer&) = delete;
     receive_buffer& operator=(const receive_buffer&) = delete;
 

@@ -70,7 +70,7 @@ bool tcp_link::OpenLink(std::uint16_t port) {
     // Another thread may have opened a connection meanwhile. Its reader may want the lock that is held here,
     // so it is not waited for; it finds its connection closed.
     CloseLink(false);
-    buffer_.Discard();
+    buffer_->Discard();
     if (IsClosedForGood()) {
         return false;
     }
@@ -251,7 +251,7 @@ void tcp_link::CloseConnection(const connection_ptr& connection, reader_wait wai
         const lock_guard guard(lock_, std::adopt_lock);
         // Where the next connection stands already, what is held belongs to it.
         if (CurrentConnection() == nullptr) {
-            buffer_.Discard();
+            buffer_->Discard();
         }
         handler_runs = false;
     }
@@ -281,23 +281,23 @@ void tcp_link::FeedLocked(const char* data, std::size_t length, std::uint32_t cl
     }
     if (closes_.load() != closes || result == framing_result::failed) {
         // A failure loses everything received so far, complete messages behind the failing one included.
-        buffer_.Discard();
+        buffer_->Discard();
     } else if (result == framing_result::no_start_tag) {
-        buffer_.DiscardAllButPartialStartTag();
+        buffer_->DiscardAllButPartialStartTag();
     } else {
-        buffer_.Compact();
+        buffer_->Compact();
     }
 }
 
 tcp_link::framing_result tcp_link::RunFraming(const char* data, std::size_t length, std::uint32_t closes) {
-    if (!buffer_.Append(data, length)) {
+    if (!buffer_->Append(data, length)) {
         return framing_result::failed;
     }
-    if (!buffer_.HasStartTag()) {
+    if (!buffer_->HasStartTag()) {
         Log(L"No start tag");
         return framing_result::no_start_tag;
     }
-    std::optional<std::string_view> message = buffer_.NextMessage();
+    std::optional<std::string_view> message = buffer_->NextMessage();
     if (!message) {
         Log(L"No end tag");
         return framing_result::succeeded;
@@ -311,8 +311,8 @@ tcp_link::framing_result tcp_link::RunFraming(const char* data, std::size_t leng
             // connection.
             return framing_result::failed;
         }
-        buffer_.Consume(*message);
-        message = buffer_.NextMessage();
+        buffer_->Consume(*message);
+        message = buffer_->NextMessage();
     }
     return framing_result::succeeded;
 }

@@ -34,7 +34,7 @@ class tcp_link {
     tcp_link() = default;
     tcp_link(const tcp_link&) = delete;
     tcp_link& operator=(const tcp_link&) = delete;
-    /// Closes, waiting for the reader. The memory of the receive buffer is deliberately not freed.
+    /// Closes, waiting for the reader.
     virtual ~tcp_link();
 
     /// Names the object that keeps this link alive. Needed once, before the first OpenLink.
@@ -105,7 +105,8 @@ class tcp_link {
     // successor are not its business.
     std::atomic<std::uint32_t> closes_{0};
     brivelnox::critical_section lock_{kLockSpinCount, brivelnox::lock_rank::link};
-    brivelnox::receive_buffer buffer_ BRIVELNOX_GUARDED_BY(lock_);
+    // Deliberately never freed.
+    brivelnox::receive_buffer* const buffer_ BRIVELNOX_GUARDED_BY(lock_) = new brivelnox::receive_buffer;
     // Guards only the pointer and the flag; never held while waiting or calling out.
     mutable brivelnox::mutex connection_lock_;
     connection_ptr connection_ BRIVELNOX_GUARDED_BY(connection_lock_);

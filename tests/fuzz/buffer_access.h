@@ -11,17 +11,17 @@ namespace brivelnox::fuzz {
 /// The link's buffer.
 receive_buffer& BufferOf(tcp_link& link);
 /// The buffer's memory.
-char*& BytesOf(receive_buffer& buffer);
+char* BytesOf(receive_buffer& buffer);
 
-template <receive_buffer tcp_link::*Member>
+template <receive_buffer* const tcp_link::*Member>
 struct link_buffer_access {
-    friend receive_buffer& BufferOf(tcp_link& link) { return link.*Member; }
+    friend receive_buffer& BufferOf(tcp_link& link) { return *(link.*Member); }
 };
 template struct link_buffer_access<&tcp_link::buffer_>;
 
 template <char* receive_buffer::*Member>
 struct buffer_bytes_access {
-    friend char*& BytesOf(receive_buffer& buffer) { return buffer.*Member; }
+    friend char* BytesOf(receive_buffer& buffer) { return buffer.*Member; }
 };
 template struct buffer_bytes_access<&receive_buffer::bytes_>;
 

@@ -40,19 +40,6 @@ void RequireSame(const texts& expected, const texts& found, const char* rule) {
                      "\n  found:    " + (right == found.end() ? "nothing" : *right));
 }
 
-/// The buffer's memory is deliberately never given back. That is meant for one link in the life of a process,
-/// not for one with each input.
-class bytes_at_end {
-  public:
-    explicit bytes_at_end(receive_buffer& buffer) : buffer_(buffer) {}
-    ~bytes_at_end() { delete[] std::exchange(BytesOf(buffer_), nullptr); }
-    bytes_at_end(const bytes_at_end&) = delete;
-    bytes_at_end& operator=(const bytes_at_end&) = delete;
-
-  private:
-    receive_buffer& buffer_;
-};
-
 void CheckBuffer(receive_buffer& buffer) {
     Require(buffer.Consumed() <= buffer.Used(), "consumed never exceeds used");
     Require(buffer.Used() < buffer.Capacity(), "a byte is left behind the held bytes");
@@ -89,7 +76,6 @@ void TakeChunk(receive_buffer& buffer, const std::string& piece, texts& messages
 
 texts MessagesInBuffer(const received_chunks& chunks) {
     receive_buffer buffer;
-    const bytes_at_end reclaim(buffer);
     texts messages;
     for (const std::string& piece : chunks.pieces) {
         TakeChunk(buffer, piece, messages);
@@ -108,15 +94,16 @@ tcp_link& LinkOf(noting_client& receiver) {
     return receiver.Link();
 }
 
-/// A link, or the provider's client, that is gone with all its memory in the end.
+/// A link, or the provider's client, that is gone with all its memory in the end. A link deliberately never
+/// frees its buffer: that is meant for one in the life of a process, not for one with each input.
 template <class Receiver>
 class short_lived {
   public:
     short_lived() : receiver_(std::make_unique<Receiver>()) {}
     ~short_lived() {
-        char* const bytes = BytesOf(BufferOf(LinkOf(*receiver_)));
+        receive_buffer* const buffer = &BufferOf(LinkOf(*receiver_));
         receiver_.reset();
-        delete[] bytes;
+        delete buffer;
     }
     short_lived(const short_lived&) = delete;
     short_lived& operator=(const short_lived&) = delete;
