@@ -37,9 +37,8 @@ client_registration ReadLoggedRegistration(const tinyxml2::XMLElement& element) 
 }  // namespace
 
 rs_tsp_client::rs_tsp_client(registry_service_event_handler& handler, const rs_tsp_client_timing& timing)
-    : handler_(handler), timing_(timing) {
+    : handler_(handler), timing_(timing), list_arrived_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
     Log(L"()");
-    list_arrived_ = std::make_shared<unique_event>(CreateEventW(nullptr, FALSE, FALSE, nullptr));
 }
 
 rs_tsp_client::~rs_tsp_client() {
@@ -53,10 +52,6 @@ void rs_tsp_client::Start(const std::weak_ptr<void>& owner) {
 }
 
 void rs_tsp_client::Stop() {
-    {
-        const lock_guard guard(list_lock_);
-        list_arrived_ = nullptr;
-    }
     timer_.Stop();
     CloseForGood();
 }
@@ -113,16 +108,8 @@ client_registration_list rs_tsp_client::RequestClientRegistrations(bool wait) {
     if (!wait) {
         return {};
     }
-    std::shared_ptr<unique_event> list_arrived;
-    {
-        const lock_guard guard(list_lock_);
-        list_arrived = list_arrived_;
-    }
-    if (list_arrived != nullptr) {
-        // Whether it was signalled is deliberately ignored: after the time-out the stored list counts as it
-        // is.
-        (void)WaitForSingleObject(list_arrived->get(), timing_.list_wait);
-    }
+    // Whether it was signalled is deliberately ignored: after the time-out the stored list counts as it is.
+    (void)WaitForSingleObject(list_arrived_.get(), timing_.list_wait);
     const lock_guard guard(list_lock_);
     return registrations_;
 }
@@ -217,13 +204,11 @@ void rs_tsp_client::OnRegistrationList(const tinyxml2::XMLElement& payload, std:
     {
         const lock_guard guard(list_lock_);
         registrations_ = registrations;
-        if (initial) {
-            Log(L"Got initial line list");
-        }
-        if (list_arrived_ != nullptr) {
-            (void)SetEvent(list_arrived_->get());
-        }
     }
+    if (initial) {
+        Log(L"Got initial line list");
+    }
+    (void)SetEvent(list_arrived_.get());
     handler_.OnRegistrationList(registrations, initial);
 }
 

@@ -51,7 +51,7 @@ class rs_tsp_client final : public tcp_link, public call_requests {
 
     /// Asks for the registration list. When waiting, waits at most 20000 ms for an answer and returns the
     /// list stored then, arrived or not; otherwise returns an empty list at once, and the answer reaches
-    /// OnRegistrationList. Not to be called waiting on the reader thread.
+    /// OnRegistrationList. Not to be called waiting on the reader thread, whose list would never arrive.
     client_registration_list RequestClientRegistrations(bool wait);
 
     /// Reads the service's state and port from the registry and connects, if the service is running. With
@@ -82,8 +82,8 @@ class rs_tsp_client final : public tcp_link, public call_requests {
 
     registry_service_event_handler& handler_;
     const rs_tsp_client_timing timing_;
-    recursive_mutex list_lock_{lock_rank::leaf};
-    std::shared_ptr<unique_event> list_arrived_ BRIVELNOX_GUARDED_BY(list_lock_);
+    const unique_event list_arrived_;
+    mutex list_lock_;
     client_registration_list registrations_ BRIVELNOX_GUARDED_BY(list_lock_);
     std::atomic<std::uint32_t> keep_alive_counter_{1};
     std::atomic<std::int32_t> request_counter_{1};

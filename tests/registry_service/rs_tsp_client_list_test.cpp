@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/registry_service/client_fixture_helper.h"
+#include "tests/support/worker.h"
 
 namespace brivelnox::test {
 namespace {
@@ -155,6 +156,19 @@ TEST_F(rs_tsp_client_list, list_is_stored_and_free_to_be_read_while_its_handler_
     go_on.Set();
     // The handler uses what goes away here.
     Client().Stop();
+}
+
+TEST_F(rs_tsp_client_list, list_is_replaced_beside_the_thread_that_has_waited_for_the_one_before) {
+    Start();
+    unordered_signal has_read;
+    worker waiting([&] {
+        EXPECT_EQ(Request(), "[17  0 0 0]");
+        has_read.Set();
+    });
+    Receive(List("7", "17"));
+    EXPECT_TRUE(has_read.Wait());
+    Receive(List("8", "18"));
+    EXPECT_EQ(Request(), "[18  0 0 0]");
 }
 
 TEST_F(rs_tsp_client_list, calls_that_arrive_before_the_list_do_not_delay_it) {

@@ -3,9 +3,11 @@
 // Something that happens once on one thread and is waited for on another: the tests wait for events, never
 // for time to pass.
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 namespace brivelnox::test {
 
@@ -37,6 +39,28 @@ class signal {
     mutable std::mutex lock_;
     mutable std::condition_variable changed_;
     bool set_ = false;
+};
+
+/// A signal that orders nothing. What one thread does before it sets it and another after it has seen it is a
+/// race, which the thread sanitizer reports, unless what is tested puts the two in an order itself.
+class unordered_signal {
+  public:
+    void Set() { set_.store(true, std::memory_order_relaxed); }
+
+    /// Returns false when it is not set soon.
+    [[nodiscard]] bool Wait() const {
+        const auto deadline = std::chrono::steady_clock::now() + kSoon;
+        while (!set_.load(std::memory_order_relaxed)) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+            std::this_thread::yield();
+        }
+        return true;
+    }
+
+  private:
+    std::atomic<bool> set_{false};
 };
 
 /// Measures how long something takes.
