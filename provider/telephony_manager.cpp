@@ -10,29 +10,20 @@ namespace brivelnox {
 
 std::shared_ptr<telephony_manager> telephony_manager::Create(std::uint32_t device_id_base,
                                                              const line_manager_factory& factory) {
-    std::shared_ptr<telephony_manager> manager(new telephony_manager(device_id_base));
-    try {
-        manager->Initialize(factory);
-    } catch (...) {
-        ProviderLog(L"Brivelnox TSP: FATAL ERROR during initialization");
-        manager->CleanUp();
-    }
-    return manager;
-}
-
-void telephony_manager::Initialize(const line_manager_factory& factory) {
     ProviderLog(L"--------------------------------");
     ProviderLog(L"Brivelnox TSP: Initialize v%s", kProviderVersion);
     ProviderLog(L"--------------------------------");
-    auto calls = std::make_shared<call_manager>();
-    {
-        const lock_guard guard(owners_lock_);
-        call_manager_ = calls;
+    const auto make = [&](std::shared_ptr<line_manager> lines) {
+        return std::shared_ptr<telephony_manager>(new telephony_manager(device_id_base, std::move(lines)));
+    };
+    try {
+        return make(factory(std::make_shared<call_manager>(), device_id_base));
+    } catch (...) {
+        ProviderLog(L"Brivelnox TSP: FATAL ERROR during initialization");
+        const auto without_lines = make(nullptr);
+        without_lines->CleanUp();
+        return without_lines;
     }
-    // Without the lock: this connects and waits for the registration list.
-    auto lines = factory(std::move(calls), device_id_base_.load());
-    const lock_guard guard(owners_lock_);
-    line_manager_ = std::move(lines);
 }
 
 void telephony_manager::CleanUp() {
@@ -44,16 +35,14 @@ void telephony_manager::CleanUp() {
     } catch (...) {
         return;
     }
-    // Released outside the lock: the last reference may free the whole tree. The lines go before the calls.
-    std::shared_ptr<call_manager> calls;
+    // Released outside the lock: the last reference may free the whole tree.
     std::shared_ptr<line_manager> lines;
-    const lock_guard guard(owners_lock_);
+    const lock_guard guard(line_manager_lock_);
     lines = std::move(line_manager_);
-    calls = std::move(call_manager_);
 }
 
 std::shared_ptr<line_manager> telephony_manager::CurrentLines() const {
-    const lock_guard guard(owners_lock_);
+    const lock_guard guard(line_manager_lock_);
     return line_manager_;
 }
 

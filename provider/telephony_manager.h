@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "calls/call_manager.h"
 #include "lines/line_manager.h"
@@ -28,9 +29,8 @@ inline constexpr simple_request kHold = {L"LineHoldCall: Caught Exception!", &ca
 inline constexpr simple_request kUnhold = {L"LineUnHoldCall: Caught Exception!", &call_manager::ResumeCall};
 inline constexpr simple_request kDrop = {L"LineDropCallAsync: Caught Exception!", &call_manager::DropCall};
 
-/// The one object behind TAPI's entry points. Owns the call manager (made first, released last) and the line
-/// manager (made last, released first), reports asynchronous results, and holds the bodies of the line and
-/// call entry points.
+/// The one object behind TAPI's entry points. Owns the line manager, and with it the call manager, reports
+/// asynchronous results, and holds the bodies of the line and call entry points.
 ///
 /// Threads: TAPI calls on its own threads, several at once. Each request holds this object and, through it,
 /// the line manager while it runs; shutdown on another thread takes both away without taking them from under
@@ -42,18 +42,18 @@ inline constexpr simple_request kDrop = {L"LineDropCallAsync: Caught Exception!"
 /// such a failure where no other outcome is said.
 class telephony_manager {
   public:
-    /// Makes the manager with its call manager and line manager. Never throws for a failure of these: it is
-    /// logged, and the manager returned then has neither, so that every request that needs one fails. Throws
-    /// only when there is no memory for the manager itself.
+    /// Makes the manager with its line manager, which connects and waits for the registration list. Never
+    /// throws for a failure of that: it is logged, and the manager returned then has none, so that every
+    /// request that needs it fails. Throws only when there is no memory for the manager itself.
     static std::shared_ptr<telephony_manager> Create(std::uint32_t device_id_base,
                                                      const line_manager_factory& factory);
 
     telephony_manager(const telephony_manager&) = delete;
     telephony_manager& operator=(const telephony_manager&) = delete;
 
-    /// Stops and releases the line manager, then the call manager. Waits as line_manager::Stop does. If
-    /// stopping throws, both stay. Who gives this object up calls it; the memory goes when the last request
-    /// that is still inside has left.
+    /// Stops and releases the line manager. Waits as line_manager::Stop does. If stopping throws, it stays.
+    /// Who gives this object up calls it; the memory goes when the last request that is still inside has
+    /// left.
     void CleanUp();
 
     /// TAPI's completion procedure; null until TAPI has told it.
@@ -118,9 +118,9 @@ class telephony_manager {
     LONG LineGetCallStatus(HDRVCALL call, LINECALLSTATUS* status) noexcept;
 
   private:
-    explicit telephony_manager(std::uint32_t device_id_base) : device_id_base_(device_id_base) {}
+    telephony_manager(std::uint32_t device_id_base, std::shared_ptr<line_manager> lines)
+        : line_manager_(std::move(lines)), device_id_base_(device_id_base) {}
 
-    void Initialize(const line_manager_factory& factory);
     [[nodiscard]] std::shared_ptr<line_manager> CurrentLines() const;
     /// The line manager, held for the length of a request. Throws when there is none.
     [[nodiscard]] std::shared_ptr<line_manager> Lines() const;
@@ -134,10 +134,9 @@ class telephony_manager {
     void ReportCompletion(const event_lock& held_lock, DRV_REQUESTID request_id, LONG result) const
         BRIVELNOX_REQUIRES(held_lock);
 
-    // Guards only the pointers; never held while calling out.
-    mutable mutex owners_lock_;
-    std::shared_ptr<line_manager> line_manager_ BRIVELNOX_GUARDED_BY(owners_lock_);
-    std::shared_ptr<call_manager> call_manager_ BRIVELNOX_GUARDED_BY(owners_lock_);
+    // Guards only the pointer; never held while calling out.
+    mutable mutex line_manager_lock_;
+    std::shared_ptr<line_manager> line_manager_ BRIVELNOX_GUARDED_BY(line_manager_lock_);
     std::atomic<ASYNC_COMPLETION> completion_procedure_{nullptr};
     std::atomic<std::uint32_t> device_id_base_;
 };

@@ -9,6 +9,7 @@
 #include "platform/version_numbers.h"
 #include "tests/provider/manager_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/worker.h"
 
 namespace brivelnox::test {
 namespace {
@@ -141,6 +142,17 @@ TEST_F(telephony_manager_failure, of_requests_after_the_clean_up_is_the_same) {
     manager->CleanUp();
     EXPECT_EQ(manager->LineCount(), 0U);
     ExpectEveryRequestToFail(*manager);
+}
+
+TEST_F(telephony_manager_failure, of_a_request_on_another_thread_comes_as_soon_as_the_lines_are_taken_away) {
+    const auto manager = MakeManager();
+    unordered_signal cleaned_up;
+    worker asking([&] {
+        EXPECT_TRUE(cleaned_up.Wait());
+        EXPECT_EQ(manager->LineCount(), 0U);
+    });
+    manager->CleanUp();
+    cleaned_up.Set();
 }
 
 TEST_F(telephony_manager_failure, does_not_keep_the_second_clean_up_from_being_logged) {
