@@ -155,6 +155,30 @@ TEST_F(report_completion, that_shutdown_makes_impossible_keeps_a_call_from_being
     EXPECT_EQ(tapi_.Count(), messages);
 }
 
+TEST_F(report_completion, that_shutdown_makes_impossible_keeps_a_consultation_call_from_being_made) {
+    const auto manager = MakeManager();
+    HDRVCALL const call = MakeCall(*manager);
+    lines_->EventLock().Shut();
+    log_.Skip();
+    HDRVCALL consultation = nullptr;
+    EXPECT_EQ(manager->LineSetupTransfer(2, call, nullptr, &consultation), kOperationFailed);
+    EXPECT_THAT(log_.Texts(), ElementsAre("LineSetupTransfer: Caught Exception!"));
+    EXPECT_EQ(lines_->Calls().FindCall(2), nullptr);
+}
+
+TEST_F(report_completion, without_a_place_for_the_handle_is_not_made_and_no_call_either) {
+    const auto manager = MakeManager();
+    HDRVCALL const call = MakeCall(*manager);
+    log_.Skip();
+    EXPECT_EQ(manager->LineSetupTransfer(2, call, nullptr, nullptr), kOperationFailed);
+    EXPECT_EQ(manager->LineMakeCall(3, AsHandle<HDRVLINE>(1), nullptr, nullptr, L"4711", 0),
+              kOperationFailed);
+    EXPECT_THAT(log_.Texts(),
+                ElementsAre("LineSetupTransfer: Caught Exception!", "LineMakeCallAsync: Caught Exception!"));
+    EXPECT_EQ(lines_->Calls().FindCall(2), nullptr);
+    EXPECT_THAT(completions_.Completions(), ElementsAre(completion{1, 0}));
+}
+
 TEST_F(report_completion, of_each_request_comes_once) {
     const auto manager = MakeManager();
     HDRVCALL const call = MakeCall(*manager);
