@@ -10,17 +10,35 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/signal.h"
+#include "tests/support/worker.h"
 
 namespace brivelnox::test {
+
+/// The timer's queue. An explicit instantiation may name private members.
+HANDLE& QueueOf(keep_alive_timer& timer);
+
+template <HANDLE keep_alive_timer::*Member>
+struct timer_queue_access {
+    friend HANDLE& QueueOf(keep_alive_timer& timer) { return timer.*Member; }
+};
+template struct timer_queue_access<&keep_alive_timer::queue_>;
+
 namespace {
 
 using std::chrono::milliseconds;
 
 constexpr DWORD kShort = 20;
+constexpr DWORD kHour = 3600 * 1000;
 constexpr milliseconds kManyPeriods{15 * kShort};
 
 class keep_alive_timing : public testing::Test {
   protected:
+    static void CALLBACK OnOtherTimer(void* test, BOOLEAN) {
+        auto& self = *static_cast<keep_alive_timing*>(test);
+        self.ticked_.Set();
+        EXPECT_TRUE(self.go_on_.Wait());
+    }
+
     std::shared_ptr<int> owner_ = std::make_shared<int>(0);
     // Declared before the timer, which may tick until it is gone.
     signal ticked_;
@@ -110,6 +128,18 @@ TEST_F(keep_alive_timing, stop_waits_for_a_tick_that_is_running) {
     EXPECT_EQ(stopped.wait_for(milliseconds(100)), std::future_status::timeout);
     go_on_.Set();
     EXPECT_TRUE(stopped.get());
+}
+
+TEST_F(keep_alive_timing, stop_waits_for_the_end_of_its_queue) {
+    // Another timer in the queue, which outlasts the keep-alive timer in it.
+    HANDLE other = nullptr;
+    ASSERT_TRUE(CreateTimerQueueTimer(&other, QueueOf(timer_), &keep_alive_timing::OnOtherTimer, this, 0, 0,
+                                      WT_EXECUTEDEFAULT));
+    timer_.Start(kHour, owner_, [] {});
+    ASSERT_TRUE(ticked_.Wait());
+    worker stopping([this] { timer_.Stop(); });
+    EXPECT_FALSE(stopping.FinishesWithin(milliseconds(100)));
+    go_on_.Set();
 }
 
 TEST_F(keep_alive_timing, nothing_ticks_after_a_stop) {
