@@ -2,8 +2,18 @@
 
 #include "platform/lock_order.h"
 
+#include <windows.h>
+
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdio>
+#include <functional>
+#include <iterator>
 #include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -59,6 +69,34 @@ TEST(lock_order, the_breach_is_the_first_lock_that_forbids_the_wait) {
     EXPECT_EQ(lock_order::FindBreach(held, lock_rank::event), &held[1]);
 }
 
+// What each stack and each of its frames is recognised by in a report.
+constexpr const char* kTitles[] = {"which was taken here", "and here is the thread now"};
+constexpr char kFrame[] = " (lock_order::FindBreach ";
+
+using stack = std::vector<std::string>;
+
+/// The stacks of a report, each from the inside out.
+std::vector<stack> StacksOf(const std::string& report) {
+    std::vector<stack> stacks;
+    std::istringstream lines(report);
+    for (std::string line; std::getline(lines, line);) {
+        if (std::any_of(std::begin(kTitles), std::end(kTitles),
+                        [&](const char* title) { return line.find(title) != std::string::npos; })) {
+            stacks.emplace_back();
+        } else if (const std::size_t end = line.find(kFrame); end != std::string::npos && !stacks.empty()) {
+            const std::size_t begin = line.find_first_not_of(' ');
+            stacks.back().push_back(line.substr(begin, end - begin));
+        }
+    }
+    return stacks;
+}
+
+MATCHER(EndAlike, "the stacks end with the same frame") {
+    return std::all_of(arg.begin(), arg.end(), [&](const stack& each) {
+        return !each.empty() && !arg.front().empty() && each.back() == arg.front().back();
+    });
+}
+
 class checked_locks : public testing::Test {
   protected:
     void SetUp() override {
@@ -85,6 +123,36 @@ TEST_F(checked_locks_death_test, wrong_order_ends_the_program_with_both_stacks) 
                  testing::AllOf(testing::HasSubstr("a thread waits for the lines lock with the line's lock"),
                                 testing::HasSubstr("which was taken here"),
                                 testing::HasSubstr("and here is the thread now")));
+}
+
+TEST_F(checked_locks_death_test, each_stack_ends_where_the_stack_of_the_thread_ends) {
+    const auto take = [&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+        // On a thread of its own, whose stack is so short that it is caught whole.
+        std::thread([&]() BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+            std::array<void*, 64> frames = {};
+            const USHORT count =
+                RtlCaptureStackBackTrace(0, static_cast<ULONG>(frames.size()), frames.data(), nullptr);
+            std::fprintf(stderr, "%s:\n%p%s\n", kTitles[0], frames[count - 1], kFrame);
+            const lock_guard first(line_);
+            const lock_guard second(lines_);
+        }).join();
+    };
+    EXPECT_DEATH(take(), testing::ResultOf(&StacksOf, testing::AllOf(testing::SizeIs(3), EndAlike())));
+}
+
+TEST_F(checked_locks_death_test, stack_that_is_too_deep_is_caught_as_far_as_there_is_room) {
+    constexpr int kMoreThanEnough = 40;
+    const std::function<void(int)> take = [&](int depth) BRIVELNOX_NO_THREAD_SAFETY_ANALYSIS {
+        if (depth != 0) {
+            take(depth - 1);
+            return;
+        }
+        const lock_guard first(line_);
+        const lock_guard second(lines_);
+    };
+    EXPECT_DEATH(
+        take(kMoreThanEnough),
+        testing::ResultOf(&StacksOf, testing::ElementsAre(testing::SizeIs(24), testing::SizeIs(24))));
 }
 
 TEST_F(checked_locks_death_test, plain_lock_taken_again_ends_the_program) {
