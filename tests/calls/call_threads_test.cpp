@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -270,6 +271,39 @@ TEST_F(requests_beside_events, event_for_a_call_waits_until_the_request_for_it_h
     EXPECT_TRUE(request.FinishesWithin(kSoon));
     EXPECT_TRUE(reader.FinishesWithin(kSoon));
     EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_ONHOLD));
+}
+
+TEST_F(requests_beside_events, each_request_waits_for_what_is_being_told_and_then_looks_at_the_call) {
+    Open();
+    const auto ringing = CallInState(LINECALLSTATE_OFFERING, L"ringing", 0xC1);
+    const auto active = CallInState(LINECALLSTATE_CONNECTED, L"active", 0xC2);
+    const auto held = CallInState(LINECALLSTATE_ONHOLD, L"held", 0xC3);
+    const auto ended = CallInState(LINECALLSTATE_CONNECTED, L"ended", 0xC4);
+    const auto consultation = CallInState(LINECALLSTATE_DIALTONE, L"consultation", 0xC5);
+    std::uint64_t made = 0;
+    const std::vector<std::function<void()>> requests = {
+        [&] { line_.Calls().AnswerCall(*ringing); },
+        [&] { line_.Calls().HoldCall(*active); },
+        [&] { line_.Calls().ResumeCall(*held); },
+        [&] { line_.Calls().TransferCall(*active, *held); },
+        [&] { line_.Calls().ForwardCall(*active, L"4711"); },
+        [&] { line_.Calls().DropCall(*ended); },
+        [&] { line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC6), 0, L"4711", made); },
+        [&] { line_.Calls().Dial(consultation, 0, L"4711"); },
+    };
+    std::vector<std::unique_ptr<worker>> waiting;
+    {
+        const lock_guard events(events_);
+        for (const auto& request : requests) {
+            waiting.push_back(std::make_unique<worker>(request));
+        }
+        EXPECT_FALSE(waiting.back()->FinishesWithin(100ms));
+        EXPECT_THAT(log_.Texts(), IsEmpty());
+    }
+    for (const auto& each : waiting) {
+        EXPECT_TRUE(each->FinishesWithin(kSoon));
+    }
+    EXPECT_EQ(requests_.Requests().size(), requests.size());
 }
 
 TEST_F(requests_beside_events, first_event_of_a_placed_call_finds_it_proceeding) {

@@ -14,6 +14,7 @@
 
 #include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
+#include "tests/support/worker.h"
 
 namespace brivelnox::test {
 namespace {
@@ -344,6 +345,16 @@ TEST_F(client_call_id_of_a_call, change_is_logged_and_empties_the_argument) {
     // Emptied on purpose: the caller must not go on with an id that is the record's now.
     EXPECT_TRUE(id.empty());  // NOLINT(bugprone-use-after-move)
     EXPECT_THAT(log_.Texts("VekTapiCall"), ElementsAre("Call id changed : id = id-1 -> id-2"));
+}
+
+TEST_F(client_call_id_of_a_call, is_read_on_another_thread_without_the_event_lock) {
+    unordered_signal changed;
+    worker reader([&] {
+        EXPECT_TRUE(changed.Wait());
+        EXPECT_EQ(call_.ClientCallId(), L"id-2");
+    });
+    call_.ChangeClientCallId(L"id-2");
+    changed.Set();
 }
 
 using line_of_a_call = tapi_call_fixture;

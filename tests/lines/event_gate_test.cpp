@@ -1,6 +1,11 @@
 // Everything that lines tell TAPI goes through one gate.
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -68,6 +73,35 @@ TEST_F(one_message_at_a_time, messages_of_two_lines_wait_for_each_other) {
     EXPECT_TRUE(second.FinishesWithin(kSoon));
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kTapiLine, 0, 1), CallInfo(0xA2, 0, 2)));
     EXPECT_FALSE(tapi_.HasOverlapped());
+}
+
+TEST_F(one_message_at_a_time, each_change_of_a_line_waits_for_it) {
+    const std::vector<std::function<void(line&)>> changes = {
+        [&](line& on) { on.Open(AsHandle<HTAPILINE>(0xA2), tapi_.Procedure()); },
+        [](line& on) { on.Close(); },
+        [](line& on) { on.Retire(); },
+        [](line& on) { on.InitializeDeviceId(6); },
+        [](line& on) { on.UpdateDeviceId(6); },
+        [](line& on) { on.UpdateRegistration(Registration(8, L"Desk 8", 5061), true); },
+    };
+    std::vector<std::unique_ptr<line>> lines;
+    for (std::uint32_t handle = 4; handle < 4 + changes.size(); ++handle) {
+        lines.push_back(MakeLine(handle, Registration(8, L"Desk 8"), kUnknownDeviceId));
+    }
+    log_.Skip();
+    std::vector<std::unique_ptr<worker>> waiting;
+    {
+        const lock_guard events(events_);
+        for (std::size_t i = 0; i < changes.size(); ++i) {
+            waiting.push_back(std::make_unique<worker>([&, i] { changes[i](*lines[i]); }));
+        }
+        EXPECT_FALSE(waiting.back()->FinishesWithin(100ms));
+        EXPECT_THAT(log_.Texts(), IsEmpty());
+    }
+    for (const auto& each : waiting) {
+        EXPECT_TRUE(each->FinishesWithin(kSoon));
+    }
+    EXPECT_THAT(log_.Texts(), SizeIs(changes.size()));
 }
 
 TEST_F(one_message_at_a_time, many_threads_on_many_lines_never_overlap) {
