@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <utility>
 
 #include "platform/unique_handle.h"
 

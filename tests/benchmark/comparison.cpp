@@ -9,12 +9,12 @@ namespace {
 
 /// The figures of one side.
 struct series {
-    std::vector<double> to_first;
-    std::vector<double> to_last;
+    std::vector<double> first;
+    std::vector<double> second;
 
-    void Add(const sample& taken) {
-        to_first.push_back(taken.to_first);
-        to_last.push_back(taken.to_last);
+    void Add(const sample& taken, double parts) {
+        first.push_back(taken.first / parts);
+        second.push_back(taken.second / parts);
     }
 };
 
@@ -22,21 +22,21 @@ struct series {
 
 spread SpreadOf(std::vector<double> figures) {
     std::ranges::sort(figures);
-    const auto at = [&](std::size_t quarter) { return figures[(figures.size() - 1) * quarter / 4]; };
-    return {at(2), at(1), at(3)};
+    const auto quartile = [&](std::size_t number) { return figures[(figures.size() - 1) * number / 4]; };
+    return {quartile(2), quartile(1), quartile(3)};
 }
 
-comparisons Compare(scenario& measured, std::size_t samples) {
+comparisons Compare(scenario& measured, std::size_t samples, std::size_t parts) {
     series provider;
     series floor;
     (void)measured.Provider();
     (void)measured.Floor();
     for (std::size_t i = 0; i < samples; ++i) {
-        provider.Add(measured.Provider());
-        floor.Add(measured.Floor());
+        provider.Add(measured.Provider(), static_cast<double>(parts));
+        floor.Add(measured.Floor(), static_cast<double>(parts));
     }
-    return {{SpreadOf(std::move(provider.to_first)), SpreadOf(std::move(floor.to_first))},
-            {SpreadOf(std::move(provider.to_last)), SpreadOf(std::move(floor.to_last))}};
+    return {{SpreadOf(std::move(provider.first)), SpreadOf(std::move(floor.first))},
+            {SpreadOf(std::move(provider.second)), SpreadOf(std::move(floor.second))}};
 }
 
 }  // namespace brivelnox::benchmark

@@ -25,14 +25,14 @@ struct comparison {
     [[nodiscard]] double Ratio() const { return provider.median / floor.median; }
 };
 
-/// A scenario's two moments.
+/// A scenario's two times.
 struct comparisons {
-    comparison to_first;
-    comparison to_last;
+    comparison first;
+    comparison second;
 };
 
-/// Takes so many samples of the provider and of the floor in turn, so that both meet the same machine. One
-/// more of each comes first and does not count.
-comparisons Compare(scenario& measured, std::size_t samples);
+/// Takes so many samples of the provider and of the floor in turn, so that both meet the same machine, and
+/// divides their times by the number of parts. One more of each comes first and does not count.
+comparisons Compare(scenario& measured, std::size_t samples, std::size_t parts);
 
 }  // namespace brivelnox::benchmark

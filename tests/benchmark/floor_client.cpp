@@ -52,8 +52,9 @@ void floor_client::Expect(const log_script& script, std::size_t messages) {
     script_ = &script;
     messages_ = messages;
     messages_done_ = 0;
+    moments_done_ = 0;
     lines_done_ = 0;
-    done_.Expect(script.before_first == script.before_last ? 1 : 2);
+    done_.Expect(script.moments.size());
 }
 
 void floor_client::Append(const log_script& script, std::size_t from, std::size_t to) const {
@@ -119,15 +120,16 @@ void floor_client::OnMessage(std::string_view message) {
     }
     ++messages_done_;
     const std::size_t share = script_->lines.size() * messages_done_ / messages_;
-    for (const std::size_t moment : {script_->before_first, script_->before_last}) {
-        if (lines_done_ < moment && moment <= share) {
-            Append(*script_, lines_done_, moment);
-            lines_done_ = moment;
-            done_.Note();
-        }
+    while (moments_done_ < script_->moments.size() && script_->moments[moments_done_] <= share) {
+        AppendUpTo(script_->moments[moments_done_++]);
+        done_.Note();
     }
-    Append(*script_, lines_done_, share);
-    lines_done_ = share;
+    AppendUpTo(share);
+}
+
+void floor_client::AppendUpTo(std::size_t line) {
+    Append(*script_, lines_done_, line);
+    lines_done_ = line;
 }
 
 }  // namespace brivelnox::benchmark

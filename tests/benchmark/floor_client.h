@@ -23,8 +23,7 @@ namespace brivelnox::benchmark {
 /// thread uses it, which waits for what its own thread has been given to do before it goes on.
 class floor_client {
   public:
-    /// The log is that of the floor alone. `done` is noted at the script's two moments; at one where both are
-    /// the same.
+    /// The log is that of the floor alone. `done` is noted at each moment of a script.
     floor_client(std::wstring log_path, arrivals& done);
     ~floor_client();
     floor_client(const floor_client&) = delete;
@@ -50,6 +49,7 @@ class floor_client {
     [[nodiscard]] bool ReadChunk();
     void DeliverMessages();
     void OnMessage(std::string_view message);
+    void AppendUpTo(std::size_t line);
 
     const std::wstring log_path_;
     arrivals& done_;
@@ -65,6 +65,7 @@ class floor_client {
     const log_script* script_ = nullptr;
     std::size_t messages_ = 0;
     std::size_t messages_done_ = 0;
+    std::size_t moments_done_ = 0;
     std::size_t lines_done_ = 0;
 
     std::thread reader_;

@@ -1,11 +1,11 @@
 #include "tests/benchmark/heap_counter.h"
 
 #include <malloc.h>
+#include <string.h>
 
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
-#include <cstring>
 #include <stdexcept>
 
 namespace brivelnox::benchmark {
@@ -13,7 +13,7 @@ namespace brivelnox::benchmark {
 namespace {
 
 std::atomic<std::int64_t> allocations{0};
-std::atomic<std::int64_t> live_bytes{0};
+std::atomic<std::int64_t> bytes_kept{0};
 
 /// The C library's own function, also where the module of this program is the one that is counted.
 template <class Function>
@@ -29,7 +29,7 @@ std::int64_t SizeOf(void* block) {
 template <class Block>
 Block* Taken(Block* block) {
     ++allocations;
-    live_bytes += SizeOf(block);
+    bytes_kept += SizeOf(block);
     return block;
 }
 
@@ -45,7 +45,7 @@ void* Calloc(std::size_t count, std::size_t size) {
 
 void* Realloc(void* block, std::size_t size) {
     static const auto library = Library<decltype(std::realloc)>("realloc");
-    live_bytes -= SizeOf(block);
+    bytes_kept -= SizeOf(block);
     return Taken(library(block, size));
 }
 
@@ -56,7 +56,7 @@ char* Strdup(const char* text) {
 
 void Free(void* block) {
     static const auto library = Library<decltype(std::free)>("free");
-    live_bytes -= SizeOf(block);
+    bytes_kept -= SizeOf(block);
     library(block);
 }
 
@@ -72,15 +72,11 @@ heap_counter::heap_counter(HMODULE module)
         throw std::runtime_error("the module takes its memory by other calls than expected");
     }
     allocations = 0;
-    live_bytes = 0;
+    bytes_kept = 0;
 }
 
-std::int64_t heap_counter::Allocations() {
-    return allocations;
-}
-
-std::int64_t heap_counter::LiveBytes() {
-    return live_bytes;
+heap_use heap_counter::Use() const {
+    return {allocations, bytes_kept};
 }
 
 }  // namespace brivelnox::benchmark

@@ -10,12 +10,15 @@ namespace brivelnox::benchmark {
 struct log_script {
     /// Each with its line end.
     std::vector<std::string> lines;
-    /// How many of them were there at the moment that counts first, and at the one that counts last.
-    std::size_t before_first = 0;
-    std::size_t before_last = 0;
+    /// How many of them were there at each moment that counted, in order; one moment at least.
+    std::vector<std::size_t> moments;
 };
 
-/// The script of the bytes of a log. The sizes are those that the log had at the two moments.
-log_script ToScript(const std::string& bytes, std::size_t size_at_first, std::size_t size_at_last);
+/// Nothing to write; what counts is when the last message has been received.
+inline const log_script kNoLines{{""}, {1}};
+
+/// The script of the bytes of a log. The sizes are those that the log had at the moments; two equal ones are
+/// one moment, and without any it is the end that counts.
+log_script ToScript(const std::string& bytes, const std::vector<std::size_t>& sizes);
 
 }  // namespace brivelnox::benchmark

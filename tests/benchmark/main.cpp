@@ -1,11 +1,16 @@
-// benchmark: skeleton
+// benchmark: what the provider costs beside its floor, which is what nothing in its place could do without.
+// Prints tables; see scripts/benchmark, which runs it, and docs/performance.md for what is measured. With
+// --quick less of it, to see that it works; then what is over twice its bound is a failure. Ends with 0 when
+// nothing is over its bound.
 
+#include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <string_view>
 
-#include "tests/benchmark/comparison.h"
-#include "tests/benchmark/event_scenario.h"
-#include "tests/benchmark/heap_counter.h"
+#include "tests/benchmark/heap_figures.h"
+#include "tests/benchmark/report.h"
+#include "tests/benchmark/timed_rows.h"
 #include "tests/dll/pe_image_helper.h"
 
 namespace {
@@ -13,50 +18,40 @@ namespace {
 using namespace brivelnox;
 using namespace brivelnox::benchmark;
 
-void Print(const char* title, const comparison& result, double divisor) {
-    std::printf("%-40s %9.1f (%9.1f - %9.1f)  floor %9.1f (%9.1f - %9.1f)  ratio %.3f\n", title,
-                result.provider.median / divisor, result.provider.lower / divisor,
-                result.provider.upper / divisor, result.floor.median / divisor, result.floor.lower / divisor,
-                result.floor.upper / divisor, result.Ratio());
-    (void)std::fflush(stdout);
-}
+/// How much is counted on the heap: so many events, lines and calls, and so many calls that go.
+struct heap_effort {
+    std::size_t count;
+    std::size_t calls_that_go;
+};
 
-void Measure(const char* title, scenario& measured, std::size_t samples, double divisor) {
-    for (const bool instant : {false, true}) {
-        measured.UseInstantFiles(instant);
-        std::printf("%s:\n", instant ? "without the file system" : "with the log");
-        const comparisons result = Compare(measured, samples);
-        Print((std::string(title) + ", first").c_str(), result.to_first, divisor);
-        Print((std::string(title) + ", last").c_str(), result.to_last, divisor);
+constexpr heap_effort kFullHeap{10000, 100000};
+constexpr heap_effort kQuickHeap{1000, 1000};
+
+bool Run(bool quick) {
+    const host::provider_module provider(test::BuiltProviderPath().wstring());
+    report results(quick ? 2.0 : 1.0);
+    results.BeginTimes();
+    for (const timed_rows& each : TimedRows()) {
+        Measure(each, provider, quick, [&](const timed_result& result) { results.Print(result); });
     }
+    const heap_effort& heap = quick ? kQuickHeap : kFullHeap;
+    results.PrintHeap(CountHeap(provider, heap.count, heap.calls_that_go));
+    results.PrintVerdict();
+    return results.IsWithin();
 }
 
 }  // namespace
 
-int main() {
+int main(int argument_count, char** arguments) {
+    const bool quick = argument_count == 2 && std::string_view(arguments[1]) == "--quick";
+    if (argument_count > 1 && !quick) {
+        (void)std::fprintf(stderr, "usage: benchmark [--quick]\n");
+        return 2;
+    }
     try {
-        const host::provider_module provider(test::BuiltProviderPath().wstring());
-        {
-            event_scenario known(provider, KnownCall(1, 0));
-            Measure("known call", known, 300, 1);
-        }
-        {
-            event_scenario fresh(provider, NewCall());
-            Measure("new call", fresh, 300, 1);
-        }
-        {
-            constexpr std::size_t kEvents = 2000;
-            event_scenario burst(provider, Burst(1, kEvents));
-            Measure("burst, an event", burst, 11, kEvents);
-            burst.UseInstantFiles(true);
-            const heap_counter heap(provider.Module());
-            (void)burst.Provider();
-            std::printf("allocations an event: %.2f\n",
-                        static_cast<double>(heap_counter::Allocations()) / kEvents);
-        }
-        return 0;
+        return Run(quick) ? 0 : 1;
     } catch (const std::exception& failure) {
-        std::printf("benchmark: %s\n", failure.what());
+        (void)std::fprintf(stderr, "benchmark: %s\n", failure.what());
         return 1;
     }
 }

@@ -95,6 +95,7 @@ void CALLBACK provider_host::OnEvent(HTAPILINE, HTAPICALL call, DWORD message, D
     if (message == LINE_NEWCALL) {
         // TAPI's handle of a call is the driver's, so that the latter is known whenever something is told.
         *reinterpret_cast<HTAPICALL*>(param2) = AsHandle<HTAPICALL>(param1);
+        host->last_new_call_ = AsHandle<HDRVCALL>(param1);
     } else if (message == LINE_CALLSTATE && param1 == LINECALLSTATE_IDLE) {
         // No exception may leave this procedure, so the result counts only where the call is looked for
         // again.

@@ -4,6 +4,7 @@
 #include <tapi.h>
 #include <tspi.h>
 
+#include <atomic>
 #include <cstdint>
 
 #include "tests/benchmark/arrivals.h"
@@ -30,6 +31,9 @@ class provider_host {
     /// Opens a line. TAPI's handle of it is its device identifier. Raises std::runtime_error on failure.
     HDRVLINE Open(std::uint32_t device_id);
 
+    /// The driver's handle of the call that was announced last.
+    [[nodiscard]] HDRVCALL LastNewCall() const { return last_new_call_; }
+
     /// Places a call and returns the driver's handle.
     HDRVCALL MakeCall(HDRVLINE line);
     void Hold(HDRVCALL call);
@@ -44,6 +48,7 @@ class provider_host {
     const host::provider_module& provider_;
     arrivals& told_;
     bool is_started_ = false;
+    std::atomic<HDRVCALL> last_new_call_{nullptr};
 };
 
 }  // namespace brivelnox::benchmark

@@ -2,13 +2,13 @@
 
 namespace brivelnox::benchmark {
 
-/// What one sample took: the microseconds from its beginning to the moments that count first and last.
+/// What one sample has measured, in microseconds: two times, of which each scenario says what they are.
 struct sample {
-    double to_first = 0;
-    double to_last = 0;
+    double first = 0;
+    double second = 0;
 };
 
-/// Something that is measured: the provider does it, and the floor does what it could not do without in the
+/// Something that is measured: the provider does it, and the floor does what nothing could do without in the
 /// provider's place.
 class scenario {
   public:
@@ -17,7 +17,7 @@ class scenario {
     scenario(const scenario&) = delete;
     scenario& operator=(const scenario&) = delete;
 
-    /// Whether logs are written with file calls that answer at once.
+    /// Whether both write their logs with file calls that answer at once.
     virtual void UseInstantFiles(bool instant) = 0;
     virtual sample Provider() = 0;
     virtual sample Floor() = 0;

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 namespace brivelnox::benchmark {
 
@@ -59,28 +60,36 @@ void stage::StartFloor(const log_script& script) {
     done_.Wait();
 }
 
-void stage::ExpectTold(std::size_t count) {
-    reader_.WaitUntilIdle();
-    told_.Expect(count);
-}
-
 log_script stage::Rehearse(arrivals& moments, const std::function<void()>& act) {
     UseInstantFiles(false);
     log_.Skip();
-    std::size_t size_at_first = 0;
-    std::size_t size_at_last = 0;
+    std::vector<std::size_t> sizes;
     moments.SetWitness([&](std::size_t number) {
-        if (number == 1) {
-            size_at_first = log_.Bytes().size();
-        }
-        if (number == moments.Expected()) {
-            size_at_last = log_.Bytes().size();
+        if (number == 1 || number == moments.Expected()) {
+            sizes.push_back(log_.Bytes().size());
         }
     });
     act();
     moments.SetWitness(nullptr);
-    reader_.WaitUntilIdle();
-    return ToScript(log_.Bytes(), size_at_first, size_at_last);
+    WaitUntilIdle();
+    return ToScript(log_.Bytes(), sizes);
+}
+
+sample stage::Play(const event_act& act) {
+    WaitUntilIdle();
+    told_.Expect(act.told);
+    const time_point begun = benchmark_clock::now();
+    provider_service_.Send(act.messages);
+    told_.Wait();
+    return {Microseconds(begun, told_.First()), Microseconds(begun, told_.Last())};
+}
+
+sample stage::PlayToFloor(const event_act& act, const log_script& script) {
+    floor_.Expect(script, act.count);
+    const time_point begun = benchmark_clock::now();
+    floor_service_.Send(act.messages);
+    done_.Wait();
+    return {Microseconds(begun, done_.First()), Microseconds(begun, done_.Last())};
 }
 
 }  // namespace brivelnox::benchmark

@@ -6,18 +6,21 @@
 #include <optional>
 
 #include "tests/benchmark/arrivals.h"
+#include "tests/benchmark/event_acts.h"
 #include "tests/benchmark/file_calls.h"
 #include "tests/benchmark/floor_client.h"
 #include "tests/benchmark/log_script.h"
 #include "tests/benchmark/provider_host.h"
 #include "tests/benchmark/reader_watch.h"
+#include "tests/benchmark/scenario.h"
 #include "tests/support/log_reader.h"
 #include "tests/support/loopback_service.h"
 #include "tools/telephony_host/provider_module.h"
 
 namespace brivelnox::benchmark {
 
-/// The provider and the floor side by side, each with a service and a log of its own. Nothing is started yet.
+/// The provider and the floor side by side, each with a service and a log of its own. Neither is started yet.
+/// One thread uses it.
 class stage {
   public:
     /// Both services list so many softphones, with the permanent line ids from 1 on.
@@ -35,21 +38,24 @@ class stage {
     void StartFloor(const log_script& script);
 
     /// Has the provider do something with its log on the disk, and returns what it wrote until it had
-    /// finished. The moments are those of the first and the last of what is expected in `moments` meanwhile.
+    /// finished. The moments that count are the first and the last of what is expected in `moments`
+    /// meanwhile; without any, the end.
     log_script Rehearse(arrivals& moments, const std::function<void()>& act);
 
-    /// Waits until the provider's reader has finished what it received, and expects so many messages to TAPI.
-    void ExpectTold(std::size_t count);
+    /// Has the provider's service send, and waits until TAPI has been told what comes of it. Returns the
+    /// times to the first and to the last message to TAPI.
+    sample Play(const event_act& act);
+    /// The same for the floor, with what the provider has written. Returns the times to the script's first
+    /// and last moment.
+    sample PlayToFloor(const event_act& act, const log_script& script);
+
+    /// Waits until the provider's reader has finished what it received. It has, when something came of it.
+    void WaitUntilIdle() { reader_.WaitUntilIdle(); }
 
     [[nodiscard]] provider_host& Provider() { return provider_; }
-    [[nodiscard]] test::loopback_service& ProviderService() { return provider_service_; }
+    [[nodiscard]] floor_client& Floor() { return floor_; }
     /// What TAPI is told.
     [[nodiscard]] arrivals& Told() { return told_; }
-
-    [[nodiscard]] floor_client& Floor() { return floor_; }
-    [[nodiscard]] test::loopback_service& FloorService() { return floor_service_; }
-    /// What the floor has done.
-    [[nodiscard]] arrivals& Done() { return done_; }
 
   private:
     const HMODULE module_;
@@ -62,7 +68,7 @@ class stage {
     test::loopback_service provider_service_;
     floor_client floor_;
     provider_host provider_;
-    const reader_watch reader_;
+    reader_watch reader_;
     std::optional<instant_files> instant_files_;
 };
 
