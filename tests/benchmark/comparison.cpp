@@ -22,8 +22,8 @@ struct series {
 
 spread SpreadOf(std::vector<double> figures) {
     std::ranges::sort(figures);
-    const auto quartile = [&](std::size_t number) { return figures[(figures.size() - 1) * number / 4]; };
-    return {quartile(2), quartile(1), quartile(3)};
+    const std::size_t last = figures.size() - 1;
+    return {figures[last / 2], figures[last / 4], figures[last - last / 4]};
 }
 
 comparisons Compare(scenario& measured, std::size_t samples, std::size_t parts) {

@@ -35,8 +35,8 @@ BOOL WINAPI Close(HANDLE file) {
 
 }  // namespace
 
-const file_calls kSystemFileCalls = {&CreateFileW, &WriteFile, &CloseHandle};
-const file_calls kInstantFileCalls = {&Create, &Write, &Close};
+const file_calls kSystemFileCalls = {&CreateFileW, &GetFileType, &WriteFile, &CloseHandle};
+const file_calls kInstantFileCalls = {&Create, &Type, &Write, &Close};
 
 instant_files::instant_files(HMODULE module)
     : create_(module, "CreateFileW", reinterpret_cast<void*>(&Create)),

@@ -6,9 +6,10 @@
 
 namespace brivelnox::benchmark {
 
-/// The calls by which a line gets into a log.
+/// The calls by which a line gets into the log.
 struct file_calls {
     decltype(&CreateFileW) create;
+    decltype(&GetFileType) type;
     decltype(&WriteFile) write;
     decltype(&CloseHandle) close;
 };

@@ -9,7 +9,7 @@ namespace brivelnox::benchmark {
 
 namespace {
 
-constexpr std::size_t kTitleWidth = 50;
+constexpr std::size_t kTitleWidth = 51;
 constexpr std::size_t kTimeWidth = 24;
 constexpr std::size_t kNumberWidth = 9;
 
@@ -35,7 +35,7 @@ struct time_unit {
 /// The one in which a time is easy to read.
 time_unit UnitOf(double microseconds) {
     if (microseconds < 1e4) {
-        return {"us", 1};
+        return {"\u00B5s", 1};
     }
     return microseconds < 1e7 ? time_unit{"ms", 1e3} : time_unit{"s", 1e6};
 }
@@ -44,6 +44,14 @@ std::string Time(const spread& time) {
     const time_unit unit = UnitOf(time.median);
     const auto figure = [&](double microseconds) { return Figure(microseconds / unit.microseconds); };
     return figure(time.median) + " " + unit.name + " (" + figure(time.lower) + "-" + figure(time.upper) + ")";
+}
+
+/// The characters of a text in UTF-8.
+std::size_t Characters(std::string_view text) {
+    constexpr unsigned kBits = 0xC0;
+    constexpr unsigned kContinuation = 0x80;
+    return static_cast<std::size_t>(std::ranges::count_if(
+        text, [](char byte) { return (static_cast<unsigned char>(byte) & kBits) != kContinuation; }));
 }
 
 /// One row of a table. The first cell is aligned to the left, the others to the right.
@@ -62,18 +70,22 @@ class table_row {
 
   private:
     void Add(std::string_view text, std::size_t width, bool left) {
-        const std::string filler(width - std::min(width, text.size()), ' ');
-        line_.append(left ? "" : filler).append(text).append(left ? filler : "").append(" | ");
+        const std::string filler(width - std::min(width, Characters(text)), ' ');
+        line_.append(" ").append(left ? "" : filler).append(text).append(left ? filler : "").append(" |");
     }
 
-    std::string line_ = "| ";
+    std::string line_ = "|";
 };
+
+/// Nothing where the floor has nothing to do.
+std::string Ratio(const comparison& compared) {
+    return compared.floor.median < 1 ? "" : Ratio(compared.Ratio());
+}
 
 void PrintComparisons(const std::string& title, const comparison& with_log, const comparison& without_files) {
     table_row row(title);
     for (const comparison* const each : {&with_log, &without_files}) {
-        row(Time(each->provider), kTimeWidth)(Time(each->floor), kTimeWidth)(Ratio(each->Ratio()),
-                                                                             kNumberWidth);
+        row(Time(each->provider), kTimeWidth)(Time(each->floor), kTimeWidth)(Ratio(*each), kNumberWidth);
     }
     row.Print();
 }

@@ -14,9 +14,9 @@ using module = host::provider_module;
 using scenario_ptr = std::unique_ptr<scenario>;
 
 constexpr wanted_ratios kEvent{1.03, 1.30};
-// Without the log there is next to nothing left that could not be done without.
+// Without the log the floor has next to nothing to do.
 constexpr wanted_ratios kRequest{1.03, 0};
-constexpr wanted_ratios kList{1.03, 1.30};
+constexpr wanted_ratios kList{1.03, 0};
 constexpr wanted_ratios kNone{};
 
 constexpr std::size_t kMany = 300;
