@@ -37,8 +37,11 @@ class floor_client {
     void Disconnect();
 
     /// What is to be done with the next so many messages: each one's share of the lines is appended. Expects
-    /// what `done` will be told. The script outlives the messages.
+    /// what `done` will be told. The script outlives the messages. Not before the reader has finished the
+    /// ones before.
     void Expect(const log_script& script, std::size_t messages);
+    /// Until the reader has finished what it received.
+    void WaitUntilIdle() { reader_mark_.WaitUntilIdle(); }
     /// Appends the script's lines from one to another.
     void Append(const log_script& script, std::size_t from, std::size_t to) const;
     /// As the provider sends: with one call.

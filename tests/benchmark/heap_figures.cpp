@@ -14,6 +14,7 @@ namespace brivelnox::benchmark {
 namespace {
 
 constexpr double kWantedAllocations = 10;
+
 double Each(std::int64_t sum, std::size_t count) {
     return static_cast<double>(sum) / static_cast<double>(count);
 }
@@ -30,14 +31,12 @@ class heap_stage {
         event_act first = Ringing(1, kCall);
         first += Removed(1, kCall);
         (void)stage_.Play(first);
-        stage_.WaitUntilIdle();
         stage_.StartFloor(kNoLines);
     }
 
     heap_use OfProvider(const event_act& acts) {
         const heap_counter counter(module_);
         (void)stage_.Play(acts);
-        stage_.WaitUntilIdle();
         return counter.Use();
     }
 

@@ -1,6 +1,9 @@
 #include "tests/benchmark/request_scenario.h"
 
+#include <stdexcept>
+
 #include "tests/benchmark/event_acts.h"
+#include "tests/support/signal.h"
 
 namespace brivelnox::benchmark {
 
@@ -37,6 +40,14 @@ void request_scenario::CleanUp() {
     if (requested_ == request::make_call) {
         stage_.Provider().Close(call_);
     }
+    Await(stage_.ProviderService(), ++provider_requests_);
+}
+
+/// Until the service has nothing left to do, which would count for what is measured next.
+void request_scenario::Await(const test::loopback_service& service, std::size_t requests) {
+    if (!service.WaitForRequests(requests, test::kSoon)) {
+        throw std::runtime_error("a request has not arrived");
+    }
 }
 
 sample request_scenario::Provider() {
@@ -54,7 +65,9 @@ sample request_scenario::Floor() {
     const time_point sent = benchmark_clock::now();
     stage_.Floor().Send(sends_.Text());
     stage_.Floor().Append(script_, script_.moments.front(), script_.lines.size());
-    return {Microseconds(begun, sent), Microseconds(begun, benchmark_clock::now())};
+    const time_point returned = benchmark_clock::now();
+    Await(stage_.FloorService(), ++floor_requests_);
+    return {Microseconds(begun, sent), Microseconds(begun, returned)};
 }
 
 }  // namespace brivelnox::benchmark

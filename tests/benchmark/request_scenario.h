@@ -4,6 +4,8 @@
 #include <tapi.h>
 #include <tspi.h>
 
+#include <cstddef>
+
 #include "tests/benchmark/log_script.h"
 #include "tests/benchmark/scenario.h"
 #include "tests/benchmark/send_watch.h"
@@ -27,10 +29,14 @@ class request_scenario : public scenario {
     void Expect();
     void Request();
     void CleanUp();
+    static void Await(const test::loopback_service& service, std::size_t requests);
 
     const request requested_;
     stage stage_;
     send_watch sends_;
+    // What each service has received up to now, beginning with the request for the list.
+    std::size_t provider_requests_ = 1;
+    std::size_t floor_requests_ = 1;
     HDRVLINE line_ = nullptr;
     HDRVCALL call_ = nullptr;
     log_script script_;

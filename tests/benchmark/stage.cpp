@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace brivelnox::benchmark {
@@ -20,8 +21,11 @@ std::string Registrations(std::uint32_t softphones) {
 
 /// A file beside the provider's log, with a name as long: the system looks for both in the same way.
 std::wstring FloorLogPath() {
+    constexpr std::wstring_view kName = L"Brivelnox";
+    constexpr std::wstring_view kFloorName = L"Benchmark";
+    static_assert(kName.size() == kFloorName.size());
     std::wstring path = test::log_reader::OfProvider().Path();
-    path.replace(path.rfind(L'\\') + 1, 9, L"Benchmark");
+    path.replace(path.rfind(kName), kName.size(), kFloorName);
     return path;
 }
 
@@ -58,6 +62,7 @@ void stage::StartFloor(const log_script& script) {
     floor_.Connect(floor_service_.Port());
     floor_.Send(test::ListRequest(0));
     done_.Wait();
+    floor_.WaitUntilIdle();
 }
 
 log_script stage::Rehearse(arrivals& moments, const std::function<void()>& act) {
@@ -71,16 +76,16 @@ log_script stage::Rehearse(arrivals& moments, const std::function<void()>& act) 
     });
     act();
     moments.SetWitness(nullptr);
-    WaitUntilIdle();
+    reader_.WaitUntilIdle();
     return ToScript(log_.Bytes(), sizes);
 }
 
 sample stage::Play(const event_act& act) {
-    WaitUntilIdle();
     told_.Expect(act.told);
     const time_point begun = benchmark_clock::now();
     provider_service_.Send(act.messages);
     told_.Wait();
+    reader_.WaitUntilIdle();
     return {Microseconds(begun, told_.First()), Microseconds(begun, told_.Last())};
 }
 
@@ -89,6 +94,7 @@ sample stage::PlayToFloor(const event_act& act, const log_script& script) {
     const time_point begun = benchmark_clock::now();
     floor_service_.Send(act.messages);
     done_.Wait();
+    floor_.WaitUntilIdle();
     return {Microseconds(begun, done_.First()), Microseconds(begun, done_.Last())};
 }
 

@@ -42,18 +42,17 @@ class stage {
     /// meanwhile; without any, the end.
     log_script Rehearse(arrivals& moments, const std::function<void()>& act);
 
-    /// Has the provider's service send, and waits until TAPI has been told what comes of it. Returns the
-    /// times to the first and to the last message to TAPI.
+    /// Has the provider's service send, and waits until TAPI has been told what comes of it and the provider
+    /// has nothing left to do. Returns the times to the first and to the last message to TAPI.
     sample Play(const event_act& act);
     /// The same for the floor, with what the provider has written. Returns the times to the script's first
     /// and last moment.
     sample PlayToFloor(const event_act& act, const log_script& script);
 
-    /// Waits until the provider's reader has finished what it received. It has, when something came of it.
-    void WaitUntilIdle() { reader_.WaitUntilIdle(); }
-
     [[nodiscard]] provider_host& Provider() { return provider_; }
     [[nodiscard]] floor_client& Floor() { return floor_; }
+    [[nodiscard]] const test::loopback_service& ProviderService() const { return provider_service_; }
+    [[nodiscard]] const test::loopback_service& FloorService() const { return floor_service_; }
     /// What TAPI is told.
     [[nodiscard]] arrivals& Told() { return told_; }
 

@@ -21,6 +21,8 @@ constexpr wanted_ratios kNone{};
 
 constexpr std::size_t kMany = 300;
 constexpr std::size_t kSome = 40;
+constexpr effort kFull{1, kMany};
+constexpr effort kQuick{1, kSome};
 
 scenario_ptr KnownCallOf(const module& provider, std::size_t) {
     return std::make_unique<event_scenario>(provider, KnownCall(1, 0));
@@ -52,41 +54,32 @@ scenario_ptr StartWith(const module& provider, std::size_t softphones) {
     return std::make_unique<start_scenario>(provider, static_cast<std::uint32_t>(softphones));
 }
 
+constexpr auto kHold = request_scenario::request::hold;
+constexpr auto kMakeCall = request_scenario::request::make_call;
+
 constexpr timed_rows kRows[] = {
-    {{"event of a known call, to its first message to TAPI", kEvent},
-     {"event of a known call, to its last message to TAPI", kEvent},
+    {{"known call, first message", kEvent},
+     {"known call, last message", kEvent},
      &KnownCallOf,
-     {1, kMany},
-     {1, kSome}},
-    {{"new ringing call, to its first message to TAPI", kEvent},
-     {"new ringing call, to its last message to TAPI", kEvent},
-     &NewCallOf,
-     {1, kMany},
-     {1, kSome}},
-    {{"hold, to `send`", kRequest},
-     {"hold, to its return", kRequest},
-     &Request<request_scenario::request::hold>,
-     {1, kMany},
-     {1, kSome}},
-    {{"make call, to `send`", kRequest},
-     {"make call, to its return", kRequest},
-     &Request<request_scenario::request::make_call>,
-     {1, kMany},
-     {1, kSome}},
-    {{}, {"burst of # events on one line, each", kEvent}, &BurstOn<1>, {20000, 5}, {1000, 3}, true},
-    {{}, {"burst of # events on 100 lines, each", kEvent}, &BurstOn<100>, {20000, 5}, {1000, 3}, true},
-    {{}, {"event with # line", kEvent}, &WithLines, {1, kMany}, {1, kSome}},
+     kFull,
+     kQuick},
+    {{"new call, first message", kEvent}, {"new call, last message", kEvent}, &NewCallOf, kFull, kQuick},
+    {{"hold, `send`", kRequest}, {"hold, return", kRequest}, &Request<kHold>, kFull, kQuick},
+    {{"make call, `send`", kRequest}, {"make call, return", kRequest}, &Request<kMakeCall>, kFull, kQuick},
+    {{}, {"each of # events on one line", kEvent}, &BurstOn<1>, {20000, 5}, {1000, 3}, true},
+    {{}, {"each of # events on 100 lines", kEvent}, &BurstOn<100>, {20000, 5}, {1000, 3}, true},
+    {{}, {"event with # line", kEvent}, &WithLines, kFull, kQuick},
     {{}, {"event with # lines", kEvent}, &WithLines, {100, kMany}, {100, kSome}},
     {{}, {"event with # lines", kEvent}, &WithLines, {1000, kMany}, {1000, kSome}},
     {{}, {"event with # lines", kEvent}, &WithLines, {10000, kMany}, {}},
-    {{}, {"event with # live call on one line", kEvent}, &WithCalls, {1, kMany}, {1, kSome}},
-    {{}, {"event with # live calls on one line", kEvent}, &WithCalls, {100, kMany}, {100, kSome}},
-    {{}, {"event with # live calls on one line", kEvent}, &WithCalls, {1000, kMany}, {1000, kSome}},
-    {{}, {"event with # live calls on one line", kEvent}, &WithCalls, {10000, kMany}, {}},
-    {{"start with a list of #", kNone}, {"shutdown with # line", kNone}, &StartWith, {1, 20}, {1, 5}},
-    {{"start with a list of #", kList}, {"shutdown with # lines", kNone}, &StartWith, {1000, 5}, {1000, 3}},
-    {{"start with a list of #", kList}, {"shutdown with # lines", kNone}, &StartWith, {10000, 5}, {}},
-    {{"start with a list of #", kList}, {"shutdown with # lines", kNone}, &StartWith, {40000, 3}, {}},
+    {{}, {"event with # live call", kEvent}, &WithCalls, kFull, kQuick},
+    {{}, {"event with # live calls", kEvent}, &WithCalls, {100, kMany}, {100, kSome}},
+    {{}, {"event with # live calls", kEvent}, &WithCalls, {1000, kMany}, {1000, kSome}},
+    {{}, {"event with # live calls", kEvent}, &WithCalls, {10000, kMany}, {}},
+    {{"start, list of #", kNone}, {"shutdown, # line", kNone}, &StartWith, {1, 20}, {1, 5}},
+    {{"start, list of #", kList}, {"shutdown, # lines", kNone}, &StartWith, {1000, 5}, {1000, 3}},
+    {{"start, list of #", kList}, {"shutdown, # lines", kNone}, &StartWith, {10000, 5}, {}},
+    {{"start, list of #", kList}, {"shutdown, # lines", kNone}, &StartWith, {40000, 3}, {}},
 };
 
 std::string Title(const measured_time& row, std::size_t size) {
