@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <utility>
 
@@ -31,6 +32,8 @@ class arrivals {
     /// From now on so many, at least one, are expected. Raises std::runtime_error when more than were
     /// expected have come since the last time: what was taken for the last was none then.
     void Expect(std::size_t count);
+    /// From now on any number may come, and nobody waits: then noting does not call the system.
+    void ExpectAny() { Expect(kAnyNumber); }
     /// One has come. Takes the time first.
     void Note();
     /// Until the last has come. Raises std::runtime_error when it does not.
@@ -44,6 +47,8 @@ class arrivals {
     [[nodiscard]] time_point Last() const { return last_; }
 
   private:
+    static constexpr std::size_t kAnyNumber = SIZE_MAX;
+
     std::atomic<std::size_t> expected_{0};
     std::atomic<std::size_t> count_{0};
     time_point first_;

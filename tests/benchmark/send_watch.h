@@ -14,8 +14,9 @@ class send_watch {
   public:
     explicit send_watch(HMODULE provider);
 
-    /// From now on one text is expected that is sent on this thread.
+    /// Sees what is sent on this thread from now on.
     void Expect();
+    /// When that was.
     [[nodiscard]] arrivals& Sent() { return sent_; }
     /// What was sent last.
     [[nodiscard]] const std::string& Text() const { return text_; }
