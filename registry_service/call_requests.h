@@ -34,9 +34,9 @@ class call_requests {
     /// makes a malformed message. That is intended; callers pass telephone numbers, digits and call
     /// identifiers.
     ///
-    /// Returns whether the request was sent; one of more than 1023 bytes is not. May be
-    /// called on any thread and with the event lock held: it does not wait for the link's reader while a
-    /// handler runs, but on the reader thread itself a send that fails takes the whole 5000 ms of that wait.
+    /// Returns whether the request was sent; one of more than 1023 bytes is not. May be called on any thread
+    /// and with the event lock held: it does not wait for the link's reader while a handler runs, but on the
+    /// reader thread itself a send that fails takes the whole 5000 ms of that wait.
     virtual bool SendCallRequest(const call_request& request, std::int32_t permanent_line_id,
                                  const std::string& argument, const std::string& second_argument) = 0;
 };
