@@ -19,6 +19,7 @@
 #include "platform/ansi_text.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -158,7 +159,7 @@ TEST_F(call_control, drop_ends_a_call_in_every_state_but_idle_disconnected_and_u
         const auto call = CallInState(state);
         line_.Calls().DropCall(*call);
         const std::string logged = std::string("Drop call") + kPrefix + ", client_call_id: call-1";
-        EXPECT_EQ(log_.Texts().front(), logged);
+        EXPECT_EQ(log_.Texts().at(0), logged);
         if (state == 0x1 || state == 0x4000 || state == 0x8000) {
             // The same words as for a refused hold.
             EXPECT_THAT(log_.Texts(),
@@ -236,7 +237,7 @@ TEST_F(call_control, make_call_on_a_closed_line_still_places_it) {
     line_.Calls().MakeCall(AsHandle<HTAPICALL>(0xC1), 0, L"4711", handle);
     EXPECT_EQ(requests_.Requests().size(), 1U);
     EXPECT_THAT(tapi_.Events(), IsEmpty());
-    EXPECT_EQ(calls_.FindCall(handle)->State(), 0x200U);
+    EXPECT_EQ(Found(calls_.FindCall(handle))->State(), 0x200U);
 }
 
 TEST_F(call_control, dial_gives_a_consultation_call_a_new_id_and_tells_proceeding) {

@@ -135,9 +135,9 @@ TEST_F(removed_call, without_a_hangup_ends_with_mode_zero) {
     EXPECT_THAT(tapi_.Events(), ElementsAre(State(LINECALLSTATE_DISCONNECTED, 0), State(LINECALLSTATE_IDLE)));
     EXPECT_TRUE(call_->FinalStateSignalled());
     EXPECT_EQ(
-        log_.Texts().front(),
+        log_.Texts().at(0),
         "Call removed Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005, client_call_id: call-1");
-    EXPECT_EQ(log_.Lines().front().category, "Line");
+    EXPECT_EQ(log_.Lines().at(0).category, "Line");
 }
 
 TEST_F(removed_call, after_another_state_than_hangup_ends_with_mode_zero) {
@@ -204,7 +204,7 @@ TEST_F(removed_call, id_that_tapi_has_closed_is_a_new_call_when_it_is_reported_a
     Forget();
     line_.Calls().OnClientCallState(StateOf(L"call-1", L"Ringing"));
     ASSERT_FALSE(tapi_.Events().empty());
-    EXPECT_EQ(tapi_.Events().front(), NewCall(kTapiLine, 2, tapi_recorder::kFirstCallHandle));
+    EXPECT_EQ(tapi_.Events().at(0), NewCall(kTapiLine, 2, tapi_recorder::kFirstCallHandle));
 }
 
 }  // namespace

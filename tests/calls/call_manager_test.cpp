@@ -18,6 +18,7 @@
 #include "calls/tapi_call.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/worker.h"
 
 namespace brivelnox::test {
@@ -34,7 +35,7 @@ class call_manager_fixture : public line_fixture {
     }
 
     std::shared_ptr<tapi_call> IncomingCall(const std::wstring& id) {
-        return calls_.GetNewTapiCallHandle(line_, StateOf(id, L"Ringing"), LINECALLORIGIN_INBOUND);
+        return Found(calls_.GetNewTapiCallHandle(line_, StateOf(id, L"Ringing"), LINECALLORIGIN_INBOUND));
     }
 };
 
@@ -183,7 +184,7 @@ TEST_F(closing_a_call, makes_it_idle_without_a_word_to_tapi_and_forgets_it) {
                             "0x00000001, state: Idle, mode: 0x00000000.",
                             "Removed call Desk 7, tapiLineHandle: 0x000000A1, deviceId: 0x00000005, "
                             "client_call_id: id-1"));
-    EXPECT_EQ(log_.Lines().front().category, "CallManager");
+    EXPECT_EQ(log_.Lines().at(0).category, "CallManager");
     EXPECT_THAT(tapi_.Events(), IsEmpty());
     EXPECT_THAT(requests_.Requests(), IsEmpty());
     EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
@@ -272,7 +273,7 @@ TEST_F(call_request, reaches_the_call_with_its_own_log_line_first) {
                             "GenerateDigits: LineGenerateDigits (driverCallHandle: 0x00000001, digits: 12#)",
                             "ResumeCall: LineUnHold (driverCallHandle: 0x00000001)",
                             "DropCall: LineDropCallAsync (driverCallHandle: 0x00000001)"));
-    EXPECT_EQ(log_.Lines().front().category, "CallManager");
+    EXPECT_EQ(log_.Lines().at(0).category, "CallManager");
 }
 
 TEST_F(call_request, transfer_joins_the_active_call_with_the_one_on_hold) {
@@ -280,7 +281,7 @@ TEST_F(call_request, transfer_joins_the_active_call_with_the_one_on_hold) {
     (void)CallInState(LINECALLSTATE_ONHOLD, L"held");
     calls_.TransferCall(1, 2);
     EXPECT_THAT(requests_.Requests(), ElementsAre("transferCall 7 active held"));
-    EXPECT_EQ(log_.Texts().front(),
+    EXPECT_EQ(log_.Texts().at(0),
               "TransferCall: LineCompleteTransfer (driverCallHandle: 0x00000001, driverCallHandleOnHold: "
               "0x00000002)");
 }

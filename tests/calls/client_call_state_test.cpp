@@ -12,6 +12,7 @@
 
 #include "calls/tapi_call.h"
 #include "tests/support/line_fixture.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -178,7 +179,7 @@ TEST_F(client_event_log, every_event_is_logged_as_received) {
     line_.Calls().OnClientCallState(StateOf(L"id-9", L"Strange state"));
     EXPECT_THAT(log_.Texts(), ElementsAre(std::string("Client call state received.") + kPrefix +
                                           "id-9, client call state: Strange state"));
-    EXPECT_EQ(log_.Lines().front().category, "Line");
+    EXPECT_EQ(log_.Lines().at(0).category, "Line");
 }
 
 TEST_F(client_event_log, change_of_the_client_state_is_logged) {
@@ -338,7 +339,7 @@ TEST_F(call_parties, after_the_final_state_nothing_is_flushed) {
 TEST_F(call_parties, on_hold_clears_the_connected_party_and_the_next_event_reports_it) {
     line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Connected", L"123", L"Caller"));
     line_.Calls().OnClientCallState(WithPeer(L"id-1", L"Parked", L"123", L"Caller"));
-    const auto call = calls_.FindCall(1);
+    const auto call = Found(calls_.FindCall(1));
     EXPECT_EQ(call->State(), static_cast<std::uint32_t>(LINECALLSTATE_ONHOLD));
     EXPECT_EQ(call->Details().connected_number, L"");
     EXPECT_EQ(call->Details().connected_name, L"");

@@ -20,6 +20,7 @@
 #include "registry_service/call_requests.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/failing_memory.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/process_log.h"
 #include "tests/support/tapi_recorder.h"
 
@@ -131,7 +132,8 @@ TEST_F(out_of_memory, a_call_that_is_dialled_stays_on_its_line_and_is_hung_up) {
             EXPECT_EQ(now.desk.Calls().CountCalls().active, 1U);
             EXPECT_EQ(now.requests.placed - now.requests.hung_up, has_thrown ? 0 : 1);
             now.desk.Close();
-            EXPECT_EQ(now.calls.FindCall(1)->State(), DWORD{LINECALLSTATE_IDLE}) << "it has kept its place";
+            EXPECT_EQ(Found(now.calls.FindCall(1))->State(), DWORD{LINECALLSTATE_IDLE})
+                << "it has kept its place";
         });
 }
 

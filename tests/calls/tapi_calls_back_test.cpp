@@ -18,6 +18,7 @@
 #include "calls/tapi_call.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/worker.h"
 
 namespace brivelnox::test {
@@ -57,7 +58,7 @@ TEST_F(asking_inside_an_event, shows_the_state_that_is_being_told) {
     std::vector<std::uint32_t> active;
     tapi_.SetReaction([&](const tapi_event& event) {
         if (event.message == LINE_CALLSTATE) {
-            states.push_back(calls_.FindCall(1)->Details().tapi_call_state);
+            states.push_back(Found(calls_.FindCall(1))->Details().tapi_call_state);
             active.push_back(line_.Calls().CountCalls().active);
         }
     });
@@ -71,7 +72,7 @@ TEST_F(asking_inside_an_event, shows_the_state_that_is_being_told) {
 
 TEST_F(asking_inside_an_event, shows_the_parties) {
     std::wstring name;
-    InsideState(LINECALLSTATE_OFFERING, [&] { name = calls_.FindCall(1)->Details().peer_name; });
+    InsideState(LINECALLSTATE_OFFERING, [&] { name = Found(calls_.FindCall(1))->Details().peer_name; });
     client_call_state ringing = StateOf(L"id-1", L"Ringing");
     ringing.peerName = L"Caller";
     line_.Calls().OnClientCallState(ringing);
@@ -232,7 +233,7 @@ TEST_F(requests_inside_an_event, drop_inside_offering_ends_the_call_for_tapi_at_
         ElementsAre(NewCall(kTapiLine, 1, kNewCall), State(kNewCall, LINECALLSTATE_OFFERING),
                     State(kNewCall, LINECALLSTATE_DISCONNECTED, 0x1), State(kNewCall, LINECALLSTATE_IDLE)));
     EXPECT_THAT(requests_.Requests(), ElementsAre("hangupCall 7 id-1"));
-    EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
+    EXPECT_EQ(Found(calls_.FindCall(1))->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
 }
 
 TEST_F(requests_inside_an_event, drop_inside_offering_and_close_inside_idle_leave_nothing) {
@@ -244,7 +245,7 @@ TEST_F(requests_inside_an_event, drop_inside_offering_and_close_inside_idle_leav
         }
     });
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Connected"));
-    EXPECT_EQ(tapi_.Events().back(), State(kNewCall, LINECALLSTATE_IDLE));
+    EXPECT_EQ(Last(tapi_.Events()), State(kNewCall, LINECALLSTATE_IDLE));
     EXPECT_EQ(tapi_.Count(), 4U);
     EXPECT_EQ(calls_.FindCall(1), nullptr);
 }
@@ -253,7 +254,7 @@ TEST_F(requests_inside_an_event, answer_inside_offering_is_sent) {
     InsideState(LINECALLSTATE_OFFERING, [&] { calls_.AnswerCall(1); });
     line_.Calls().OnClientCallState(StateOf(L"id-1", L"Ringing"));
     EXPECT_THAT(requests_.Requests(), ElementsAre("acceptCall 7 id-1"));
-    EXPECT_EQ(tapi_.Events().back(), State(kNewCall, LINECALLSTATE_ACCEPTED));
+    EXPECT_EQ(Last(tapi_.Events()), State(kNewCall, LINECALLSTATE_ACCEPTED));
 }
 
 TEST_F(requests_inside_an_event, make_call_inside_an_event_places_it) {
@@ -275,7 +276,7 @@ TEST_F(requests_inside_an_event, closing_the_line_inside_an_event_ends_its_messa
                             State(kNewCall, LINECALLSTATE_DISCONNECTED, kCancelled),
                             State(kNewCall, LINECALLSTATE_IDLE)));
     EXPECT_FALSE(line_.IsOpen());
-    EXPECT_EQ(calls_.FindCall(1)->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
+    EXPECT_EQ(Found(calls_.FindCall(1))->State(), static_cast<std::uint32_t>(LINECALLSTATE_IDLE));
 }
 
 TEST_F(requests_inside_an_event, line_stays_usable_for_others_after_a_request_that_throws) {
@@ -390,7 +391,7 @@ TEST_F(reset_under_changes, a_call_that_appears_inside_it_does_not_disturb_the_o
     line_.Calls().ResetCalls();
     EXPECT_EQ(tapi_.EventsOf(0xC2).size(), 2U);
     ASSERT_FALSE(tapi_.EventsOf(0xC3).empty());
-    EXPECT_EQ(tapi_.EventsOf(0xC3).front(), State(0xC3, LINECALLSTATE_PROCEEDING));
+    EXPECT_EQ(tapi_.EventsOf(0xC3).at(0), State(0xC3, LINECALLSTATE_PROCEEDING));
     EXPECT_NE(calls_.FindCall(placed), nullptr);
 }
 

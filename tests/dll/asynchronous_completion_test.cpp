@@ -13,6 +13,7 @@
 
 #include "tests/dll/raw_provider_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -35,7 +36,7 @@ TEST_F(asynchronous_completion, is_reported_before_the_request_returns) {
     log_.Skip();
     EXPECT_EQ(MakeCall(0x1234, &call), 0x1234);
     EXPECT_THAT(completions_.Completions(), ElementsAre(completion{0x1234, 0}));
-    EXPECT_EQ(ManagerLog().back(), "AsyncCompletionProc: (dwRequestID: 0x00001234, lResult: 0x00000000)");
+    EXPECT_EQ(Last(ManagerLog()), "AsyncCompletionProc: (dwRequestID: 0x00001234, lResult: 0x00000000)");
 }
 
 TEST_F(asynchronous_completion, is_never_reported_for_a_request_made_before_initialisation) {

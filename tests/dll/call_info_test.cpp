@@ -12,6 +12,7 @@
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -181,7 +182,7 @@ TEST_F(call_info, tell_the_redirecting_party_between_caller_and_called) {
     expected.reason = LINECALLREASON_FWDBUSY;
     EXPECT_TRUE(SameBytes(WithStrings(600, expected), info));
     EXPECT_EQ(info.At(kRedirecting + 8), 324u + 10u + 10u) << "behind the caller";
-    EXPECT_THAT(ManagerLog().back(), testing::EndsWith("Forwarder: 1009 / Reception"));
+    EXPECT_THAT(Last(ManagerLog()), testing::EndsWith("Forwarder: 1009 / Reception"));
 }
 
 TEST_F(call_info, of_parties_without_names_or_numbers_say_so) {
@@ -209,7 +210,7 @@ TEST_F(call_info, of_a_held_call_hide_the_connected_party_which_the_log_still_sh
     event.call_state = "None";
     service_.Send(simulator::CallStateEvent(event));
     ASSERT_TRUE(Settled(kPhone));
-    ASSERT_EQ(host_.States(call).back(), DWORD{LINECALLSTATE_ONHOLD});
+    ASSERT_EQ(Last(host_.States(call)), DWORD{LINECALLSTATE_ONHOLD});
     log_.Skip();
     patterned_structure info(600);
     ASSERT_EQ(Get(call, info), 0);
@@ -217,7 +218,7 @@ TEST_F(call_info, of_a_held_call_hide_the_connected_party_which_the_log_still_sh
     expected.connected = {};
     EXPECT_TRUE(SameBytes(WithStrings(600, expected), info));
     EXPECT_EQ(info.At(kConnected), kUnknown);
-    EXPECT_THAT(ManagerLog().back(), testing::HasSubstr("Connected: 4711 / Anna."));
+    EXPECT_THAT(Last(ManagerLog()), testing::HasSubstr("Connected: 4711 / Anna."));
 }
 
 TEST_F(call_info, leave_the_strings_out_where_they_do_not_fit_but_tell_the_flags) {

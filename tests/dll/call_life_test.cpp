@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -67,7 +68,7 @@ TEST_F(call_life, of_an_incoming_call_that_is_answered_held_resumed_and_hung_up_
     ASSERT_TRUE(Becomes(call, kConnected));
     ASSERT_EQ(host_.GenerateDigits(call, L"42#"), 0);
     ASSERT_TRUE(service_.WaitForRequest(request_kind::kPlayDtmf, kSoon));
-    EXPECT_EQ(phone_->FindCall("in-1")->digits, "42#");
+    EXPECT_EQ(Found(phone_->FindCall("in-1"))->digits, "42#");
     ASSERT_TRUE(phone_->End("in-1", 200));
     ASSERT_TRUE(Becomes(call, kIdle));
     EXPECT_THAT(host_.States(call),
@@ -191,7 +192,7 @@ TEST_F(call_life, ends_with_the_mode_for_the_reason_of_the_hang_up) {
         HTAPICALL const call = Ring(id);
         ASSERT_TRUE(phone_->Hangup(id, row.reason));
         ASSERT_TRUE(Settled(kPhone));
-        EXPECT_EQ(host_.States(call).back(), kAccepted) << "nothing is told before the removal";
+        EXPECT_EQ(Last(host_.States(call)), kAccepted) << "nothing is told before the removal";
         ASSERT_TRUE(phone_->Remove(id));
         ASSERT_TRUE(Becomes(call, kIdle));
         EXPECT_EQ(DisconnectMode(call), row.mode) << row.reason;
@@ -217,7 +218,7 @@ TEST_F(call_life, survives_a_change_of_the_telephony_registration_alone) {
     changed.sip_connected = false;
     service_.ChangeSoftphone(changed, simulator::registration_change::kRefreshed);
     ASSERT_TRUE(Settled(kPhone));
-    EXPECT_EQ(host_.States(call).back(), kAccepted);
+    EXPECT_EQ(Last(host_.States(call)), kAccepted);
 }
 
 TEST_F(call_life, of_a_transfer_joins_both_calls_and_ends_them) {

@@ -12,6 +12,7 @@
 
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -35,7 +36,7 @@ TEST_F(requests_on_calls, answer_accepts_the_call) {
     log_.Skip();
     const std::size_t since = service_.ReceivedCount();
     const host::request_result result = host_.Answer(call);
-    EXPECT_EQ(log_.Texts("CallManager").front(), "AnswerCall: LineAnswer (driverCallHandle: 0x00000001)");
+    EXPECT_EQ(log_.Texts("CallManager").at(0), "AnswerCall: LineAnswer (driverCallHandle: 0x00000001)");
     ExpectSent(since, result,
                {"<msg><request><acceptCall permanentLineId='1001' clientCallId='in-1'/></request></msg>"});
 }
@@ -45,7 +46,7 @@ TEST_F(requests_on_calls, answer_of_a_connected_call_is_refused_silently) {
     log_.Skip();
     const std::size_t since = service_.ReceivedCount();
     const host::request_result result = host_.Answer(call);
-    EXPECT_EQ(log_.Texts("Line").back(), "Call cannot be answered due to current call/line state.");
+    EXPECT_EQ(Last(log_.Texts("Line")), "Call cannot be answered due to current call/line state.");
     ExpectSent(since, result, {});
 }
 
@@ -120,12 +121,12 @@ TEST_F(requests_on_calls, drop_hangs_up_and_ends_the_call_at_once) {
 TEST_F(requests_on_calls, drop_of_an_ended_call_is_refused_silently) {
     HTAPICALL const call = ConnectedCall();
     ASSERT_TRUE(host_.Drop(call).Accepted());
-    ASSERT_EQ(host_.States(call).back(), DWORD{LINECALLSTATE_IDLE});
+    ASSERT_EQ(Last(host_.States(call)), DWORD{LINECALLSTATE_IDLE});
     ASSERT_TRUE(service_.WaitForRequest(simulator::request_kind::kHangupCall, kSoon));
     log_.Skip();
     const std::size_t since = service_.ReceivedCount();
     const host::request_result again = host_.Drop(call);
-    EXPECT_EQ(log_.Texts("Line").back(), "Call cannot be put on hold due to current call/line state.");
+    EXPECT_EQ(Last(log_.Texts("Line")), "Call cannot be put on hold due to current call/line state.");
     ExpectSent(since, again, {});
 }
 

@@ -67,7 +67,7 @@ TEST_F(early_messages, about_calls_in_progress_do_not_delay_the_start) {
     EXPECT_LT(elapsed, milliseconds(5000));
     EXPECT_EQ(host_.Devices().size(), 2u);
     // Nobody knew the line yet; the call is met with its next event.
-    HTAPILINE const line = host_.OpenLine(host_.Devices().front().device_id);
+    HTAPILINE const line = host_.OpenLine(host_.Devices().at(0).device_id);
     service_.Send(CallEvent("Connected"));
     HTAPICALL const call = host_.WaitForNewCall(line, kSoon);
     ASSERT_NE(call, nullptr);

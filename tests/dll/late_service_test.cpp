@@ -9,6 +9,7 @@
 #include <cstdio>
 
 #include "tests/dll/provider_fixture_helper.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -58,7 +59,7 @@ TEST_F(late_service, is_waited_for_20_seconds_and_connected_by_the_timer_after_3
     ASSERT_EQ(host_.Devices()[0].temporary, host_.Options().device_id_base);
     HTAPILINE const line = host_.OpenLine(host_.Devices()[0].device_id);
     ASSERT_NE(line, nullptr);
-    EXPECT_EQ(host_.GetDevCaps(host_.Devices()[0].device_id)->line_name, L"Desk 1001");
+    EXPECT_EQ(Found(host_.GetDevCaps(host_.Devices()[0].device_id))->line_name, L"Desk 1001");
     EXPECT_TRUE(host_.MakeCall(line, L"4711").Accepted());
     std::printf("fault: service not running: started without lines after %lld ms\n",
                 static_cast<long long>(started.count()));

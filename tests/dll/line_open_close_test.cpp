@@ -10,6 +10,7 @@
 #include "platform/version_numbers.h"
 #include "tests/dll/raw_provider_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -133,7 +134,7 @@ TEST_F(line_open_close, closing_ends_the_calls_towards_tapi_before_it_returns) {
     // LINE_NEWCALL, OFFERING, LINE_CALLINFO or not, ACCEPTED, CONNECTED.
     ASSERT_TRUE(tapi_.WaitForCount(4, kSoon));
     const std::uintptr_t call = tapi_recorder::kFirstCallHandle;
-    ASSERT_EQ(tapi_.Events().back(), CallState(kTapiLine, call, LINECALLSTATE_CONNECTED));
+    ASSERT_EQ(Last(tapi_.Events()), CallState(kTapiLine, call, LINECALLSTATE_CONNECTED));
     tapi_.Clear();
     EXPECT_EQ(module_.TSPI_lineClose(handle_), 0);
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallState(kTapiLine, call, LINECALLSTATE_DISCONNECTED,

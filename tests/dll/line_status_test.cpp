@@ -12,6 +12,7 @@
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -114,7 +115,7 @@ TEST_F(line_status, never_count_a_call_twice_nor_not_at_all_while_it_is_held_and
     const std::size_t told = host_.States(call).size();
     const auto deadline = std::chrono::steady_clock::now() + 4 * kSoon;
     service_.Send(toggles + CallEvent("in-1", "Ringing"));
-    while (host_.View(call)->State() != LINECALLSTATE_ACCEPTED) {
+    while (Found(host_.View(call))->State() != LINECALLSTATE_ACCEPTED) {
         LINEDEVSTATUS line = {};
         line.dwTotalSize = sizeof line;
         ASSERT_EQ(module_.TSPI_lineGetLineDevStatus(driver, &line), 0);

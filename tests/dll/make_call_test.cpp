@@ -11,6 +11,7 @@
 
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -108,7 +109,7 @@ TEST_F(make_call, needs_a_connected_softphone_and_otherwise_creates_no_call) {
     const std::size_t since = service_.ReceivedCount();
     const host::request_result refused = host_.MakeCall(line_, L"4711");
     EXPECT_EQ(refused.returned, kOperationUnavailable);
-    EXPECT_EQ(ManagerLog().back(), "LineMakeCallAsync: Service unavailable.");
+    EXPECT_EQ(Last(ManagerLog()), "LineMakeCallAsync: Service unavailable.");
     EXPECT_THAT(log_.Lines("VekTapiCall"), IsEmpty());
 
     Disconnect(true, false);
@@ -153,7 +154,7 @@ TEST_F(make_call, sends_the_number_as_it_is_in_the_ansi_code_page) {
 TEST_F(make_call, logs_as_much_of_a_long_number_as_a_line_of_the_log_takes) {
     log_.Skip();
     ASSERT_TRUE(host_.MakeCall(line_, std::wstring(600, L'7').c_str(), 49).Accepted());
-    const std::string logged = ManagerLog().front();
+    const std::string logged = ManagerLog().at(0);
     EXPECT_EQ(logged.size(), 511u);
     EXPECT_THAT(logged,
                 testing::StartsWith("TSPI_lineMakeCall driverLineHandle: 0x00000001, tapiCallHandle: "));

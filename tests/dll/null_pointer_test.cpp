@@ -11,6 +11,7 @@
 
 #include "tests/dll/raw_provider_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -169,7 +170,7 @@ TEST_F(null_pointer, for_a_number_of_devices_ends_the_initialisation) {
     DWORD number = 0;
     EXPECT_EQ(module_.TSPI_providerEnumDevices(7, &number, nullptr, nullptr, tapi_.Procedure(), nullptr),
               kOperationFailed);
-    EXPECT_EQ(ManagerLog().back(), "Exception in TSPI_providerEnumDevices");
+    EXPECT_EQ(Last(ManagerLog()), "Exception in TSPI_providerEnumDevices");
     EXPECT_FALSE(IsInitialised());
     // And it can be started again.
     ASSERT_EQ(Enumerate(), 0);

@@ -7,6 +7,7 @@
 #include "platform/version_numbers.h"
 #include "tests/dll/raw_provider_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -131,7 +132,7 @@ TEST_F(provider_start_stop, a_second_initialisation_with_the_same_base_numbers_n
     late.permanent_line_id = 1005;
     service_.AddSoftphone(late);
     ASSERT_TRUE(tapi_.WaitForCount(2, kSoon));
-    EXPECT_EQ(tapi_.Events().back(), LineCreate(kProviderHandle, 9));
+    EXPECT_EQ(Last(tapi_.Events()), LineCreate(kProviderHandle, 9));
 }
 
 TEST_F(provider_start_stop, a_second_initialisation_with_another_base_leaves_the_lines_their_identifiers) {
@@ -148,7 +149,7 @@ TEST_F(provider_start_stop, a_second_initialisation_with_another_base_leaves_the
     late.permanent_line_id = 1004;
     service_.AddSoftphone(late);
     ASSERT_TRUE(tapi_.WaitForCount(1, kSoon));
-    EXPECT_EQ(tapi_.Events().back(), LineCreate(kProviderHandle, 53));
+    EXPECT_EQ(Last(tapi_.Events()), LineCreate(kProviderHandle, 53));
 }
 
 TEST_F(provider_start_stop, shutdown_logs_the_clean_up_twice) {

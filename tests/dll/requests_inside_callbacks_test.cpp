@@ -15,6 +15,7 @@
 #include "tests/dll/byte_pattern_helper.h"
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -150,7 +151,7 @@ TEST_F(requests_inside_callbacks, no_number_is_dialled_on_a_line_that_is_being_c
     // ends the calls in the order of their ids.
     HTAPICALL const first = ConnectedCall("!in-1");
     HTAPICALL const consultation = host_.SetupTransfer(first).call;
-    ASSERT_EQ(host_.States(consultation).back(), DWORD{LINECALLSTATE_DIALTONE});
+    ASSERT_EQ(Last(host_.States(consultation)), DWORD{LINECALLSTATE_DIALTONE});
     std::optional<host::request_result> dialled;
     host_.SetEventHook([&](const host::tapi_event& event) {
         if (event.IsMessage(LINE_CALLSTATE) && event.call == first &&

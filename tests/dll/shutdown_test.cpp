@@ -17,6 +17,7 @@
 #include "tests/dll/raw_provider_helper.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/busy_processors.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
@@ -205,7 +206,7 @@ TEST_F(shutdown_and_callbacks, of_a_quick_application_take_no_time) {
     const std::uintptr_t call = tapi_recorder::kFirstCallHandle;
     EXPECT_EQ(told[told.size() - 2],
               CallState(0xA1, call, LINECALLSTATE_DISCONNECTED, LINEDISCONNECTMODE_CANCELLED));
-    EXPECT_EQ(told.back(), CallState(0xA1, call, LINECALLSTATE_IDLE));
+    EXPECT_EQ(Last(told), CallState(0xA1, call, LINECALLSTATE_IDLE));
 }
 
 TEST_F(shutdown_and_callbacks, of_an_application_that_blocks_is_over_within_its_bounds) {

@@ -12,6 +12,7 @@
 
 #include "tests/dll/provider_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -33,8 +34,8 @@ TEST_F(transfer_requests, setup_makes_a_local_call_in_dial_tone) {
     ASSERT_TRUE(setup.Accepted());
     EXPECT_EQ(host_.Driver(setup.call), AsHandle<HDRVCALL>(2));
     EXPECT_THAT(host_.States(setup.call), ElementsAre(DWORD{LINECALLSTATE_DIALTONE}));
-    EXPECT_EQ(host_.States(first).back(), DWORD{LINECALLSTATE_CONNECTED}) << "the first call stays as it is";
-    EXPECT_EQ(log_.Texts("CallManager").front(),
+    EXPECT_EQ(Last(host_.States(first)), DWORD{LINECALLSTATE_CONNECTED}) << "the first call stays as it is";
+    EXPECT_EQ(log_.Texts("CallManager").at(0),
               "PrepareConsultationCall: LineSetupTransfer (driverCallHandle: 0x00000001)");
     EXPECT_THAT(RequestsSince(since), IsEmpty());
 }
@@ -111,7 +112,7 @@ TEST_F(transfer_requests, complete_joins_the_active_consultation_with_the_held_c
     const host::request_result completed = host_.CompleteTransfer(first, consultation);
     ASSERT_TRUE(completed.Accepted());
     EXPECT_EQ(host_.WaitForCompletion(completed.request_id, kSoon), 0);
-    EXPECT_EQ(log_.Texts("CallManager").front(),
+    EXPECT_EQ(log_.Texts("CallManager").at(0),
               "TransferCall: LineCompleteTransfer (driverCallHandle: 0x00000002, driverCallHandleOnHold: "
               "0x00000001)");
     EXPECT_THAT(RequestsSince(since),

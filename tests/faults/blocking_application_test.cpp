@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "tests/faults/fault_fixture_helper.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -84,13 +85,13 @@ class blocking_application : public hosted_provider {
 TEST_F(blocking_application, does_not_keep_questions_about_other_lines) {
     Block();
     const milliseconds answered = AnsweredAfter([this] {
-        EXPECT_EQ(host_.GetDevCaps(host_.Devices()[0].device_id)->line_name, L"Desk 1001");
-        EXPECT_EQ(host_.GetDevCaps(host_.Devices()[1].device_id)->line_name, L"Desk 1002");
-        EXPECT_EQ(host_.GetCallInfo(call_)->caller.number, L"4711");
-        EXPECT_EQ(host_.GetCallStatus(call_)->state, DWORD{LINECALLSTATE_ONHOLD});
-        EXPECT_EQ(host_.GetCallInfo(other_call_)->caller.number, L"4711");
-        EXPECT_EQ(host_.GetCallStatus(other_call_)->state, DWORD{LINECALLSTATE_CONNECTED});
-        EXPECT_EQ(host_.GetLineDevStatus(lines_[1])->active, 1u);
+        EXPECT_EQ(Found(host_.GetDevCaps(host_.Devices().at(0).device_id))->line_name, L"Desk 1001");
+        EXPECT_EQ(Found(host_.GetDevCaps(host_.Devices().at(1).device_id))->line_name, L"Desk 1002");
+        EXPECT_EQ(Found(host_.GetCallInfo(call_))->caller.number, L"4711");
+        EXPECT_EQ(Found(host_.GetCallStatus(call_))->state, DWORD{LINECALLSTATE_ONHOLD});
+        EXPECT_EQ(Found(host_.GetCallInfo(other_call_))->caller.number, L"4711");
+        EXPECT_EQ(Found(host_.GetCallStatus(other_call_))->state, DWORD{LINECALLSTATE_CONNECTED});
+        EXPECT_EQ(Found(host_.GetLineDevStatus(lines_[1]))->active, 1u);
     });
     EXPECT_FALSE(left_.IsSet()) << "the questions have waited for the application";
     EXPECT_LT(answered, kBlocks);
@@ -130,7 +131,7 @@ TEST_F(blocking_application, keeps_requests_and_the_other_lines_messages_until_i
 TEST_F(blocking_application, does_not_keep_the_status_of_its_own_line) {
     Block();
     const milliseconds status =
-        AnsweredAfter([this] { EXPECT_EQ(host_.GetLineDevStatus(lines_[0])->on_hold, 1u); });
+        AnsweredAfter([this] { EXPECT_EQ(Found(host_.GetLineDevStatus(lines_[0]))->on_hold, 1u); });
     EXPECT_FALSE(left_.IsSet()) << "the question has waited for the application";
     EXPECT_LT(status, kBlocks);
     PrintFigure("event procedure that blocks", "the status of its own line told after", status);

@@ -40,7 +40,7 @@ milliseconds missing_service::LineComesWithTheTick(std::int32_t permanent_line_i
     EXPECT_LT(came, kTickAtMost);
     EXPECT_EQ(log_.Count("RsTspClient", "ReConnect"), 1u);
     if (!host_.Devices().empty()) {
-        ExpectWorkingLine(host_.Devices().front().device_id, permanent_line_id);
+        ExpectWorkingLine(host_.Devices().at(0).device_id, permanent_line_id);
     }
     return came;
 }

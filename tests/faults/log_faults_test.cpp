@@ -14,6 +14,7 @@
 #include "tests/dll/pe_image_helper.h"
 #include "tests/faults/fault_fixture_helper.h"
 #include "tests/faults/log_place_helper.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/unix_pipe.h"
 
 namespace brivelnox::test {
@@ -37,14 +38,14 @@ class provider_life {
 
     /// A call from the softphone and one to it, both to their ends.
     void Work() {
-        const auto phone = service_.FindSoftphone(kPhone);
+        const auto phone = Found(service_.FindSoftphone(kPhone));
         const std::uint64_t mark = host_.Mark();
         const std::string id = phone->Ring({"4711", "Anna"});
         HTAPICALL const incoming = host_.WaitForNewCall(line_, kSoon, mark);
         ASSERT_TRUE(host_.WaitForCurrentState(incoming, LINECALLSTATE_ACCEPTED, kSoon));
         EXPECT_TRUE(host_.Answer(incoming).Accepted());
         ASSERT_TRUE(host_.WaitForCurrentState(incoming, LINECALLSTATE_CONNECTED, kSoon));
-        EXPECT_EQ(host_.GetCallInfo(incoming)->caller.number, L"4711");
+        EXPECT_EQ(Found(host_.GetCallInfo(incoming))->caller.number, L"4711");
         EXPECT_TRUE(phone->End(id, 200));
         ASSERT_TRUE(host_.WaitForCurrentState(incoming, LINECALLSTATE_IDLE, kSoon));
         EXPECT_EQ(host_.CloseCall(incoming), 0);

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "tests/faults/fault_fixture_helper.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -122,7 +123,7 @@ TEST_F(service_restarted_on_another_port, is_found_there_by_the_timer_with_its_n
     EXPECT_EQ(log_.Count("RsTspClient", Text("Connect to port %d", static_cast<int>(service_.Port()))), 1u);
     ASSERT_TRUE(host_.WaitForDevices(2, kSoon));
     const milliseconds announced = lost.Elapsed();
-    EXPECT_EQ(host_.GetDevCaps(host_.Devices().back().device_id)->line_name, L"Desk 1002");
+    EXPECT_EQ(Found(host_.GetDevCaps(Last(host_.Devices()).device_id))->line_name, L"Desk 1002");
     EXPECT_NE(AcceptedCall("in-1"), nullptr) << "the old line is as good as the new one";
     PrintFigure("service restarted on another port", "connected again since the start after", came);
     PrintFigure("service restarted on another port", "new softphone announced since the restart after",

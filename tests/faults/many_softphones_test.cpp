@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/faults/fault_fixture_helper.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -53,7 +54,7 @@ TEST_F(ten_thousand_softphones, are_all_lines_and_the_last_one_takes_calls) {
     EXPECT_EQ(caps->permanent_line_id, DWORD{kPhones});
 
     const stopwatch calling;
-    (void)service_.FindSoftphone(kPhones)->Ring({"4711", "Anna"});
+    (void)Found(service_.FindSoftphone(kPhones))->Ring({"4711", "Anna"});
     HTAPICALL const incoming = host_.WaitForNewCall(line, kSoon);
     ASSERT_NE(incoming, nullptr);
     EXPECT_TRUE(host_.WaitForCurrentState(incoming, LINECALLSTATE_ACCEPTED, kSoon));
@@ -119,7 +120,7 @@ TEST_F(flapping_softphone, ends_its_calls_each_time_and_keeps_its_line) {
         EXPECT_THAT(view->states,
                     ElementsAre(LINECALLSTATE_OFFERING, LINECALLSTATE_ACCEPTED, LINECALLSTATE_CONNECTED,
                                 LINECALLSTATE_DISCONNECTED, LINECALLSTATE_IDLE));
-        EXPECT_EQ(view->modes[3], DWORD{LINEDISCONNECTMODE_CANCELLED});
+        EXPECT_EQ(view->modes.at(3), DWORD{LINEDISCONNECTMODE_CANCELLED});
     }
     EXPECT_EQ(host_.WaitForMessage(static_cast<DWORD>(LINE_CREATE), milliseconds(0), mark), std::nullopt);
     EXPECT_EQ(host_.Devices().size(), 1u);
@@ -140,7 +141,7 @@ TEST_F(flapping_softphone, faster_than_anybody_follows_leaves_its_line_usable) {
     const stopwatch following;
     ASSERT_TRUE(Settled(kPhone));
     const milliseconds followed = following.Elapsed();
-    EXPECT_EQ(host_.View(call)->State(), DWORD{LINECALLSTATE_IDLE});
+    EXPECT_EQ(Found(host_.View(call))->State(), DWORD{LINECALLSTATE_IDLE});
     EXPECT_NE(ConnectedCall("in-1"), nullptr);
     EXPECT_EQ(host_.Devices().size(), 1u);
     EXPECT_LT(followed, kSoon);

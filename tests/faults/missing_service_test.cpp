@@ -145,7 +145,7 @@ TEST_F(another_program_that_stays, is_kept_alive_and_left_when_it_hangs_up) {
     EXPECT_LT(came, 2 * kTickAtMost);
     EXPECT_EQ(patient.Accepted(), 1);
     EXPECT_EQ(log_.Count(kClient, "ReConnect"), 1u);
-    ExpectWorkingLine(host_.Devices().front().device_id, kPhone);
+    ExpectWorkingLine(host_.Devices().at(0).device_id, kPhone);
     PrintFigure("another program stays", "kept alive since the start after", alive);
     PrintFigure("another program stays", "line announced since the start after", came);
 }

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "tests/faults/fault_fixture_helper.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -44,7 +45,7 @@ class odd_line_name : public hosted_provider {
         (void)phone->Ring({"4711", name});
         HTAPICALL const call = host_.WaitForNewCall(line, kSoon);
         ASSERT_TRUE(host_.WaitForCurrentState(call, LINECALLSTATE_ACCEPTED, kSoon));
-        EXPECT_EQ(host_.GetCallInfo(call)->caller.name, Wide(name));
+        EXPECT_EQ(Found(host_.GetCallInfo(call))->caller.name, Wide(name));
         EXPECT_TRUE(host_.MakeCall(line, L"4711").Accepted());
         EXPECT_EQ(host_.Shutdown(), 0);
         for (const log_line& written : log_.Lines()) {
@@ -122,7 +123,7 @@ TEST_F(number_of_2000_characters, redirected_to_or_played_leaves_the_call_as_it_
     EXPECT_EQ(host_.GenerateDigits(call, number_.c_str()), 0);
     const milliseconds asked = asking.Elapsed();
     EXPECT_THAT(RequestsSince(since), testing::IsEmpty());
-    EXPECT_EQ(host_.View(call)->State(), DWORD{LINECALLSTATE_CONNECTED});
+    EXPECT_EQ(Found(host_.View(call))->State(), DWORD{LINECALLSTATE_CONNECTED});
     EXPECT_LT(asked, kAtOnce);
     PrintFigure("number of 2,000 characters, redirected to and played", "both requests took", asked);
 }

@@ -41,7 +41,7 @@ failure SeeCalls(host::telephony_host& service_host, const std::wstring& ready_n
     if (service_host.Start() != 0 || service_host.Devices().empty()) {
         return kStart;
     }
-    HTAPILINE const line = service_host.OpenLine(service_host.Devices().front().device_id);
+    HTAPILINE const line = service_host.OpenLine(service_host.Devices().at(0).device_id);
     if (line == nullptr) {
         return kLine;
     }

@@ -14,6 +14,7 @@
 
 #include "tests/faults/fault_fixture_helper.h"
 #include "tests/faults/second_process_helper.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -62,7 +63,7 @@ TEST_F(two_processes, see_the_same_calls_and_write_the_same_log) {
 
     // One of them stops, and the other goes on until the call ends.
     EXPECT_EQ(host_.Shutdown(), 0);
-    EXPECT_EQ(host_.View(call)->State(), DWORD{LINECALLSTATE_IDLE});
+    EXPECT_EQ(Found(host_.View(call))->State(), DWORD{LINECALLSTATE_IDLE});
     Play("in-1", "Hangup", false, 200);
     service_.Send(simulator::CallRemovedEvent(kPhone, "in-1"));
     EXPECT_EQ(second.WaitForEnd(milliseconds(60000)), 0);

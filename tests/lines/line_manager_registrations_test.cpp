@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/line_manager_fixture.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -75,7 +76,7 @@ TEST_F(registrations_of_a_running_manager, known_client_unchanged_resets_nothing
 TEST_F(registrations_of_a_running_manager, known_client_on_another_port_has_its_calls_reset) {
     ConnectCallOnDesk1();
     SendAndWait(RegistrationChanged("registered", RegistrationElement(101, "Desk 1", 5099)));
-    EXPECT_EQ(log_.Texts("Line").front(),
+    EXPECT_EQ(log_.Texts("Line").at(0),
               "Updated registration Desk 1, tapiLineHandle: 0x000000A1, deviceId: 0x00000005");
     EXPECT_EQ(tapi_.Events(), CallReset());
 }
@@ -106,7 +107,7 @@ TEST_F(registrations_of_a_running_manager, unregistered_client_that_is_unknown_i
                 ElementsAre("Client unregistered: Desk 4", "Create new line",
                             "Fire LINE_CREATE with temporary device identifier 0x00000004"));
     EXPECT_THAT(tapi_.Events(), ElementsAre(LineCreate(kProvider, 8)));
-    EXPECT_NE(LineOf(104), nullptr);
+    EXPECT_NE(manager_->FindLineByPermanentLineId(104), nullptr);
 }
 
 TEST_F(registrations_of_a_running_manager, list_of_another_length_is_logged) {
@@ -115,7 +116,7 @@ TEST_F(registrations_of_a_running_manager, list_of_another_length_is_logged) {
                                                        "Update existing line", "Update existing line"));
     // A client that the list no longer has keeps its line.
     EXPECT_EQ(manager_->GetLineCount(), 3U);
-    EXPECT_NE(LineOf(103), nullptr);
+    EXPECT_NE(manager_->FindLineByPermanentLineId(103), nullptr);
 }
 
 TEST_F(registrations_of_a_running_manager, list_of_the_same_length_is_not_logged_even_with_another_client) {
@@ -140,7 +141,7 @@ TEST_F(registrations_of_a_running_manager, list_entry_with_port_zero_counts_as_u
                                   RegistrationElement(103, "Desk 3")));
     EXPECT_EQ(tapi_.Events(), CallReset());
     // Unregistered: the calls are reset before the new registration is looked at, and only once.
-    EXPECT_EQ(log_.Texts("Line").front(),
+    EXPECT_EQ(log_.Texts("Line").at(0),
               "Reset calls Desk 1, tapiLineHandle: 0x000000A1, deviceId: 0x00000005");
     EXPECT_EQ(log_.CountStarting("Line", "Reset calls "), 1U);
     // The same entry once more resets again, where one that is registered would not.
@@ -163,7 +164,7 @@ TEST_F(registrations_of_a_running_manager, driver_line_handles_go_on_and_are_nev
 TEST_F(registrations_of_a_running_manager, permanent_id_minus_one_is_never_found_again) {
     SendAndWait(RegistrationChanged("registered", RegistrationElement(-1, "Nobody")) +
                 RegistrationChanged("registered", RegistrationElement(-1, "Nobody")));
-    EXPECT_EQ(LineOf(-1), nullptr);
+    EXPECT_EQ(manager_->FindLineByPermanentLineId(-1), nullptr);
     EXPECT_EQ(manager_->GetLineCount(), 5U);
 }
 
@@ -175,7 +176,7 @@ TEST_F(registrations_of_a_running_manager, tapi_may_number_the_line_from_inside_
         EXPECT_EQ(OpenLine(12, 0xA4), 4U);
     });
     SendAndWait(RegistrationChanged("registered", RegistrationElement(104, "Desk 4")));
-    ASSERT_NE(LineOf(104), nullptr);
+    ASSERT_NE(manager_->FindLineByPermanentLineId(104), nullptr);
     EXPECT_EQ(LineOf(104)->DeviceId(), 12U);
     EXPECT_TRUE(LineOf(104)->IsOpen());
 }
@@ -206,7 +207,7 @@ TEST_F(line_numbering, from_the_base_in_the_order_of_the_list_and_onwards) {
     EXPECT_EQ(manager_->FindLineByDeviceId(12), created);
 
     SendAndWait(RegistrationChanged("registered", RegistrationElement(105, "Desk 5")));
-    EXPECT_EQ(tapi_.Events().back(), LineCreate(kProvider, 9));
+    EXPECT_EQ(Last(tapi_.Events()), LineCreate(kProvider, 9));
 }
 
 TEST_F(line_numbering, of_a_line_that_comes_before_the_base_is_unknown) {

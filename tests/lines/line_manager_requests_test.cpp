@@ -16,6 +16,7 @@
 #include "platform/version_numbers.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/line_manager_fixture.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -57,8 +58,7 @@ TEST_F(requests_to_a_running_manager, closing_a_line_by_its_driver_line_handle) 
     log_.Skip();
     manager_->CloseLine(2);
     EXPECT_FALSE(LineOf(102)->IsOpen());
-    EXPECT_EQ(log_.Texts("Line").front(),
-              "LineClose Desk 2, tapiLineHandle: 0x000000A2, deviceId: 0x00000006");
+    EXPECT_EQ(log_.Texts("Line").at(0), "LineClose Desk 2, tapiLineHandle: 0x000000A2, deviceId: 0x00000006");
     EXPECT_THAT(log_.Texts("LineManager"), IsEmpty());
 }
 
@@ -130,7 +130,7 @@ TEST_F(requests_to_a_running_manager, call_requests_of_a_line_go_to_the_service)
     SendAndWait(CallStateEvent(102, "id-1", "Ringing"));
     calls_->AnswerCall(1);
     ASSERT_TRUE(service_.WaitForRequests(2, kSoon));
-    EXPECT_EQ(service_.Requests().back(),
+    EXPECT_EQ(Last(service_.Requests()),
               "<msg><request><acceptCall permanentLineId='102' clientCallId='id-1'/></request></msg>");
 }
 

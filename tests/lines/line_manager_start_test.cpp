@@ -16,6 +16,7 @@
 #include "tests/logging/logger_lock_helper.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/line_manager_fixture.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -102,7 +103,7 @@ TEST_F(line_manager_start, with_tapis_base_numbers_the_lines_from_it) {
     for (std::uint32_t id = 5; id <= 7; ++id) {
         ASSERT_NE(manager_->FindLineByDeviceId(id), nullptr);
         EXPECT_EQ(manager_->FindLineByDeviceId(id), LineOf(static_cast<std::int32_t>(96 + id)));
-        EXPECT_EQ(manager_->FindLineByDeviceId(id)->DeviceId(), id);
+        EXPECT_EQ(Found(manager_->FindLineByDeviceId(id))->DeviceId(), id);
     }
     EXPECT_EQ(manager_->FindLineByDeviceId(8), nullptr);
     EXPECT_EQ(log_.CountStarting("Line", "Initialize deviceId"), 0U);
@@ -139,7 +140,7 @@ TEST_F(line_manager_start, entry_with_port_zero_is_a_line_too) {
     service_.SetLists({RegistrationElement(101, "Desk 1", 0, false, false)});
     Start();
     EXPECT_EQ(manager_->GetLineCount(), 1U);
-    EXPECT_NE(LineOf(101), nullptr);
+    EXPECT_NE(manager_->FindLineByPermanentLineId(101), nullptr);
 }
 
 TEST_F(line_manager_start, call_state_before_the_first_list_does_not_delay_it) {
@@ -209,7 +210,7 @@ TEST_P(early_registration_change, changes_nothing_and_causes_one_more_list_reque
     ASSERT_TRUE(starting->FinishesWithin(kSoon));
     SendAndWait("");
     EXPECT_EQ(manager_->GetLineCount(), 3U);
-    EXPECT_EQ(LineOf(104), nullptr);
+    EXPECT_EQ(manager_->FindLineByPermanentLineId(104), nullptr);
     ASSERT_TRUE(service_.WaitForRequests(2, kSoon));
     // The answer to it brings the change, and nothing is asked for again.
     SendAndWait(ListAnswer(1, ThreeRegistrations() + RegistrationElement(104, "Desk 4", 5064)));

@@ -16,6 +16,7 @@
 #include "tests/support/as_handle.h"
 #include "tests/support/line_fixture.h"
 #include "tests/support/line_manager_fixture.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -74,7 +75,7 @@ TEST_F(line_manager_stop, nothing_is_told_afterwards_whatever_still_runs) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     line* const held = LineOf(102);
-    const auto call = calls_->FindCall(1);
+    const auto call = Found(calls_->FindCall(1));
     manager_->Stop();
     tapi_.Clear();
     service_.Send(CallStateEvent(102, "id-2", "Ringing"));
@@ -91,7 +92,7 @@ TEST_F(line_manager_stop, calls_have_a_line_that_takes_no_requests_afterwards) {
     (void)OpenLine(6, 0xA2);
     SendAndWait(CallStateEvent(102, "id-1", "Connected"));
     manager_->Stop();
-    EXPECT_TRUE(calls_->FindCall(1)->Line().IsRetired());
+    EXPECT_TRUE(Found(calls_->FindCall(1))->Line().IsRetired());
     log_.Skip();
     calls_->HoldCall(1);
     calls_->DropCall(1);

@@ -37,7 +37,7 @@ TEST_F(line_out_of_memory, is_there_once_when_a_list_names_it_again) {
         if (manager_ != nullptr) {
             ++managers;
             SendAndWait(ListAnswer(9, registration));
-            ASSERT_NE(LineOf(101), nullptr) << successes;
+            ASSERT_NE(manager_->FindLineByPermanentLineId(101), nullptr) << successes;
             EXPECT_EQ(manager_->FindLineByDriverLineHandle(LineOf(101)->DriverLineHandle()), LineOf(101));
             EXPECT_EQ(manager_->FindLineByDeviceId(LineOf(101)->DeviceId()), LineOf(101));
             ASSERT_EQ(manager_->GetLineCount(), 1U) << "after " << successes << " allocations";

@@ -55,7 +55,7 @@ TEST_F(tapi_event_sender, call_info_is_logged_with_its_bits_and_their_names) {
                     &log_line::text,
                     "Send event to TAPI: LINE_CALLINFO.  Desk 7, tapiLineHandle: 0x000000A1, tapiCallHandle: "
                     "0x000000C1, 0x00018000, LINECALLINFOSTATE_CALLERID LINECALLINFOSTATE_CALLEDID ")));
-    EXPECT_EQ(log_.Lines().front().category, "Line");
+    EXPECT_EQ(log_.Lines().at(0).category, "Line");
     EXPECT_THAT(tapi_.Events(), ElementsAre(CallInfo(kLine, kCall, 0x18000)));
 }
 

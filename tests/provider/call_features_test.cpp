@@ -8,6 +8,7 @@
 #include "calls/tapi_call.h"
 #include "tests/provider/manager_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -49,7 +50,8 @@ class call_features : public manager_fixture {
     /// A new call in this state.
     HDRVCALL CallIn(DWORD state, DWORD mode = 0) {
         HDRVCALL const handle = MakeCall(*manager_);
-        lines_->Calls().FindCall(reinterpret_cast<std::uintptr_t>(handle))->SetState(state, mode, false);
+        Found(lines_->Calls().FindCall(reinterpret_cast<std::uintptr_t>(handle)))
+            ->SetState(state, mode, false);
         return handle;
     }
 

@@ -6,6 +6,7 @@
 #include "calls/tapi_call.h"
 #include "tests/provider/manager_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -34,9 +35,9 @@ class call_parties : public manager_fixture {
 
     /// A new call with these parties, created by the softphone.
     std::shared_ptr<tapi_call> CallOfOrigin(DWORD origin) {
-        line* const owning_line = lines_->FindLineByDriverLineHandle(1);
+        line* const owning_line = Found(lines_->FindLineByDriverLineHandle(1));
         const lock_guard events(lines_->EventLock());
-        auto call = lines_->Calls().GetNewTapiCallHandle(*owning_line, Parties(), origin);
+        auto call = Found(lines_->Calls().GetNewTapiCallHandle(*owning_line, Parties(), origin));
         call->Update(Parties());
         return call;
     }
@@ -83,7 +84,7 @@ TEST_F(call_parties, of_any_origin_but_outbound_are_those_of_an_inbound_call) {
         room.header.dwTotalSize = sizeof room;
         EXPECT_EQ(manager_->LineGetCallInfo(AsHandle<HDRVCALL>(call->DriverCallHandle()), &room.header), 0);
         EXPECT_EQ(
-            ManagerLog().back(),
+            Last(ManagerLog()),
             "GetCallInfo: LINECALLORIGIN_INBOUND. Caller: 4711 / Anna. Called: 1001 / Desk 7. Connected: "
             "4711 / Anna. Forwarder:  / ")
             << std::hex << origin;

@@ -21,6 +21,7 @@
 #include "provider/telephony_manager.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/log_reader.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/loopback_service.h"
 #include "tests/support/process_log.h"
 #include "tests/support/tapi_recorder.h"
@@ -93,6 +94,7 @@ class manager_fixture : public testing::Test {
     /// A manager with the one line under device identifier 5, and TAPI's completion procedure.
     std::shared_ptr<telephony_manager> MakeManager() {
         auto manager = telephony_manager::Create(5, KeepLines());
+        (void)Found(lines_);
         manager->SetCompletionProcedure(completions_.Procedure());
         return manager;
     }

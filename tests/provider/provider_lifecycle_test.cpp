@@ -9,6 +9,7 @@
 
 #include "tests/provider/manager_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
@@ -89,12 +90,12 @@ TEST_F(provider_lifecycle_steps, a_shutdown_during_the_initialisation_ends_it) {
     self = &lifecycle;
     EXPECT_EQ(Init(lifecycle, 5), kOperationFailed);
     EXPECT_EQ(shut_down, 0);
-    EXPECT_EQ(ManagerLog().back(), "Exception in TSPI_providerInit");
+    EXPECT_EQ(Last(ManagerLog()), "Exception in TSPI_providerInit");
     EXPECT_EQ(lifecycle.Manager(), nullptr);
 
     log_.Skip();
     EXPECT_EQ(Enumerate(lifecycle), kOperationFailed);
-    EXPECT_EQ(ManagerLog().back(), "Exception in TSPI_providerEnumDevices");
+    EXPECT_EQ(Last(ManagerLog()), "Exception in TSPI_providerEnumDevices");
     EXPECT_EQ(line_count_, kPattern);
     EXPECT_EQ(lifecycle.Manager(), nullptr);
 }
@@ -128,7 +129,7 @@ TEST_F(provider_lifecycle_steps, a_creation_that_fails_leaves_the_manager_of_ano
     EXPECT_EQ(second, 0);
     EXPECT_EQ(made, 2);
     ASSERT_NE(lifecycle.Manager(), nullptr) << "the one that Init has made, and told TAPI of";
-    EXPECT_EQ(lifecycle.Manager()->LineCount(), 1U);
+    EXPECT_EQ(Found(lifecycle.Manager())->LineCount(), 1U);
     EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
 }
 
@@ -207,7 +208,7 @@ TEST_F(provider_lifecycle_steps, two_threads_that_initialise_share_one_manager) 
 TEST_F(provider_lifecycle_steps, a_request_that_holds_the_manager_over_a_shutdown_fails_in_peace) {
     provider_lifecycle lifecycle(KeepLines());
     ASSERT_EQ(Init(lifecycle, 5), 0);
-    const auto held = lifecycle.Manager();
+    const auto held = Found(lifecycle.Manager());
     HDRVCALL const call = MakeCall(*held);
     EXPECT_EQ(lifecycle.Shutdown(kTspiVersion), 0);
     lines_ = nullptr;

@@ -9,6 +9,7 @@
 
 #include "tests/provider/manager_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
@@ -123,7 +124,7 @@ TEST_F(report_completion, comes_when_the_way_to_tapi_is_shut_under_a_request_tha
     });
     EXPECT_EQ(manager->Request(kDrop, 2, call), 2);
     EXPECT_THAT(completions_.Completions(), ElementsAre(completion{1, 0}, completion{2, 0}));
-    EXPECT_EQ(tapi_.Events().back(), CallState(0xA1, 0xC1, LINECALLSTATE_DISCONNECTED, 1));
+    EXPECT_EQ(Last(tapi_.Events()), CallState(0xA1, 0xC1, LINECALLSTATE_DISCONNECTED, 1));
     EXPECT_EQ(manager->Request(kDrop, 3, call), kOperationFailed);
 }
 
@@ -150,7 +151,7 @@ TEST_F(report_completion, that_shutdown_makes_impossible_keeps_a_call_from_being
     // A request that does go out shows that none did before it.
     lines_->Calls().DropCall(reinterpret_cast<std::uint64_t>(call));
     ASSERT_TRUE(service_.WaitForRequests(requests + 1, std::chrono::seconds(10)));
-    EXPECT_THAT(service_.Requests().back(), testing::HasSubstr("<hangupCall"));
+    EXPECT_THAT(Last(service_.Requests()), testing::HasSubstr("<hangupCall"));
     EXPECT_EQ(service_.Requests().size(), requests + 1);
     EXPECT_EQ(tapi_.Count(), messages);
 }
@@ -219,7 +220,7 @@ TEST_F(report_completion, of_a_transfers_setup_is_its_result_whatever_goes_wrong
     log_.Skip();
     HDRVCALL consultation = nullptr;
     EXPECT_EQ(manager->LineSetupTransfer(2, call, nullptr, &consultation), 2);
-    EXPECT_EQ(completions_.Completions().back(), (completion{2, 0}));
+    EXPECT_EQ(Last(completions_.Completions()), (completion{2, 0}));
     EXPECT_THAT(ManagerLog(),
                 ElementsAre("AsyncCompletionProc: (dwRequestID: 0x00000002, lResult: 0x00000000)",
                             "Brivelnox TSP: CleanUp"));

@@ -7,6 +7,7 @@
 #include "calls/tapi_call.h"
 #include "tests/provider/manager_fixture_helper.h"
 #include "tests/support/as_handle.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -89,7 +90,7 @@ TEST_F(retired_lines, are_not_opened) {
                                               tapi_.Procedure()),
                   kOperationFailed);
         EXPECT_EQ(line, AsHandle<HDRVLINE>(0x77));
-        EXPECT_EQ(ManagerLog().back(), "LineOpen: Caught Exception!");
+        EXPECT_EQ(Last(ManagerLog()), "LineOpen: Caught Exception!");
     });
 }
 

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/registry_service/client_fixture_helper.h"
+#include "tests/support/looked_up.h"
 
 namespace brivelnox::test {
 namespace {
@@ -105,7 +106,7 @@ TEST_F(rs_tsp_client_events, long_name_is_cut_in_the_log_but_not_in_the_record) 
     EXPECT_THAT(Handler().Events(), ElementsAre("registered 17 " + name + " 0 0 0"));
     ASSERT_EQ(Logged().size(), 1u);
     const std::string beginning = "Parsed client registration. TAPI line name: ";
-    EXPECT_EQ(Logged().front(), beginning + std::string(511 - beginning.size(), 'n'));
+    EXPECT_EQ(Logged().at(0), beginning + std::string(511 - beginning.size(), 'n'));
 }
 
 TEST_F(rs_tsp_client_events, call_state) {
@@ -116,7 +117,7 @@ TEST_F(rs_tsp_client_events, call_state) {
               "<Forwarder phoneNumber='300' name='Carol' forwardType='Busy'/></CallState>"));
     EXPECT_THAT(Handler().Events(), ElementsAre("call state 17 c1 Connected"));
     ASSERT_EQ(Handler().CallStates().size(), 1u);
-    const client_call_state state = Handler().CallStates().front();
+    const client_call_state state = Handler().CallStates().at(0);
     EXPECT_TRUE(state.isCaller);
     EXPECT_EQ(state.callReason, 486);
     EXPECT_EQ(state.selfPhoneNumber, L"100");
@@ -255,7 +256,7 @@ TEST_F(rs_tsp_client_events, handler_that_throws_loses_only_its_own_event) {
     EXPECT_EQ(Handler().Events().size(), 7u);
     Handler().on_event = nullptr;
     Receive(Event("<CallRemoved permanentLineId='2'/>"));
-    EXPECT_EQ(Handler().Events().back(), "call removed 2 ");
+    EXPECT_EQ(Last(Handler().Events()), "call removed 2 ");
 }
 
 TEST_F(rs_tsp_client_events, every_event_comes_on_the_reader_thread) {
@@ -265,7 +266,7 @@ TEST_F(rs_tsp_client_events, every_event_comes_on_the_reader_thread) {
     service.Send(Event("<CallRemoved permanentLineId='1'/>") + Response("0", "<RegistrationList/>"));
     EXPECT_EQ(Handler().WaitForEvents(4).size(), 4u);
     ASSERT_EQ(Handler().Threads().size(), 1u);
-    EXPECT_NE(Handler().Threads().front(), std::this_thread::get_id());
+    EXPECT_NE(Handler().Threads().at(0), std::this_thread::get_id());
 }
 
 TEST_F(rs_tsp_client_events, handler_may_send_a_request) {

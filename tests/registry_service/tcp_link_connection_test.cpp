@@ -132,7 +132,7 @@ TEST_F(tcp_link_connection, messages_are_delivered_on_one_thread_that_is_not_the
     service.Send(Message("b"));
     (void)link_->WaitForMessages(2);
     ASSERT_EQ(link_->Threads().size(), 1u);
-    EXPECT_NE(link_->Threads().front(), std::this_thread::get_id());
+    EXPECT_NE(link_->Threads().at(0), std::this_thread::get_id());
 }
 
 TEST_F(tcp_link_connection, each_connection_has_a_reader_of_its_own) {

@@ -179,7 +179,7 @@ TEST_F(tcp_link_framing, zero_byte_inside_a_message_does_not_stop_the_link) {
     Feed(std::string("<msg><a\0/></msg>", 16));
     EXPECT_THAT(Messages(), IsEmpty());
     ASSERT_EQ(Logged().size(), 1u);
-    EXPECT_THAT(Logged().front(), testing::StartsWith("Could not parse xml, "));
+    EXPECT_THAT(Logged().at(0), testing::StartsWith("Could not parse xml, "));
     Feed(Message("b"));
     EXPECT_THAT(Messages(), ElementsAre("b"));
 }

@@ -257,7 +257,7 @@ TEST_F(tcp_link_lifetime, link_that_is_given_up_while_a_handler_runs_is_freed_wh
         destroyed.Set();
     };
     server_connection service = ConnectAndEnterHandler(Message("a") + Message("b"));
-    const std::thread::id reader = link_->Threads().front();
+    const std::thread::id reader = link_->Threads().at(0);
     link_->CloseLink(false);
     const stopwatch watch;
     link_ = nullptr;

@@ -19,6 +19,7 @@
 #include "platform/event_lock.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/log_reader.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/process_log.h"
 #include "tests/support/recording_call_requests.h"
@@ -68,7 +69,7 @@ class line_fixture : public testing::Test {
     /// forgotten.
     std::shared_ptr<tapi_call> CallInState(std::uint32_t state, const std::wstring& id = L"call-1",
                                            std::uintptr_t handle = 0xC1) {
-        auto call = calls_.CreateOutboundCall(line_, id, AsHandle<HTAPICALL>(handle));
+        auto call = Found(calls_.CreateOutboundCall(line_, id, AsHandle<HTAPICALL>(handle)));
         if (state != LINECALLSTATE_UNKNOWN) {
             call->SetState(state, 0, false);
         }
@@ -81,7 +82,7 @@ class line_fixture : public testing::Test {
         std::uint64_t driver_call_handle = 0;
         line_.Calls().MakeCall(AsHandle<HTAPICALL>(handle), 0, L"4711", driver_call_handle);
         Forget();
-        return calls_.FindCall(driver_call_handle);
+        return Found(calls_.FindCall(driver_call_handle));
     }
 
     /// Forgets everything that has been told, sent and logged so far.

@@ -17,6 +17,7 @@
 #include "lines/line_manager.h"
 #include "tests/support/as_handle.h"
 #include "tests/support/log_reader.h"
+#include "tests/support/looked_up.h"
 #include "tests/support/loopback_service.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/process_log.h"
@@ -79,9 +80,9 @@ class line_manager_fixture : public testing::Test {
                                      "connected: 1",
                                  kSoon));
     }
-    /// The handles are small numbers in order, so a line is named by them.
-    line* LineOf(std::int32_t permanent_line_id) const {
-        return manager_->FindLineByPermanentLineId(permanent_line_id);
+    /// The line of the softphone with this id, which has one.
+    line* LineOf(std::int32_t permanent_line_id, int asked_at = __builtin_LINE()) const {
+        return Found(manager_->FindLineByPermanentLineId(permanent_line_id), asked_at);
     }
 
     log_reader log_ = StartProcessLog();

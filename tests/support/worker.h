@@ -11,20 +11,26 @@
 #include <thread>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 #include "tests/support/signal.h"
 
 namespace brivelnox::test {
 
-/// Runs a function on a thread of its own.
+/// Runs a function on a thread of its own. What it throws is a failure of the test.
 class worker {
   public:
     explicit worker(std::function<void()> work)
-        : task_(std::move(work)), done_(task_.get_future()), thread_([this] { task_(); }) {}
+        : task_([work = std::move(work)] { EXPECT_NO_THROW(work()); }),
+          done_(task_.get_future()),
+          thread_([this] { task_(); }) {}
     /// Waits for the end of the thread. One that does not end by then is stuck for good, and so would be the
     /// test program: it is ended as failed.
     ~worker() {
         if (!FinishesWithin(kSoon)) {
-            std::fputs("a thread of the test does not return\n", stderr);
+            const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
+            std::fprintf(stderr, "a thread of the test does not return: %s.%s\n",
+                         test != nullptr ? test->test_suite_name() : "", test != nullptr ? test->name() : "");
             (void)TerminateProcess(GetCurrentProcess(), 3);
         }
         thread_.join();

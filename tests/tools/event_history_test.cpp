@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/looked_up.h"
+
 namespace brivelnox::test {
 namespace {
 
@@ -31,16 +33,16 @@ TEST(event_history, numbers_events_in_order) {
     EXPECT_EQ(history.Add(Event(1)), 0U);
     EXPECT_EQ(history.Add(Event(2)), 1U);
     ASSERT_EQ(history.Since(1).size(), 1U);
-    EXPECT_EQ(history.Since(1)[0].message, 2U);
-    EXPECT_EQ(history.Since(1)[0].index, 1U);
+    EXPECT_EQ(history.Since(1).at(0).message, 2U);
+    EXPECT_EQ(history.Since(1).at(0).index, 1U);
 }
 
 TEST(event_history, finds_the_first_from_the_mark_on) {
     event_history history;
     (void)history.Add(Event(1));
     (void)history.Add(Event(1));
-    EXPECT_EQ(history.WaitFor(Is(1), 0ms)->index, 0U);
-    EXPECT_EQ(history.WaitFor(Is(1), 0ms, 1)->index, 1U);
+    EXPECT_EQ(Found(history.WaitFor(Is(1), 0ms))->index, 0U);
+    EXPECT_EQ(Found(history.WaitFor(Is(1), 0ms, 1))->index, 1U);
     EXPECT_FALSE(history.WaitFor(Is(1), 1ms, 2));
 }
 
@@ -63,9 +65,9 @@ TEST(event_history, keeps_the_newest_when_limited_and_counts_on) {
         (void)history.Add(Event(i));
     }
     ASSERT_EQ(history.Since(0).size(), 2U);
-    EXPECT_EQ(history.Since(0)[0].index, 3U);
+    EXPECT_EQ(history.Since(0).at(0).index, 3U);
     EXPECT_EQ(history.Next(), 5U);
-    EXPECT_EQ(history.WaitFor(Is(4), 0ms)->index, 4U);
+    EXPECT_EQ(Found(history.WaitFor(Is(4), 0ms))->index, 4U);
     EXPECT_FALSE(history.WaitFor(Is(0), 1ms));
 }
 

@@ -61,8 +61,8 @@ TEST_F(merged_printing, orders_by_time_whatever_the_order_of_arrival) {
     print_.Add(print_column::kWire, later - 1ms, "first");
     print_.Flush();
     ASSERT_THAT(Lines(), SizeIs(2));
-    EXPECT_THAT(Lines()[0], HasSubstr("first"));
-    EXPECT_THAT(Lines()[1], HasSubstr("second"));
+    EXPECT_THAT(Lines().at(0), HasSubstr("first"));
+    EXPECT_THAT(Lines().at(1), HasSubstr("second"));
 }
 
 TEST_F(merged_printing, puts_each_text_into_its_column) {
@@ -72,17 +72,17 @@ TEST_F(merged_printing, puts_each_text_into_its_column) {
     print_.Flush();
     const std::vector<std::string> heading = ColumnHeading();
     ASSERT_THAT(Lines(), SizeIs(3));
-    EXPECT_THAT(Lines()[0], StartsWith("   1.500 | asked"));
-    EXPECT_EQ(Lines()[0].find("asked"), heading[0].find("application"));
-    EXPECT_EQ(Lines()[1].find("sent"), heading[0].find("wire"));
-    EXPECT_EQ(Lines()[2].find("told"), heading[0].find("TAPI"));
+    EXPECT_THAT(Lines().at(0), StartsWith("   1.500 | asked"));
+    EXPECT_EQ(Lines().at(0).find("asked"), heading.at(0).find("application"));
+    EXPECT_EQ(Lines().at(1).find("sent"), heading.at(0).find("wire"));
+    EXPECT_EQ(Lines().at(2).find("told"), heading.at(0).find("TAPI"));
 }
 
 TEST_F(merged_printing, wraps_within_the_column) {
     print_.Add(print_column::kTapi, start_, std::string(40, 'a') + " " + std::string(40, 'b'));
     print_.Flush();
     ASSERT_THAT(Lines(), SizeIs(2));
-    EXPECT_EQ(Lines()[1].find('b'), Lines()[0].find('a') + 2);
+    EXPECT_EQ(Lines().at(1).find('b'), Lines().at(0).find('a') + 2);
 }
 
 TEST_F(merged_printing, holds_lines_back_for_a_moment_and_then_prints_them_by_itself) {

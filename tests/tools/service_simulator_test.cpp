@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/looked_up.h"
 #include "tests/tools/simulator_fixture_helper.h"
 
 namespace brivelnox::test {
@@ -77,7 +78,7 @@ TEST_F(simulated_service, answers_the_list_request_with_the_softphones_in_order)
     EXPECT_EQ(client.ReceiveUntil("</msg>", kPatience),
               RegistrationListResponse(0, service_.Registrations()));
     ASSERT_THAT(service_.Registrations(), SizeIs(2));
-    EXPECT_EQ(service_.Registrations()[1].permanent_line_id, 3);
+    EXPECT_EQ(service_.Registrations().at(1).permanent_line_id, 3);
 }
 
 TEST_F(simulated_service, answers_a_keep_alive_with_its_id) {
@@ -199,7 +200,7 @@ TEST_F(simulated_service, lets_a_softphone_react_before_the_request_is_seen) {
     ASSERT_TRUE(client.Send(kPlaceCall));
     ASSERT_TRUE(service_.WaitForRequest(request_kind::kPlaceCall, kPatience));
     ASSERT_TRUE(phone->FindCall("c1"));
-    EXPECT_EQ(phone->FindCall("c1")->call_state, "Ringback");
+    EXPECT_EQ(Found(phone->FindCall("c1"))->call_state, "Ringback");
     EXPECT_THAT(client.ReceiveUntil("Ringback", kPatience), HasSubstr("callState='Outgoing'"));
 }
 
@@ -266,7 +267,7 @@ TEST_F(simulated_service, bears_many_threads_at_once) {
     const std::vector<std::string> messages = splitter.Add(received);
     // Five messages a call, none torn, and the done at the end.
     EXPECT_THAT(messages, SizeIs(kThreads * kRounds * 5 + 1));
-    EXPECT_EQ(messages.back(), "<done>");
+    EXPECT_EQ(Last(messages), "<done>");
 }
 
 }  // namespace

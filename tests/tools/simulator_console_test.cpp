@@ -9,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/looked_up.h"
+
 namespace brivelnox::test {
 namespace {
 
@@ -42,11 +44,11 @@ TEST_F(console_of_the_simulator, registers_and_lists_softphones) {
     EXPECT_THAT(Run("register 1001 \"Anna M\\xFCller\" 5080"), ElementsAre("OK register 1001"));
     EXPECT_THAT(Run("phones"),
                 ElementsAre("PHONE 1001 \"Anna M\\xFCller\" port 5080 client on sip on", "OK phones"));
-    EXPECT_EQ(service_.Registrations()[0].tapi_line_name, "Anna M\xFCller");
+    EXPECT_EQ(service_.Registrations().at(0).tapi_line_name, "Anna M\xFCller");
     EXPECT_THAT(Run("status 1001 sip off"), ElementsAre("OK status 1001"));
-    EXPECT_FALSE(service_.Registrations()[0].sip_connected);
+    EXPECT_FALSE(service_.Registrations().at(0).sip_connected);
     EXPECT_THAT(Run("status 1001 client off"), ElementsAre("OK status 1001"));
-    EXPECT_FALSE(service_.Registrations()[0].client_connected);
+    EXPECT_FALSE(service_.Registrations().at(0).client_connected);
     EXPECT_THAT(Run("unregister 1001"), ElementsAre("OK unregister 1001"));
     EXPECT_THAT(Run("phones"), ElementsAre("OK phones"));
 }
@@ -56,21 +58,21 @@ TEST_F(console_of_the_simulator, plays_calls) {
     EXPECT_THAT(Run("ring 7 +49301 \"Dora Lindt\" 8 Eight CFB"), ElementsAre("OK ring 7-1"));
     EXPECT_THAT(Run("phonecalls 7"),
                 ElementsAre("CALL 7-1 Ringing incoming +49301 \"Dora Lindt\"", "OK phonecalls"));
-    const auto phone = service_.FindSoftphone(7);
-    EXPECT_EQ(phone->FindCall("7-1")->forwarded_by->forward_type, "CFB");
+    const auto phone = Found(service_.FindSoftphone(7));
+    EXPECT_EQ(Found(Found(phone->FindCall("7-1"))->forwarded_by)->forward_type, "CFB");
     EXPECT_THAT(Run("connect 7"), ElementsAre("OK connect 7-1"));
-    EXPECT_EQ(phone->FindCall("7-1")->call_state, "Connected");
+    EXPECT_EQ(Found(phone->FindCall("7-1"))->call_state, "Connected");
     EXPECT_THAT(Run("park 7 7-1"), ElementsAre("OK park 7-1"));
-    EXPECT_EQ(phone->FindCall("7-1")->call_state, "Parked");
+    EXPECT_EQ(Found(phone->FindCall("7-1"))->call_state, "Parked");
     EXPECT_THAT(Run("state 7 Consult"), ElementsAre("OK state 7-1"));
-    EXPECT_EQ(phone->FindCall("7-1")->call_state, "Consult");
+    EXPECT_EQ(Found(phone->FindCall("7-1"))->call_state, "Consult");
     EXPECT_THAT(Run("hangup 7 486"), ElementsAre("OK hangup 7-1"));
-    EXPECT_EQ(phone->FindCall("7-1")->call_reason, 486);
+    EXPECT_EQ(Found(phone->FindCall("7-1"))->call_reason, 486);
     EXPECT_THAT(Run("remove 7"), ElementsAre("OK remove 7-1"));
     EXPECT_THAT(phone->Calls(), IsEmpty());
     EXPECT_THAT(Run("phonedial 7 200"), ElementsAre("OK phonedial 7-2"));
     EXPECT_THAT(Run("ringback 7"), ElementsAre("OK ringback 7-2"));
-    EXPECT_TRUE(phone->FindCall("7-2")->is_caller);
+    EXPECT_TRUE(Found(phone->FindCall("7-2"))->is_caller);
 }
 
 TEST_F(console_of_the_simulator, tells_the_digits_played) {
@@ -81,7 +83,7 @@ TEST_F(console_of_the_simulator, tells_the_digits_played) {
     digits.permanent_line_id = 7;
     digits.client_call_id = "7-1";
     digits.digits = "12#";
-    service_.FindSoftphone(7)->Handle(digits);
+    Found(service_.FindSoftphone(7))->Handle(digits);
     EXPECT_THAT(Run("digits 7"), ElementsAre("OK digits 12#"));
 }
 
@@ -128,7 +130,7 @@ TEST_F(console_of_the_simulator, ends_with_quit_only) {
     EXPECT_TRUE(going_on_);
     const std::vector<std::string> help = Run("help");
     EXPECT_GT(help.size(), 20U);
-    EXPECT_EQ(help.back(), "OK help");
+    EXPECT_EQ(Last(help), "OK help");
     EXPECT_TRUE(going_on_);
     EXPECT_THAT(Run("quit"), ElementsAre("OK quit"));
     EXPECT_FALSE(going_on_);

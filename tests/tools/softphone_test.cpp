@@ -10,6 +10,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/looked_up.h"
+
 namespace brivelnox::test {
 namespace {
 
@@ -57,15 +59,15 @@ class simulated_softphone : public testing::Test {
 TEST_F(simulated_softphone, rings_as_incoming_then_ringing) {
     EXPECT_EQ(phone_.Ring({"+49301", "Dora"}), "7-1");
     EXPECT_THAT(States(), ElementsAre("7-1 Incoming", "7-1 Ringing"));
-    EXPECT_THAT(sent_[1], HasSubstr("isCaller='false'"));
-    EXPECT_THAT(sent_[1], HasSubstr("<Peer phoneNumber='+49301' name='Dora'/>"));
-    EXPECT_THAT(sent_[1], HasSubstr("<Self phoneNumber='7' name='Seven'/>"));
+    EXPECT_THAT(sent_.at(1), HasSubstr("isCaller='false'"));
+    EXPECT_THAT(sent_.at(1), HasSubstr("<Peer phoneNumber='+49301' name='Dora'/>"));
+    EXPECT_THAT(sent_.at(1), HasSubstr("<Self phoneNumber='7' name='Seven'/>"));
     EXPECT_EQ(phone_.Ring({"1", ""}, std::nullopt, "own"), "own");
 }
 
 TEST_F(simulated_softphone, shows_who_forwarded_a_call) {
     (void)phone_.Ring({"1", ""}, forwarder{{"2", "Two"}, "CFB"}, "c1");
-    EXPECT_THAT(sent_[1], HasSubstr("<Forwarder phoneNumber='2' name='Two' forwardType='CFB'/>"));
+    EXPECT_THAT(sent_.at(1), HasSubstr("<Forwarder phoneNumber='2' name='Two' forwardType='CFB'/>"));
 }
 
 TEST_F(simulated_softphone, plays_an_outgoing_call_by_hand) {
@@ -77,8 +79,8 @@ TEST_F(simulated_softphone, plays_an_outgoing_call_by_hand) {
     EXPECT_TRUE(phone_.End("c1", 404));
     EXPECT_THAT(States(), ElementsAre("c1 Outgoing", "c1 Ringback", "c1 Connected", "c1 Parked", "c1 Consult",
                                       "c1 Hangup", "c1 removed"));
-    EXPECT_THAT(sent_[0], HasSubstr("isCaller='true'"));
-    EXPECT_THAT(sent_[5], HasSubstr("callReason='404'"));
+    EXPECT_THAT(sent_.at(0), HasSubstr("isCaller='true'"));
+    EXPECT_THAT(sent_.at(5), HasSubstr("callReason='404'"));
     EXPECT_THAT(phone_.Calls(), IsEmpty());
 }
 
@@ -86,7 +88,7 @@ TEST_F(simulated_softphone, keeps_a_hung_up_call_until_it_is_removed) {
     (void)phone_.Ring({"1", ""}, std::nullopt, "c1");
     EXPECT_TRUE(phone_.Hangup("c1", 486));
     ASSERT_TRUE(phone_.FindCall("c1"));
-    EXPECT_EQ(phone_.FindCall("c1")->call_reason, 486);
+    EXPECT_EQ(Found(phone_.FindCall("c1"))->call_reason, 486);
     EXPECT_TRUE(phone_.Remove("c1"));
     EXPECT_FALSE(phone_.FindCall("c1"));
 }
@@ -104,17 +106,17 @@ TEST_F(simulated_softphone, sends_nothing_for_a_call_that_it_does_not_have) {
 TEST_F(simulated_softphone, changes_parties_and_sends_the_state_again) {
     (void)phone_.Ring({"1", "One"}, std::nullopt, "c1");
     EXPECT_TRUE(phone_.SetParties("c1", std::nullopt, party{"1", "Uno"}));
-    EXPECT_THAT(sent_.back(), HasSubstr("callState='Ringing'"));
-    EXPECT_THAT(sent_.back(), HasSubstr("<Peer phoneNumber='1' name='Uno'/>"));
-    EXPECT_THAT(sent_.back(), HasSubstr("<Self phoneNumber='7'"));
+    EXPECT_THAT(Last(sent_), HasSubstr("callState='Ringing'"));
+    EXPECT_THAT(Last(sent_), HasSubstr("<Peer phoneNumber='1' name='Uno'/>"));
+    EXPECT_THAT(Last(sent_), HasSubstr("<Self phoneNumber='7'"));
 }
 
 TEST_F(simulated_softphone, lists_its_calls_in_the_order_of_their_beginning) {
     (void)phone_.Ring({"1", ""}, std::nullopt, "z");
     (void)phone_.Ring({"2", ""}, std::nullopt, "a");
     ASSERT_EQ(phone_.Calls().size(), 2U);
-    EXPECT_EQ(phone_.Calls()[0].client_call_id, "z");
-    EXPECT_EQ(phone_.Calls()[1].client_call_id, "a");
+    EXPECT_EQ(phone_.Calls().at(0).client_call_id, "z");
+    EXPECT_EQ(phone_.Calls().at(1).client_call_id, "a");
     phone_.ForgetCalls();
     EXPECT_THAT(phone_.Calls(), IsEmpty());
     EXPECT_EQ(sent_.size(), 4U);
@@ -124,18 +126,18 @@ TEST_F(simulated_softphone, lets_a_dialled_number_ring) {
     phone_.AddDialEntry({"200", "Emil", dial_outcome::kRingback});
     phone_.Handle(Request(request_kind::kPlaceCall, "c1", "200"));
     EXPECT_THAT(States(), ElementsAre("c1 Outgoing", "c1 Ringback"));
-    EXPECT_THAT(sent_[1], HasSubstr("<Peer phoneNumber='200' name='Emil'/>"));
-    EXPECT_THAT(sent_[1], HasSubstr("isCaller='true'"));
+    EXPECT_THAT(sent_.at(1), HasSubstr("<Peer phoneNumber='200' name='Emil'/>"));
+    EXPECT_THAT(sent_.at(1), HasSubstr("isCaller='true'"));
 }
 
 TEST_F(simulated_softphone, plays_the_other_outcomes_of_the_dial_plan) {
     phone_.Handle(Request(request_kind::kPlaceCall, "c1", "486"));
     EXPECT_THAT(States(), ElementsAre("c1 Outgoing", "c1 Hangup", "c1 removed"));
-    EXPECT_THAT(sent_[1], HasSubstr("callReason='486'"));
+    EXPECT_THAT(sent_.at(1), HasSubstr("callReason='486'"));
     sent_.clear();
     phone_.Handle(Request(request_kind::kPlaceCall, "c2", "404"));
     EXPECT_THAT(States(), ElementsAre("c2 Outgoing", "c2 Hangup", "c2 removed"));
-    EXPECT_THAT(sent_[1], HasSubstr("callReason='404'"));
+    EXPECT_THAT(sent_.at(1), HasSubstr("callReason='404'"));
     sent_.clear();
     phone_.SetDefaultOutcome(dial_outcome::kAnswered);
     phone_.Handle(Request(request_kind::kPlaceCall, "c3", "555"));
@@ -160,7 +162,7 @@ TEST_F(simulated_softphone, reacts_to_call_requests) {
     phone_.Handle(digits);
     phone_.Handle(digits);
     EXPECT_THAT(sent_, IsEmpty());
-    EXPECT_EQ(phone_.FindCall("c1")->digits, "1212");
+    EXPECT_EQ(Found(phone_.FindCall("c1"))->digits, "1212");
     request transfer = Request(request_kind::kTransferCall);
     transfer.client_call_on_hold_id = "c2";
     phone_.Handle(transfer);
@@ -186,8 +188,8 @@ TEST_F(simulated_softphone, only_listens_while_it_is_not_automatic) {
 TEST_F(simulated_softphone, names_itself_by_its_registration) {
     phone_.SetRegistration({8, "Eight", 1, true, true});
     (void)phone_.Ring({"1", ""});
-    EXPECT_THAT(sent_[0], HasSubstr("permanentLineId='8'"));
-    EXPECT_THAT(sent_[0], HasSubstr("<Self phoneNumber='8' name='Eight'/>"));
+    EXPECT_THAT(sent_.at(0), HasSubstr("permanentLineId='8'"));
+    EXPECT_THAT(sent_.at(0), HasSubstr("<Self phoneNumber='8' name='Eight'/>"));
     EXPECT_EQ(phone_.Registration().tapi_line_name, "Eight");
 }
 

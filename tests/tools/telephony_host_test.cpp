@@ -15,6 +15,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/looked_up.h"
 #include "tests/tools/fake_provider_helper.h"
 
 namespace brivelnox::test {
@@ -61,7 +62,7 @@ TEST_F(host_of_a_fake_provider, starts_a_provider_step_by_step) {
     EXPECT_EQ(host_.Devices()[1].version, 0x00020002U);
     EXPECT_EQ(host_.Shutdown(), 0);
     EXPECT_FALSE(host_.Running());
-    EXPECT_EQ(provider_.Asked().back(), "shutdown");
+    EXPECT_EQ(Last(provider_.Asked()), "shutdown");
 }
 
 TEST_F(host_of_a_fake_provider, reports_the_step_that_fails_and_shuts_down_again) {
@@ -90,7 +91,7 @@ TEST_F(host_of_a_fake_provider, hands_out_its_device_id_base) {
     host_.Options().device_id_base = 40;
     Start();
     EXPECT_EQ(provider_.device_base, 40U);
-    EXPECT_EQ(host_.Devices()[0].device_id, 40U);
+    EXPECT_EQ(host_.Devices().at(0).device_id, 40U);
 }
 
 TEST_F(host_of_a_fake_provider, answers_a_new_line_from_another_thread) {
@@ -99,7 +100,7 @@ TEST_F(host_of_a_fake_provider, answers_a_new_line_from_another_thread) {
     EXPECT_EQ(host_.WaitForCreatedDevice(3, kPatience), 100001U);
     EXPECT_THAT(provider_.Asked(), Contains("create 3 100001"));
     EXPECT_TRUE(host_.WaitForDevices(3, kPatience));
-    EXPECT_EQ(host_.Devices()[2].temporary, 3U);
+    EXPECT_EQ(host_.Devices().at(2).temporary, 3U);
     EXPECT_FALSE(host_.WaitForCreatedDevice(4, 1ms));
     EXPECT_FALSE(host_.WaitForDevices(4, 1ms));
 }
@@ -164,9 +165,9 @@ TEST_F(host_of_a_fake_provider, gives_new_calls_a_handle) {
     provider_.SendState(line, call, LINECALLSTATE_DISCONNECTED, LINEDISCONNECTMODE_BUSY);
     EXPECT_THAT(host_.States(call), ElementsAre(LINECALLSTATE_OFFERING, LINECALLSTATE_DISCONNECTED));
     ASSERT_TRUE(host_.View(call));
-    EXPECT_TRUE(host_.View(call)->by_provider);
-    EXPECT_EQ(host_.View(call)->modes[1], static_cast<DWORD>(LINEDISCONNECTMODE_BUSY));
-    EXPECT_EQ(host_.View(call)->State(), static_cast<DWORD>(LINECALLSTATE_DISCONNECTED));
+    EXPECT_TRUE(Found(host_.View(call))->by_provider);
+    EXPECT_EQ(Found(host_.View(call))->modes[1], static_cast<DWORD>(LINEDISCONNECTMODE_BUSY));
+    EXPECT_EQ(Found(host_.View(call))->State(), static_cast<DWORD>(LINECALLSTATE_DISCONNECTED));
     EXPECT_EQ(host_.WaitForNewCall(line, 1ms, host_.Mark()), nullptr);
     EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
 }
@@ -205,7 +206,7 @@ TEST_F(host_of_a_fake_provider, makes_calls) {
     EXPECT_THAT(provider_.Asked(), Contains("makecall 501 200"));
     EXPECT_EQ(host_.WaitForCompletion(made.request_id, 0ms), 0);
     EXPECT_THAT(host_.States(made.call), ElementsAre(LINECALLSTATE_PROCEEDING));
-    EXPECT_FALSE(host_.View(made.call)->by_provider);
+    EXPECT_FALSE(Found(host_.View(made.call))->by_provider);
     EXPECT_THAT(host_.Calls(line), SizeIs(1));
     EXPECT_THAT(host_.Checker().Breaches(), IsEmpty());
 }
@@ -252,7 +253,7 @@ TEST_F(host_of_a_fake_provider, sets_up_transfers) {
     const request_result consultation = host_.SetupTransfer(call);
     EXPECT_TRUE(consultation.Accepted());
     ASSERT_NE(consultation.call, nullptr);
-    EXPECT_EQ(host_.View(consultation.call)->line, line);
+    EXPECT_EQ(Found(host_.View(consultation.call))->line, line);
     // For an unknown call the provider accepts, but there is no consultation call.
     const request_result nothing = host_.SetupTransfer(nullptr);
     EXPECT_TRUE(nothing.Accepted());
