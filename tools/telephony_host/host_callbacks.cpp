@@ -185,10 +185,15 @@ void telephony_host::CreateDevice(DWORD temporary) {
     if (options_.negotiate_every_device && NegotiateDevice(device.device_id, &device.version) != 0) {
         return;
     }
-    const std::lock_guard lock(mutex_);
-    devices_.push_back(device);
-    created_[temporary] = device.device_id;
-    changed_.notify_all();
+    {
+        const std::lock_guard lock(mutex_);
+        devices_.push_back(device);
+        created_[temporary] = device.device_id;
+        changed_.notify_all();
+    }
+    if (options_.device_created) {
+        options_.device_created(device.device_id);
+    }
 }
 
 void telephony_host::RunWorker() {

@@ -18,7 +18,7 @@ void CALLBACK PhoneEventProcedure(HTAPIPHONE, DWORD, DWORD_PTR, DWORD_PTR, DWORD
 }  // namespace
 
 telephony_host::telephony_host(const provider_module& module, host_options options)
-    : module_(module), options_(options) {}
+    : module_(module), options_(std::move(options)) {}
 
 telephony_host::~telephony_host() {
     if (Running()) {
@@ -61,6 +61,10 @@ LONG telephony_host::Initialise() {
         result = module_.TSPI_providerEnumDevices(options_.permanent_provider_id, &lines, &phones,
                                                   options_.provider_handle, &LineCreateProcedure,
                                                   &PhoneEventProcedure);
+    }
+    if (options_.created_device_offset == 0) {
+        const std::lock_guard lock(mutex_);
+        next_created_device_ = options_.device_id_base + lines;
     }
     DWORD tspi_options = 0;
     if (result == 0) {

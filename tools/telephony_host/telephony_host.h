@@ -56,8 +56,11 @@ struct host_options {
     DWORD high_version = 0x00030001;
     DWORD device_id_base = 1;
     /// Lines announced by LINE_CREATE get device identifiers from device_id_base plus this on, far from the
-    /// temporary ones that the provider uses.
+    /// temporary ones that the provider uses; with 0 they follow the initial lines.
     DWORD created_device_offset = 100000;
+    /// Called with the identifier of a line that was announced by LINE_CREATE, once it has one; on the thread
+    /// that answers.
+    std::function<void(DWORD)> device_created;
     DWORD permanent_provider_id = 7;
     HPROVIDER provider_handle = reinterpret_cast<HPROVIDER>(std::uintptr_t{0x00A0C001});
     line_create_answer create_answer = line_create_answer::kWorkerThread;
