@@ -115,6 +115,25 @@ TEST_F(application_lines, pass_requests_on_to_the_softphone) {
     EXPECT_EQ(transferred->parsed.phone_number, "203");
 }
 
+TEST_F(application_lines, pass_requests_for_two_calls_on) {
+    (void)Open();
+    const HCALL held = ConnectedCall();
+    ExpectReply(lineHold(held));
+    EXPECT_EQ(NextState().dwParam1, DWORD{LINECALLSTATE_ONHOLD});
+    const HCALL active = ConnectedCall();
+    ExpectReply(lineSwapHold(active, held));
+    EXPECT_TRUE(service_.WaitForRequest(simulator::request_kind::kResumeCall, kSoon));
+    EXPECT_EQ(lineSwapHold(active, active + 1), kInvalidCall);
+}
+
+TEST_F(application_lines, redirect_a_call_that_rings) {
+    (void)Open();
+    ExpectReply(lineRedirectW(IncomingCall(), L"204", 0));
+    const auto redirected = service_.WaitForRequest(simulator::request_kind::kForwardCall, kSoon);
+    ASSERT_TRUE(redirected);
+    EXPECT_EQ(redirected->parsed.phone_number, "204");
+}
+
 TEST_F(application_lines, refuse_null_pointers) {
     EXPECT_EQ(lineInitializeExW(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
               kInvalidPointer);

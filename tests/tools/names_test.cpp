@@ -77,6 +77,7 @@ TEST(names, messages_are_the_ones_of_the_headers) {
     EXPECT_EQ(MessageName(2), "LINE_CALLSTATE");
     EXPECT_EQ(MessageName(8), "LINE_LINEDEVSTATE");
     EXPECT_EQ(MessageName(19), "LINE_CREATE");
+    EXPECT_EQ(MessageName(23), "LINE_APPNEWCALL");
     EXPECT_EQ(MessageName(500), "LINE_NEWCALL");
     EXPECT_EQ(MessageName(99), "message 99");
 }

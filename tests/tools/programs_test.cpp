@@ -10,16 +10,16 @@
 #include <gtest/gtest.h>
 
 #include "tests/tools/program_helper.h"
-#include "tools/demonstration/simulator_process.h"
 #include "tools/service_simulator/registry_publication.h"
+#include "tools/service_simulator/simulator_process.h"
 
 namespace brivelnox::test {
 namespace {
 
 using namespace std::chrono_literals;
-using demonstration::simulator_process;
-using demonstration::simulator_reply;
-using demonstration::wire_report;
+using simulator::simulator_process;
+using simulator::simulator_reply;
+using simulator::wire_report;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;

@@ -13,7 +13,7 @@
 #include "tests/tools/program_helper.h"
 #include "tools/demonstration/application.h"
 #include "tools/demonstration/merged_print.h"
-#include "tools/demonstration/simulator_process.h"
+#include "tools/service_simulator/simulator_process.h"
 #include "tools/telephony_host/telephony_host.h"
 
 namespace brivelnox::test {
@@ -22,9 +22,9 @@ namespace {
 using namespace std::chrono_literals;
 using demonstration::application;
 using demonstration::merged_print;
-using demonstration::simulator_process;
-using demonstration::wire_report;
 using demonstration::working_day;
+using simulator::simulator_process;
+using simulator::wire_report;
 using testing::Contains;
 using testing::StartsWith;
 

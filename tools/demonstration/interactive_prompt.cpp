@@ -109,7 +109,8 @@ console::command_table interactive_prompt::Commands() {
     });
 }
 
-interactive_prompt::interactive_prompt(application& dialler, simulator_process& service, merged_print& print)
+interactive_prompt::interactive_prompt(application& dialler, simulator::simulator_process& service,
+                                       merged_print& print)
     : dialler_(dialler), host_(dialler.Host()), service_(service), print_(print) {}
 
 void interactive_prompt::Run(console::line_reader& input, console::line_writer& output, echo how) {
@@ -158,15 +159,9 @@ void interactive_prompt::PassToService(const words& all) {
     if (!IsSoftphoneCommand(all.front())) {
         Refuse("unknown command " + all.front() + ", try help");
     }
-    std::string line;
-    for (const std::string& word : all) {
-        // The prompt speaks UTF-8, the service the ANSI code page.
-        const std::string ansi = console::ToAnsi(console::FromUtf8(word));
-        line.append(line.empty() ? "" : " ").append(console::EscapeLine(console::QuoteWord(ansi)));
-    }
-    const simulator_reply reply = service_.Command(line);
+    const simulator::simulator_reply reply = service_.Command(all);
     for (const std::string& each : reply.lines) {
-        print_.AddLine("service: " + console::ToUtf8(console::FromAnsi(console::UnescapeLine(each))));
+        print_.AddLine("service: " + each);
     }
     print_.AddLine((reply.success ? "service: ok " : "error: ") + reply.text);
 }

@@ -14,7 +14,7 @@
 #include "tools/console/line_io.h"
 #include "tools/demonstration/application.h"
 #include "tools/demonstration/merged_print.h"
-#include "tools/demonstration/simulator_process.h"
+#include "tools/service_simulator/simulator_process.h"
 #include "tools/telephony_host/telephony_host.h"
 
 namespace brivelnox::demonstration {
@@ -22,7 +22,7 @@ namespace brivelnox::demonstration {
 /// Carries out commands with a provider that has been started. For one thread.
 class interactive_prompt {
   public:
-    interactive_prompt(application& dialler, simulator_process& service, merged_print& print);
+    interactive_prompt(application& dialler, simulator::simulator_process& service, merged_print& print);
     interactive_prompt(const interactive_prompt&) = delete;
     interactive_prompt& operator=(const interactive_prompt&) = delete;
 
@@ -64,7 +64,7 @@ class interactive_prompt {
 
     application& dialler_;
     host::telephony_host& host_;
-    simulator_process& service_;
+    simulator::simulator_process& service_;
     merged_print& print_;
     const console::command_table commands_ = Commands();
     bool ended_ = false;

@@ -17,9 +17,9 @@
 #include "tools/demonstration/application.h"
 #include "tools/demonstration/interactive_prompt.h"
 #include "tools/demonstration/merged_print.h"
-#include "tools/demonstration/simulator_process.h"
 #include "tools/demonstration/wire_text.h"
 #include "tools/demonstration/working_day.h"
+#include "tools/service_simulator/simulator_process.h"
 #include "tools/telephony_host/provider_module.h"
 #include "tools/telephony_host/telephony_host.h"
 
@@ -82,13 +82,13 @@ std::wstring LogFile() {
     return folder + L"\\Brivelnox\\Brivelnox.Tsp\\logs\\Brivelnox.Tsp.log";
 }
 
-void ShowWire(demonstration::merged_print& print, const demonstration::wire_report& line) {
+void ShowWire(demonstration::merged_print& print, const simulator::wire_report& line) {
     const std::string mark = line.direction == "in" ? "> " : line.direction == "out" ? "< " : "- ";
     const std::string text = line.direction == "note" ? line.text : demonstration::WireText(line.text);
     print.Add(demonstration::print_column::kWire, line.time, mark + text);
 }
 
-bool PlayInteractively(demonstration::application& dialler, demonstration::simulator_process& service,
+bool PlayInteractively(demonstration::application& dialler, simulator::simulator_process& service,
                        demonstration::merged_print& print, console::line_writer& output) {
     for (const char* const line :
          {"register 1001 \"Anna Berger (Reception)\"", "register 1002 \"Bruno Keller (Sales)\""}) {
@@ -117,8 +117,8 @@ int Run(const arguments& wanted, console::line_writer& output) {
         return 1;
     }
     demonstration::merged_print print(start, [&](const std::string& line) { (void)output.Write(line); });
-    demonstration::simulator_process service(
-        wanted.simulator, [&](const demonstration::wire_report& line) { ShowWire(print, line); });
+    simulator::simulator_process service(wanted.simulator,
+                                         [&](const simulator::wire_report& line) { ShowWire(print, line); });
     host::host_options options;
     options.created_device_offset =
         100;  // easy to read, and out of reach of the few lines of a demonstration

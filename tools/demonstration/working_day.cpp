@@ -25,7 +25,7 @@ constexpr wchar_t kCallerName[] = L"Dora Lindt";
 
 }  // namespace
 
-working_day::working_day(application& dialler, simulator_process& service, merged_print& print,
+working_day::working_day(application& dialler, simulator::simulator_process& service, merged_print& print,
                          std::chrono::milliseconds patience)
     : dialler_(dialler), host_(dialler.Host()), service_(service), print_(print), patience_(patience) {}
 
@@ -225,7 +225,7 @@ void working_day::Expect(bool condition, const std::string& what) const {
 }
 
 std::string working_day::Service(const std::string& command) {
-    const simulator_reply reply = service_.Command(command);
+    const simulator::simulator_reply reply = service_.Command(command);
     Expect(reply.success, "the service obeys \"" + command + "\" (" + reply.text + ")");
     return reply.text;
 }

@@ -14,7 +14,7 @@
 
 #include "tools/demonstration/application.h"
 #include "tools/demonstration/merged_print.h"
-#include "tools/demonstration/simulator_process.h"
+#include "tools/service_simulator/simulator_process.h"
 #include "tools/telephony_host/telephony_host.h"
 
 namespace brivelnox::demonstration {
@@ -23,7 +23,7 @@ namespace brivelnox::demonstration {
 class working_day {
   public:
     /// `patience` bounds each wait; the default is far more than anything takes on a busy machine.
-    working_day(application& dialler, simulator_process& service, merged_print& print,
+    working_day(application& dialler, simulator::simulator_process& service, merged_print& print,
                 std::chrono::milliseconds patience = std::chrono::seconds(10));
 
     /// Plays every step; a step that fails doesn't keep the later ones from being tried, unless they need it.
@@ -65,7 +65,7 @@ class working_day {
 
     application& dialler_;
     host::telephony_host& host_;
-    simulator_process& service_;
+    simulator::simulator_process& service_;
     merged_print& print_;
     const std::chrono::milliseconds patience_;
     std::vector<outcome> outcomes_;

@@ -29,6 +29,7 @@ constexpr std::array kMessages{
     named_number{static_cast<DWORD>(LINE_MONITORTONE), "LINE_MONITORTONE"},
     named_number{static_cast<DWORD>(LINE_REPLY), "LINE_REPLY"},
     named_number{static_cast<DWORD>(LINE_REQUEST), "LINE_REQUEST"},
+    named_number{static_cast<DWORD>(LINE_APPNEWCALL), "LINE_APPNEWCALL"},
     named_number{static_cast<DWORD>(LINE_CREATE), "LINE_CREATE"},
     named_number{static_cast<DWORD>(LINE_REMOVE), "LINE_REMOVE"},
     named_number{static_cast<DWORD>(LINE_NEWCALL), "LINE_NEWCALL"},

@@ -15,8 +15,9 @@
 #include <vector>
 
 #include "platform/unique_handle.h"
+#include "tools/console/command_words.h"
 
-namespace brivelnox::demonstration {
+namespace brivelnox::simulator {
 
 /// What a command of the simulator brought.
 struct simulator_reply {
@@ -46,6 +47,9 @@ class simulator_process {
 
     /// Sends a command and waits for its answer. One command at a time; other threads wait for their turn.
     simulator_reply Command(const std::string& line);
+    /// The same for the words of a prompt, which speaks UTF-8 while the service speaks the ANSI code page. So
+    /// does the reply's `lines`.
+    simulator_reply Command(const console::words& line);
     /// The port that it listens on.
     [[nodiscard]] std::uint16_t Port() const { return port_; }
 
@@ -68,4 +72,4 @@ class simulator_process {
     std::thread reader_;
 };
 
-}  // namespace brivelnox::demonstration
+}  // namespace brivelnox::simulator

@@ -1,4 +1,4 @@
-#include "tools/demonstration/simulator_process.h"
+#include "tools/service_simulator/simulator_process.h"
 
 #include <charconv>
 #include <cstddef>
@@ -7,10 +7,9 @@
 #include <string_view>
 #include <utility>
 
-#include "tools/console/command_words.h"
 #include "tools/console/line_io.h"
 
-namespace brivelnox::demonstration {
+namespace brivelnox::simulator {
 
 namespace {
 
@@ -156,4 +155,17 @@ simulator_reply simulator_process::Command(const std::string& line) {
     }
 }
 
-}  // namespace brivelnox::demonstration
+simulator_reply simulator_process::Command(const console::words& line) {
+    std::string text;
+    for (const std::string& word : line) {
+        const std::string ansi = console::ToAnsi(console::FromUtf8(word));
+        text.append(text.empty() ? "" : " ").append(console::EscapeLine(console::QuoteWord(ansi)));
+    }
+    simulator_reply reply = Command(text);
+    for (std::string& each : reply.lines) {
+        each = console::ToUtf8(console::FromAnsi(console::UnescapeLine(each)));
+    }
+    return reply;
+}
+
+}  // namespace brivelnox::simulator
