@@ -1,0 +1,150 @@
+// brivelnox_setup: installs, upgrades, repairs and removes the provider, or leaves the machine as it was. One
+// line for each step, on the screen and in the setup log. Exit codes: 0, 1 for what failed, 3010 where the
+// machine has to be started again.
+
+#include <windows.h>
+#include <shellapi.h>
+
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/version.h"
+#include "tools/console/line_io.h"
+#include "tools/setup/elevation.h"
+#include "tools/setup/installation.h"
+#include "tools/setup/setup_log.h"
+#include "tools/setup/status.h"
+
+namespace {
+
+using namespace brivelnox;
+
+constexpr std::string_view kUsage =
+    "usage: brivelnox_setup install [--from <folder>] | remove [--purge] | status";
+
+constexpr int kFailed = 1;
+
+enum class task { kInstall, kRemove, kStatus };
+
+struct options {
+    task what = task::kStatus;
+    std::filesystem::path from;  ///< the folder of the provider's file
+    bool purge = false;          ///< the log goes, too
+};
+
+std::filesystem::path OwnFolder() {
+    std::wstring path(32768, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return std::filesystem::path(path).parent_path();
+}
+
+std::vector<std::wstring> CommandLineWords() {
+    int count = 0;
+    wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::wstring> result(words + 1, words + count);
+    (void)LocalFree(words);
+    return result;
+}
+
+std::optional<options> ParseOptions(const std::vector<std::wstring>& words) {
+    if (words.size() == 1 && words[0] == L"install") {
+        return options{task::kInstall, OwnFolder(), false};
+    }
+    if (words.size() == 3 && words[0] == L"install" && words[1] == L"--from") {
+        return options{task::kInstall, words[2], false};
+    }
+    if (words.size() == 1 && words[0] == L"remove") {
+        return options{task::kRemove, {}, false};
+    }
+    if (words.size() == 2 && words[0] == L"remove" && words[1] == L"--purge") {
+        return options{task::kRemove, {}, true};
+    }
+    if (words.size() == 1 && words[0] == L"status") {
+        return options{task::kStatus, {}, false};
+    }
+    return std::nullopt;
+}
+
+/// The last line, and the exit code.
+int Conclude(setup::outcome result, setup::setup_log& log) {
+    switch (result) {
+        case setup::outcome::kDone:
+            log.Write("The setup has succeeded.");
+            return ERROR_SUCCESS;
+        case setup::outcome::kDoneAtNextStart:
+            log.Write("The setup has succeeded. A program still uses the old file: restart the machine.");
+            return ERROR_SUCCESS_REBOOT_REQUIRED;
+        case setup::outcome::kUndone:
+            break;
+    }
+    log.Write("The setup has failed.");
+    return kFailed;
+}
+
+int Change(const options& wanted, const setup::places& where, console::line_writer& screen) {
+    setup::setup_log log(where.setup_log, screen);
+    log.Write(std::string(wanted.what == task::kInstall ? "install" : "remove") + ", version " +
+              kProviderVersionAnsi);
+    try {
+        setup::windows_service_manager manager;
+        setup::telephony_services services(manager);
+        setup::tapi_provider_list providers;
+        const setup::machine target = {where, services, providers};
+        const setup::step_list steps = wanted.what == task::kInstall
+                                           ? InstallSteps(target, wanted.from / setup::kProviderFile)
+                                           : RemoveSteps(target, wanted.purge);
+        return Conclude(RunSteps(steps, [&](const std::string& line) { log.Write(line); }), log);
+    } catch (const std::exception& why) {
+        log.Write(std::string("FAILED      ") + why.what());
+        return Conclude(setup::outcome::kUndone, log);
+    }
+}
+
+int ShowStatus(const setup::places& where, console::line_writer& screen) {
+    setup::windows_service_manager manager;
+    setup::tapi_provider_list providers;
+    return ReportStatus(where, manager, providers, [&](const std::string& line) { (void)screen.Write(line); })
+               ? 0
+               : kFailed;
+}
+
+int Run(const options& wanted, console::line_writer& screen) {
+    const setup::places where = setup::PlacesOfThisMachine();
+    if (wanted.what == task::kStatus) {
+        return ShowStatus(where, screen);
+    }
+    if (!setup::IsElevated()) {
+        (void)screen.Write(
+            "The setup needs the rights of an administrator. Start it from an elevated prompt: "
+            "\"Command Prompt\" in the start menu, \"Run as administrator\".");
+        return kFailed;
+    }
+    setup::AllowToGiveBack();
+    // Somebody's Ctrl+C would leave the machine between two steps. None of them takes long.
+    (void)SetConsoleCtrlHandler(nullptr, TRUE);
+    return Change(wanted, where, screen);
+}
+
+}  // namespace
+
+int main() {
+    // What the system loads on demand comes from its own folder, never from the one that the setup lies in.
+    (void)SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
+    (void)SetConsoleOutputCP(CP_UTF8);
+    console::line_writer screen(GetStdHandle(STD_OUTPUT_HANDLE));
+    const std::optional<options> wanted = ParseOptions(CommandLineWords());
+    if (!wanted) {
+        (void)screen.Write(kUsage);
+        return kFailed;
+    }
+    try {
+        return Run(*wanted, screen);
+    } catch (const std::exception& why) {
+        (void)screen.Write(why.what());
+        return kFailed;
+    }
+}

@@ -1,0 +1,121 @@
+#include "tools/setup/provider_list.h"
+
+#include <tapi.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "tools/setup/failure.h"
+
+namespace brivelnox::setup {
+
+namespace {
+
+constexpr DWORD kTapiVersion = 0x00020002;
+
+void Check(LONG result, const std::string& what) {
+    if (result != 0) {
+        std::array<char, 16> code = {};
+        (void)std::snprintf(code.data(), code.size(), "0x%08lX", static_cast<unsigned long>(result));
+        throw failure(what + ": TAPI answers " + code.data());
+    }
+}
+
+/// Whether the entry, which may be a whole path, names the provider's file.
+bool NamesTheProvider(const std::wstring& entry) {
+    const std::wstring name = entry.substr(entry.find_last_of(L"\\/") + 1);
+    return CompareStringOrdinal(name.c_str(), -1, kProviderFile, -1, TRUE) == CSTR_EQUAL;
+}
+
+}  // namespace
+
+template <class Function>
+Function* tapi_provider_list::Find(const char* name) {
+    // From the system's own folder only: the setup may have been started in a folder to which anybody could
+    // have brought a file of this name.
+    if (!tapi_) {
+        tapi_.reset(LoadLibraryExW(L"tapi32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+    }
+    const FARPROC found = tapi_ ? GetProcAddress(tapi_.get(), name) : nullptr;
+    if (found == nullptr) {
+        FailWithLastError(std::string("tapi32.dll does not give ") + name);
+    }
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(found));
+}
+
+std::vector<listed_provider> tapi_provider_list::Read() {
+    auto* const get_list = Find<decltype(lineGetProviderListW)>("lineGetProviderListW");
+    std::vector<std::byte> bytes(sizeof(LINEPROVIDERLIST));
+    auto* list = reinterpret_cast<LINEPROVIDERLIST*>(bytes.data());
+    for (list->dwNeededSize = sizeof *list; list->dwNeededSize > list->dwTotalSize;) {
+        bytes.resize(list->dwNeededSize);
+        list = reinterpret_cast<LINEPROVIDERLIST*>(bytes.data());
+        list->dwTotalSize = static_cast<DWORD>(bytes.size());
+        Check(get_list(kTapiVersion, list), "the provider list cannot be read");
+    }
+    std::vector<listed_provider> result;
+    for (DWORD i = 0; i < list->dwNumProviders; ++i) {
+        LINEPROVIDERENTRY entry = {};
+        std::memcpy(&entry, bytes.data() + list->dwProviderListOffset + i * sizeof entry, sizeof entry);
+        std::wstring file(entry.dwProviderFilenameSize / sizeof(wchar_t), L'\0');
+        std::memcpy(file.data(), bytes.data() + entry.dwProviderFilenameOffset,
+                    file.size() * sizeof(wchar_t));
+        // The size counts the end of the string.
+        result.push_back({entry.dwPermanentProviderID, file.c_str()});
+    }
+    return result;
+}
+
+DWORD tapi_provider_list::Add(const std::wstring& file) {
+    DWORD id = 0;
+    Check(Find<decltype(lineAddProviderW)>("lineAddProviderW")(file.c_str(), nullptr, &id),
+          "the provider list does not take the provider");
+    return id;
+}
+
+void tapi_provider_list::Remove(DWORD id) {
+    Check(Find<decltype(lineRemoveProvider)>("lineRemoveProvider")(id, nullptr),
+          "the provider list keeps the provider");
+}
+
+std::vector<DWORD> OwnEntries(provider_list& providers) {
+    std::vector<DWORD> ids;
+    for (const listed_provider& entry : providers.Read()) {
+        if (NamesTheProvider(entry.file)) {
+            ids.push_back(entry.id);
+        }
+    }
+    return ids;
+}
+
+std::string enter_in_list::Do() {
+    if (!OwnEntries(providers_).empty()) {
+        return "it is there";
+    }
+    added_ = providers_.Add(kProviderFile);
+    has_added_ = true;
+    return "as number " + std::to_string(added_);
+}
+
+void enter_in_list::Undo() {
+    if (has_added_) {
+        providers_.Remove(added_);
+    }
+}
+
+std::string take_out_of_list::Do() {
+    for (const DWORD id : OwnEntries(providers_)) {
+        providers_.Remove(id);
+        ++taken_;
+    }
+    return taken_ == 1 ? "1 entry" : std::to_string(taken_) + " entries";
+}
+
+void take_out_of_list::Undo() {
+    for (; taken_ != 0; --taken_) {
+        (void)providers_.Add(kProviderFile);
+    }
+}
+
+}  // namespace brivelnox::setup
