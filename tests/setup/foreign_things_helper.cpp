@@ -55,6 +55,16 @@ bool MakeFolderLink(const fs::path& link, const fs::path& target) {
     return CreateSymbolicLinkW(link.c_str(), target.c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY) != FALSE;
 }
 
+void RemoveFolderLink(const fs::path& link) {
+    // Wine's own way would remove the folder that it leads to.
+    if (!RunsUnderWine()) {
+        (void)RemoveDirectoryW(link.c_str());
+    } else if (RunUnixProgram(L"Z:\\bin\\rm", "-f \"" + UnixName(link.parent_path()) + "/" +
+                                                  link.filename().string() + "\"")) {
+        (void)Becomes([&] { return !setup::IsThere(link); });
+    }
+}
+
 bool GiveToStranger(const fs::path& path) {
     const std::wstring before = OwnerOf(path);
     if (RunsUnderWine()) {

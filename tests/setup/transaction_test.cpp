@@ -20,6 +20,7 @@ using testing::IsEmpty;
 struct behaviour {
     bool fails = false;
     bool undo_fails = false;
+    bool has_nothing_to_undo = false;
     bool waits_for_next_start = false;
 };
 
@@ -37,11 +38,12 @@ class noting_step : public setup::step {
         }
         return "well";
     }
-    void Undo() override {
+    bool Undo() override {
         notes_.push_back("undo " + name_);
         if (how_.undo_fails) {
             throw setup::failure("it stays");
         }
+        return !how_.has_nothing_to_undo;
     }
     bool Finish() override {
         notes_.push_back("finish " + name_);
@@ -93,6 +95,13 @@ TEST_F(transaction, undoes_the_step_that_failed_and_those_before_it_last_one_fir
     EXPECT_THAT(lines_,
                 ElementsAre("done        a: well", "done        b: well", "FAILED      c: it is broken",
                             "undone      c", "undone      b", "undone      a"));
+}
+
+TEST_F(transaction, says_nothing_of_a_step_with_nothing_to_undo) {
+    Add("a", {.has_nothing_to_undo = true});
+    Add("b", {.fails = true});
+    EXPECT_EQ(Run(), outcome::kUndone);
+    EXPECT_THAT(lines_, ElementsAre("done        a: well", "FAILED      b: it is broken", "undone      b"));
 }
 
 TEST_F(transaction, goes_on_undoing_behind_what_cannot_be_undone) {

@@ -75,7 +75,6 @@ std::string bring_file::Title() const {
 }
 
 std::string bring_file::Do() {
-    has_begun_ = true;
     // A source on a medium that cannot be written is read-only, and so would be the copy.
     if (!CopyFileW(source_.c_str(), target_.c_str(), FALSE) ||
         !SetFileAttributesW(target_.c_str(), FILE_ATTRIBUTE_NORMAL)) {
@@ -84,10 +83,14 @@ std::string bring_file::Do() {
     return "to " + PathText(target_);
 }
 
-void bring_file::Undo() {
-    if (has_begun_ && IsThere(target_) && !DeleteFileW(target_.c_str())) {
+bool bring_file::Undo() {
+    if (!IsThere(target_)) {
+        return false;
+    }
+    if (!DeleteFileW(target_.c_str())) {
         FailWithLastError(PathText(target_) + " cannot be deleted");
     }
+    return true;
 }
 
 set_aside::set_aside(fs::path path) : path_(std::move(path)) {}
@@ -106,10 +109,11 @@ std::string set_aside::Do() {
     return "as " + PathText(aside_.filename());
 }
 
-void set_aside::Undo() {
+bool set_aside::Undo() {
     if (!aside_.empty()) {
         Move(aside_, path_);
     }
+    return !aside_.empty();
 }
 
 bool set_aside::Finish() {
@@ -132,12 +136,13 @@ std::string put_in_place::Do() {
     return {};
 }
 
-void put_in_place::Undo() {
+bool put_in_place::Undo() {
     if (is_moved_) {
         // TAPI has started the service again if it was asked for its list, and so with this file.
         services_.Stop();
         Move(to_, from_);
     }
+    return is_moved_;
 }
 
 }  // namespace brivelnox::setup

@@ -28,12 +28,11 @@ class bring_file : public step {
 
     [[nodiscard]] std::string Title() const override;
     std::string Do() override;
-    void Undo() override;
+    bool Undo() override;
 
   private:
     const std::filesystem::path source_;
     const std::filesystem::path target_;
-    bool has_begun_ = false;
 };
 
 /// Gives a file or a folder another name beside the old one, which works for a file that a program has
@@ -44,7 +43,7 @@ class set_aside : public step {
 
     [[nodiscard]] std::string Title() const override;
     std::string Do() override;
-    void Undo() override;
+    bool Undo() override;
     bool Finish() override;
 
   private:
@@ -60,7 +59,7 @@ class put_in_place : public step {
 
     [[nodiscard]] std::string Title() const override;
     std::string Do() override;
-    void Undo() override;
+    bool Undo() override;
 
   private:
     const std::filesystem::path from_;

@@ -149,7 +149,7 @@ void make_folder::Protect() {
     SetDescriptor(folder_, wanted.get());
 }
 
-void make_folder::Undo() {
+bool make_folder::Undo() {
     if (is_made_) {
         // What is in it has been written since.
         if (!DeleteTree(folder_)) {
@@ -158,6 +158,7 @@ void make_folder::Undo() {
     } else if (before_) {
         SetDescriptor(folder_, before_.get());
     }
+    return is_made_ || before_;
 }
 
 look_through_folder::look_through_folder(fs::path folder) : folder_(std::move(folder)) {}

@@ -31,7 +31,7 @@ class make_folder : public step {
 
     [[nodiscard]] std::string Title() const override;
     std::string Do() override;
-    void Undo() override;
+    bool Undo() override;
 
   private:
     [[nodiscard]] unique_descriptor Wanted() const;

@@ -98,10 +98,11 @@ std::string enter_in_list::Do() {
     return "as number " + std::to_string(added_);
 }
 
-void enter_in_list::Undo() {
+bool enter_in_list::Undo() {
     if (has_added_) {
         providers_.Remove(added_);
     }
+    return has_added_;
 }
 
 std::string take_out_of_list::Do() {
@@ -112,10 +113,11 @@ std::string take_out_of_list::Do() {
     return taken_ == 1 ? "1 entry" : std::to_string(taken_) + " entries";
 }
 
-void take_out_of_list::Undo() {
-    for (; taken_ != 0; --taken_) {
+bool take_out_of_list::Undo() {
+    for (std::size_t back = 0; back < taken_; ++back) {
         (void)providers_.Add(kProviderFile);
     }
+    return taken_ != 0;
 }
 
 }  // namespace brivelnox::setup

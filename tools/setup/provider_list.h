@@ -58,7 +58,7 @@ class enter_in_list : public step {
 
     [[nodiscard]] std::string Title() const override { return "Enter Brivelnox.tsp in the provider list"; }
     std::string Do() override;
-    void Undo() override;
+    bool Undo() override;
 
   private:
     provider_list& providers_;
@@ -74,7 +74,7 @@ class take_out_of_list : public step {
     [[nodiscard]] std::string Title() const override { return "Take Brivelnox.tsp out of the provider list"; }
     std::string Do() override;
     /// The entries come back with new identifiers.
-    void Undo() override;
+    bool Undo() override;
 
   private:
     provider_list& providers_;

@@ -85,6 +85,11 @@ std::string stop_services::Do() {
     return Joined(services_.Remembered());
 }
 
+bool stop_services::Undo() {
+    services_.StartAgain();
+    return !services_.Remembered().empty();
+}
+
 std::string start_services::Do() {
     services_.StartAgain();
     return Joined(services_.Remembered());

@@ -50,7 +50,7 @@ class stop_services : public step {
 
     [[nodiscard]] std::string Title() const override { return "Stop the telephony service"; }
     std::string Do() override;
-    void Undo() override { services_.StartAgain(); }
+    bool Undo() override;
 
   private:
     telephony_services& services_;

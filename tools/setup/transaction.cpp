@@ -24,8 +24,9 @@ bool DoOne(step& one, const reporter& report) {
 
 void UndoOne(step& one, const reporter& report) {
     try {
-        one.Undo();
-        report("undone      " + one.Title());
+        if (one.Undo()) {
+            report("undone      " + one.Title());
+        }
     } catch (const std::exception& why) {
         report("NOT UNDONE  " + WithNote(one.Title(), why.what()));
     }

@@ -24,9 +24,9 @@ class step {
     /// part.
     virtual std::string Do() = 0;
 
-    /// Takes back what Do has done: all of it, or the part that it had done when it threw. Throws where that
-    /// cannot be.
-    virtual void Undo() {}
+    /// Takes back what Do has done: all of it, or the part that it had done when it threw. Returns whether
+    /// there was anything. Throws where it cannot be taken back.
+    virtual bool Undo() { return false; }
 
     /// Every step has succeeded and nothing will be undone any more: does away with what Undo would have
     /// needed. Returns whether that waits for the machine's next start.

@@ -1,0 +1,162 @@
+#include "tests/setup/this_machine_helper.h"
+
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/setup/fake_machine_helper.h"
+#include "tests/support/signal.h"
+#include "tools/setup/elevation.h"
+
+namespace brivelnox::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::chrono::milliseconds kPatience{90000};
+constexpr DWORD kNotRun = 99;
+
+void Require(bool so, const char* what) {
+    if (!so) {
+        throw std::runtime_error(std::string(what) + ", error " + std::to_string(GetLastError()));
+    }
+}
+
+fs::path TestFolder() {
+    std::wstring path(32768, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return fs::path(path).parent_path();
+}
+
+fs::path SystemFolder() {
+    return setup::PlacesOfThisMachine().provider.parent_path();
+}
+
+/// This user's token without an administrator's rights, to start a program with. Nothing where he has no
+/// such.
+setup::unique_token PlainToken() {
+    TOKEN_LINKED_TOKEN linked = {};
+    DWORD size = 0;
+    if (!GetTokenInformation(setup::OwnToken().get(), TokenLinkedToken, &linked, sizeof linked, &size)) {
+        return {};
+    }
+    const setup::unique_token plain(linked.LinkedToken);
+    setup::unique_token primary;
+    (void)DuplicateTokenEx(plain.get(), TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary,
+                           primary.put());
+    return primary;
+}
+
+}  // namespace
+
+test_service::test_service(const std::wstring& name, const std::wstring& depends_on)
+    : manager_(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)) {
+    const std::wstring program = L"\"" + (TestFolder() / L"stand_in_service.exe").wstring() + L"\" " + name;
+    // A list of one, ended by an empty name.
+    const std::wstring dependencies = depends_on + L'\0';
+    service_.reset(CreateServiceW(manager_.get(), name.c_str(), name.c_str(), SERVICE_ALL_ACCESS,
+                                  SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_IGNORE,
+                                  program.c_str(), nullptr, nullptr,
+                                  depends_on.empty() ? nullptr : dependencies.c_str(), nullptr, nullptr));
+    if (!service_ && GetLastError() == ERROR_SERVICE_EXISTS) {
+        // A run that was ended in the middle has left it.
+        service_.reset(OpenServiceW(manager_.get(), name.c_str(), SERVICE_ALL_ACCESS));
+    }
+    Require(static_cast<bool>(service_), "no service can be made");
+    Start();
+}
+
+test_service::~test_service() {
+    Stop();
+    (void)DeleteService(service_.get());
+}
+
+SERVICE_STATUS_PROCESS test_service::Status() const {
+    SERVICE_STATUS_PROCESS status = {};
+    DWORD size = 0;
+    (void)QueryServiceStatusEx(service_.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
+                               sizeof status, &size);
+    return status;
+}
+
+void test_service::Start() {
+    Require(StartServiceW(service_.get(), 0, nullptr) || GetLastError() == ERROR_SERVICE_ALREADY_RUNNING,
+            "the service does not start");
+    const stopwatch starting;
+    while (Status().dwCurrentState != SERVICE_RUNNING && starting.Elapsed() < kSoon) {
+        std::this_thread::yield();
+    }
+}
+
+void test_service::Stop() {
+    SERVICE_STATUS status = {};
+    (void)ControlService(service_.get(), SERVICE_CONTROL_STOP, &status);
+    const stopwatch stopping;
+    while (Status().dwCurrentState != SERVICE_STOPPED && stopping.Elapsed() < kSoon) {
+        std::this_thread::yield();
+    }
+}
+
+DWORD test_service::ProcessId() const {
+    const SERVICE_STATUS_PROCESS status = Status();
+    return status.dwCurrentState == SERVICE_RUNNING ? status.dwProcessId : 0;
+}
+
+bool test_service::TellsDependents() const {
+    DWORD needed = 0;
+    DWORD count = 0;
+    return !EnumDependentServicesW(service_.get(), SERVICE_STATE_ALL, nullptr, 0, &needed, &count) &&
+           GetLastError() == ERROR_MORE_DATA;
+}
+
+tapi_in_place::tapi_in_place()
+    : place_(SystemFolder() / L"tapi32.dll"), aside_(SystemFolder() / L"tapi32.dll.aside") {
+    // One that is there already has been left by a run that was ended in the middle.
+    if (!fs::exists(aside_)) {
+        fs::rename(place_, aside_);
+    }
+    // Prefixes share Wine's files, so it must not be written over.
+    fs::copy_file(TestFolder() / L"tapi32.dll", place_, fs::copy_options::overwrite_existing);
+}
+
+tapi_in_place::~tapi_in_place() {
+    std::error_code ignored;
+    fs::remove(place_, ignored);
+    fs::rename(aside_, place_, ignored);
+}
+
+program_result RunSetup(const std::wstring& arguments) {
+    return RunProgram(L"brivelnox_setup.exe", arguments, "", kPatience);
+}
+
+program_result RunSetupNotElevated(const std::wstring& arguments) {
+    program_result result;
+    result.exit_code = kNotRun;
+    const setup::unique_token plain = PlainToken();
+    const fs::path print = fs::temp_directory_path() / L"brivelnox_setup_not_elevated.txt";
+    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
+    unique_file output(CreateFileW(print.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr));
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = output.get();
+    PROCESS_INFORMATION created = {};
+    std::wstring command_line = L"\"" + ProgramFolder() + L"brivelnox_setup.exe\" " + arguments;
+    if (!plain || !CreateProcessAsUserW(plain.get(), nullptr, command_line.data(), nullptr, nullptr, TRUE, 0,
+                                        nullptr, nullptr, &startup, &created)) {
+        return result;
+    }
+    const unique_process process(created.hProcess);
+    const unique_thread thread(created.hThread);
+    result.ended = WaitForSingleObject(process.get(), static_cast<DWORD>(kPatience.count())) == WAIT_OBJECT_0;
+    (void)GetExitCodeProcess(process.get(), &result.exit_code);
+    output.reset();
+    result.output = ReadText(print);
+    fs::remove(print);
+    return result;
+}
+
+}  // namespace brivelnox::test
