@@ -32,9 +32,10 @@ target_compile_options(brivelnox_settings INTERFACE
     # No folder of the building machine in the program or its symbols.
     $<$<COMPILE_LANGUAGE:CXX>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.>)
 
-# Nothing but Windows' own DLLs is needed at run time.
+# Nothing but Windows' own DLLs is needed at run time, and the same sources give the same bytes whenever they are built.
 target_link_options(brivelnox_settings INTERFACE
-    -static -static-libgcc -static-libstdc++ -fstack-protector-strong -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+    -static -static-libgcc -static-libstdc++ -fstack-protector-strong
+    -Wl,--dynamicbase,--high-entropy-va,--nxcompat,--no-insert-timestamp)
 
 if(BRIVELNOX_COVERAGE)
     # Counters are updated from several threads; the paths of the sources have to be found again afterwards.

@@ -81,7 +81,8 @@ DWORD fake_provider_list::Add(const std::wstring& file) {
 }
 
 void fake_provider_list::Remove(DWORD id) {
-    if (id == keeps || std::erase_if(entries, [=](const auto& entry) { return entry.id == id; }) == 0) {
+    if (id == keeps || (!asks_file.empty() && !fs::exists(asks_file)) ||
+        std::erase_if(entries, [=](const auto& entry) { return entry.id == id; }) == 0) {
         throw setup::failure("it stays");
     }
 }

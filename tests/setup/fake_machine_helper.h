@@ -59,6 +59,8 @@ class fake_provider_list : public setup::provider_list {
     bool refuses_to_add = false;
     /// Each entry can be removed but this one; 0 for none.
     DWORD keeps = 0;
+    /// No entry can be removed without this file; empty for none.
+    std::filesystem::path asks_file;
 
   private:
     DWORD next_id_ = 7;

@@ -90,8 +90,12 @@ class installation : public testing::Test {
     const work install_ = [this](const setup::machine& target) {
         return InstallSteps(target, machine_.Source());
     };
-    const work remove_ = [](const setup::machine& target) { return RemoveSteps(target, false); };
-    const work purge_ = [](const setup::machine& target) { return RemoveSteps(target, true); };
+    const work remove_ = [this](const setup::machine& target) {
+        return RemoveSteps(target, machine_.Source(), false);
+    };
+    const work purge_ = [this](const setup::machine& target) {
+        return RemoveSteps(target, machine_.Source(), true);
+    };
 
   private:
     std::size_t step_count_ = 0;
@@ -226,6 +230,21 @@ TEST_F(removal, of_an_installation_leaves_what_was_there_before) {
     EXPECT_EQ(Purge(), outcome::kDone);
     fs::remove(machine_.where.maker_folder);
     EXPECT_EQ(machine_.Picture(), before);
+}
+
+TEST_F(removal, lends_tapi_the_file_that_has_gone) {
+    machine_.InstallOldVersion();
+    machine_.providers.asks_file = Provider();
+    fs::remove(Provider());
+    EXPECT_EQ(Remove(), outcome::kDone);
+    EXPECT_THAT(setup::OwnEntries(machine_.providers), IsEmpty());
+    EXPECT_FALSE(fs::exists(Provider()));
+}
+
+TEST_F(removal, undoes_every_failure_where_the_file_has_gone) {
+    machine_.InstallOldVersion();
+    fs::remove(Provider());
+    ExpectEveryFailureUndone(remove_);
 }
 
 TEST_F(removal, of_nothing_is_done) {

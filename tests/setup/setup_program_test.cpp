@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <filesystem>
-#include <memory>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -15,7 +14,6 @@
 #include "tests/setup/foreign_things_helper.h"
 #include "tests/setup/this_machine_helper.h"
 #include "tests/support/log_reader.h"
-#include "tests/support/missing_common_folder.h"
 #include "tools/setup/files.h"
 
 namespace brivelnox::test {
@@ -27,7 +25,6 @@ using testing::IsSubsetOf;
 using testing::Not;
 
 constexpr DWORD kRestart = ERROR_SUCCESS_REBOOT_REQUIRED;
-constexpr wchar_t kFromBuild[] = L"install --from ";
 
 /// The files that Windows moves or deletes when it starts next.
 std::wstring WaitsForNextStart() {
@@ -39,62 +36,11 @@ std::wstring WaitsForNextStart() {
     return status == ERROR_SUCCESS ? text : std::wstring();
 }
 
-class setup_program : public testing::Test {
-  protected:
-    void SetUp() override {
-        if (!RunsUnderWine()) {
-            GTEST_SKIP() << "the tests do not change a machine that was not made for them";
-        }
-        tapi_ = std::make_unique<tapi_in_place>();
-        service_ = std::make_unique<test_service>(setup::kTelephonyService, L"");
-        Clean();
-    }
-    void TearDown() override {
-        if (RunsUnderWine()) {
-            Clean();
-        }
-    }
-
-    static program_result Install() {
-        return RunSetup(kFromBuild + BuiltProviderPath().parent_path().wstring());
-    }
-
-    static std::size_t EntryCount() {
-        setup::tapi_provider_list providers;
-        return setup::OwnEntries(providers).size();
-    }
-    static bool IsInstalled() { return ReadText(where_.provider) == ReadText(BuiltProviderPath()); }
-    /// Nothing of the provider is there, and nothing of a setup that was undone.
-    static void ExpectNothingThere() {
-        for (const fs::directory_entry& entry : fs::directory_iterator(where_.provider.parent_path())) {
-            EXPECT_NE(entry.path().stem(), L"Brivelnox") << entry.path();
-            EXPECT_NE(entry.path().stem(), L"Brivelnox.tsp") << entry.path();
-        }
-        EXPECT_FALSE(setup::IsThere(where_.OwnFolder()));
-        EXPECT_EQ(EntryCount(), 0U);
-    }
-
-    inline static const setup::places where_ = setup::PlacesOfThisMachine();
-    std::unique_ptr<tapi_in_place> tapi_;
-    std::unique_ptr<test_service> service_;
-
-  private:
-    static void Clean() {
-        setup::tapi_provider_list providers;
-        for (const DWORD id : setup::OwnEntries(providers)) {
-            providers.Remove(id);
-        }
-        for (const wchar_t* const name : {L"Brivelnox.tsp", L"Brivelnox.tsp.new", L"Brivelnox.tsp.1.old"}) {
-            (void)setup::DeleteTree(where_.provider.parent_path() / name);
-        }
-        (void)setup::DeleteTree(where_.OwnFolder());
-        (void)setup::DeleteTree(where_.setup_log);
-    }
-};
+using setup_program = this_machine_test;
 
 TEST_F(setup_program, installs) {
     const DWORD before = service_->ProcessId();
-    const program_result run = Install();
+    const program_result run = InstallFromBuild();
     EXPECT_EQ(run.exit_code, 0U) << run.output;
     EXPECT_TRUE(IsInstalled());
     EXPECT_EQ(EntryCount(), 1U);
@@ -108,20 +54,20 @@ TEST_F(setup_program, installs) {
 }
 
 TEST_F(setup_program, installs_again_and_repairs) {
-    EXPECT_EQ(Install().exit_code, 0U);
-    EXPECT_EQ(Install().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
     EXPECT_EQ(EntryCount(), 1U);
     fs::remove(where_.provider);
-    EXPECT_EQ(Install().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
     EXPECT_TRUE(IsInstalled());
     EXPECT_EQ(EntryCount(), 1U);
 }
 
 TEST_F(setup_program, upgrades_what_another_program_uses) {
-    EXPECT_EQ(Install().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
     const unique_module user(LoadLibraryW(where_.provider.c_str()));
     ASSERT_TRUE(user);
-    const program_result run = Install();
+    const program_result run = InstallFromBuild();
     EXPECT_EQ(run.exit_code, kRestart) << run.output;
     EXPECT_TRUE(IsInstalled());
     EXPECT_EQ(EntryCount(), 1U);
@@ -130,9 +76,19 @@ TEST_F(setup_program, upgrades_what_another_program_uses) {
     EXPECT_THAT(WaitsForNextStart(), HasSubstr(L"Brivelnox.tsp.1.old"));
 }
 
+TEST_F(setup_program, in_a_package_does_not_take_a_restart_for_a_failure) {
+    fs::copy_file(BuiltProviderPath(), where_.provider);
+    const unique_module user(LoadLibraryW(where_.provider.c_str()));
+    ASSERT_TRUE(user);
+    const program_result run = RunSetup(L"remove --package");
+    EXPECT_EQ(run.exit_code, 0U);
+    EXPECT_THAT(run.output, HasSubstr("restart the machine"));
+    EXPECT_TRUE(setup::IsThere(where_.provider.wstring() + L".1.old"));
+}
+
 TEST_F(setup_program, leaves_a_service_stopped_that_was) {
     service_->Stop();
-    EXPECT_EQ(Install().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
     EXPECT_EQ(service_->ProcessId(), 0U);
 }
 
@@ -142,13 +98,13 @@ TEST_F(setup_program, stops_and_starts_what_depends_on_the_service) {
         GTEST_SKIP() << "this system does not tell what depends on a service";
     }
     const DWORD before = dependent.ProcessId();
-    EXPECT_EQ(Install().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
     EXPECT_NE(dependent.ProcessId(), 0U);
     EXPECT_NE(dependent.ProcessId(), before);
 }
 
 TEST_F(setup_program, removes) {
-    EXPECT_EQ(Install().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
     const program_result run = RunSetup(L"remove");
     EXPECT_EQ(run.exit_code, 0U) << run.output;
     EXPECT_FALSE(setup::IsThere(where_.provider));
@@ -158,7 +114,7 @@ TEST_F(setup_program, removes) {
 }
 
 TEST_F(setup_program, removes_the_log_too) {
-    EXPECT_EQ(Install().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
     EXPECT_EQ(RunSetup(L"remove --purge").exit_code, 0U);
     ExpectNothingThere();
     EXPECT_EQ(RunSetup(L"remove --purge").exit_code, 0U);
@@ -169,7 +125,7 @@ TEST_F(setup_program, tells_the_status) {
     EXPECT_EQ(before.exit_code, 1U);
     EXPECT_THAT(before.output, HasSubstr("Brivelnox.tsp: not there"));
     EXPECT_THAT(before.output, HasSubstr("provider list  not in it"));
-    EXPECT_EQ(Install().exit_code, 0U);
+    EXPECT_EQ(InstallFromBuild().exit_code, 0U);
     const program_result after = RunSetup(L"status");
     EXPECT_EQ(after.exit_code, 0U);
     EXPECT_THAT(after.output, HasSubstr("Brivelnox.tsp: version 1."));
@@ -179,7 +135,7 @@ TEST_F(setup_program, tells_the_status) {
 
 TEST_F(setup_program, undoes_what_it_did_when_tapi_does_not_take_the_file) {
     const fake_machine elsewhere;
-    const program_result run = RunSetup(kFromBuild + elsewhere.Source().parent_path().wstring());
+    const program_result run = RunSetup(L"install --from " + elsewhere.Source().parent_path().wstring());
     EXPECT_EQ(run.exit_code, 1U);
     EXPECT_THAT(run.output, HasSubstr("FAILED      Enter Brivelnox.tsp in the provider list"));
     EXPECT_THAT(run.output, Not(HasSubstr("NOT UNDONE")));
@@ -203,7 +159,7 @@ TEST_F(setup_program, refuses_a_link_in_place_of_the_log_folder) {
     if (!MakeFolderLink(where_.OwnFolder(), elsewhere.Source().parent_path())) {
         GTEST_SKIP() << "this user can make no link to a folder";
     }
-    const program_result run = Install();
+    const program_result run = InstallFromBuild();
     EXPECT_EQ(run.exit_code, 1U);
     EXPECT_THAT(run.output, HasSubstr("Brivelnox.Tsp is a link to another place"));
     EXPECT_FALSE(setup::IsThere(where_.provider));
@@ -214,14 +170,14 @@ TEST_F(setup_program, refuses_a_link_in_place_of_the_log_folder) {
 TEST_F(setup_program, refuses_to_run_twice_at_the_same_time) {
     const unique_file other(CreateFileW(where_.setup_log.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr,
                                         OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    const program_result run = Install();
+    const program_result run = InstallFromBuild();
     EXPECT_EQ(run.exit_code, 1U);
     EXPECT_THAT(run.output, HasSubstr("another setup is running"));
     ExpectNothingThere();
 }
 
 TEST_F(setup_program, says_that_it_needs_an_administrator) {
-    const program_result run = RunSetupNotElevated(kFromBuild + BuiltProviderPath().parent_path().wstring());
+    const program_result run = RunSetupNotElevated(L"install");
     EXPECT_EQ(run.exit_code, 1U);
     EXPECT_THAT(run.output, HasSubstr("elevated prompt"));
     ExpectNothingThere();
@@ -229,8 +185,8 @@ TEST_F(setup_program, says_that_it_needs_an_administrator) {
 }
 
 TEST_F(setup_program, says_what_it_takes) {
-    for (const wchar_t* const arguments :
-         {L"", L"dance", L"install here", L"install --from", L"remove --all", L"status now"}) {
+    for (const wchar_t* const arguments : {L"", L"dance", L"install here", L"install --from",
+                                           L"install --purge", L"remove --all", L"status --package"}) {
         const program_result run = RunSetup(arguments);
         EXPECT_EQ(run.exit_code, 1U);
         EXPECT_THAT(run.output, HasSubstr("usage: brivelnox_setup install"));

@@ -5,9 +5,12 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/dll/pe_image_helper.h"
 #include "tests/setup/fake_machine_helper.h"
+#include "tests/support/missing_common_folder.h"
 #include "tests/support/signal.h"
 #include "tools/setup/elevation.h"
+#include "tools/setup/files.h"
 
 namespace brivelnox::test {
 
@@ -127,15 +130,10 @@ tapi_in_place::~tapi_in_place() {
     fs::rename(aside_, place_, ignored);
 }
 
-program_result RunSetup(const std::wstring& arguments) {
-    return RunProgram(L"brivelnox_setup.exe", arguments, "", kPatience);
-}
-
-program_result RunSetupNotElevated(const std::wstring& arguments) {
+program_result RunCommand(std::wstring command_line, HANDLE token) {
     program_result result;
     result.exit_code = kNotRun;
-    const setup::unique_token plain = PlainToken();
-    const fs::path print = fs::temp_directory_path() / L"brivelnox_setup_not_elevated.txt";
+    const fs::path print = fs::temp_directory_path() / L"brivelnox_setup_print.txt";
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     unique_file output(CreateFileW(print.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
                                    FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -144,9 +142,8 @@ program_result RunSetupNotElevated(const std::wstring& arguments) {
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdOutput = output.get();
     PROCESS_INFORMATION created = {};
-    std::wstring command_line = L"\"" + ProgramFolder() + L"brivelnox_setup.exe\" " + arguments;
-    if (!plain || !CreateProcessAsUserW(plain.get(), nullptr, command_line.data(), nullptr, nullptr, TRUE, 0,
-                                        nullptr, nullptr, &startup, &created)) {
+    if (!CreateProcessAsUserW(token, nullptr, command_line.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                              nullptr, &startup, &created)) {
         return result;
     }
     const unique_process process(created.hProcess);
@@ -157,6 +154,68 @@ program_result RunSetupNotElevated(const std::wstring& arguments) {
     result.output = ReadText(print);
     fs::remove(print);
     return result;
+}
+
+program_result RunSetup(const std::wstring& arguments) {
+    return RunProgram(L"brivelnox_setup.exe", arguments, "", kPatience);
+}
+
+program_result RunSetupNotElevated(const std::wstring& arguments) {
+    const setup::unique_token plain = PlainToken();
+    if (!plain) {
+        program_result none;
+        none.exit_code = kNotRun;
+        return none;
+    }
+    return RunCommand(L"\"" + ProgramFolder() + L"brivelnox_setup.exe\" " + arguments, plain.get());
+}
+
+void this_machine_test::SetUp() {
+    if (!RunsUnderWine()) {
+        GTEST_SKIP() << "the tests do not change a machine that was not made for them";
+    }
+    tapi_ = std::make_unique<tapi_in_place>();
+    service_ = std::make_unique<test_service>(setup::kTelephonyService, L"");
+    Clean();
+}
+
+void this_machine_test::TearDown() {
+    if (RunsUnderWine()) {
+        Clean();
+    }
+}
+
+program_result this_machine_test::InstallFromBuild() {
+    return RunSetup(L"install --from " + BuiltProviderPath().parent_path().wstring());
+}
+
+std::size_t this_machine_test::EntryCount() {
+    setup::tapi_provider_list providers;
+    return setup::OwnEntries(providers).size();
+}
+
+bool this_machine_test::IsInstalled() {
+    return ReadText(where_.provider) == ReadText(BuiltProviderPath());
+}
+
+void this_machine_test::ExpectNothingThere() {
+    for (const fs::directory_entry& entry : fs::directory_iterator(where_.provider.parent_path())) {
+        EXPECT_FALSE(entry.path().filename().wstring().starts_with(L"Brivelnox")) << entry.path();
+    }
+    EXPECT_FALSE(setup::IsThere(where_.OwnFolder()));
+    EXPECT_EQ(EntryCount(), 0U);
+}
+
+void this_machine_test::Clean() {
+    setup::tapi_provider_list providers;
+    for (const DWORD id : setup::OwnEntries(providers)) {
+        providers.Remove(id);
+    }
+    for (const wchar_t* const name : {L"Brivelnox.tsp", L"Brivelnox.tsp.new", L"Brivelnox.tsp.1.old"}) {
+        (void)setup::DeleteTree(where_.provider.parent_path() / name);
+    }
+    (void)setup::DeleteTree(where_.OwnFolder());
+    (void)setup::DeleteTree(where_.setup_log);
 }
 
 }  // namespace brivelnox::test

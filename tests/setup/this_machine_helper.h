@@ -4,8 +4,12 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <memory>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "platform/unique_handle.h"
 #include "tests/tools/program_helper.h"
@@ -53,11 +57,39 @@ class tapi_in_place {
     const std::filesystem::path aside_;
 };
 
+/// Runs a command and waits for its end; `token` may be null. Where it does not start, or not with that
+/// token, the exit code is 99.
+program_result RunCommand(std::wstring command_line, HANDLE token);
+
 /// Runs the setup with the arguments and waits for its end.
 program_result RunSetup(const std::wstring& arguments);
 
-/// Runs the setup as the same user without the rights of an administrator. Where there are no such users the
-/// exit code is 99.
+/// Likewise as the same user without the rights of an administrator.
 program_result RunSetupNotElevated(const std::wstring& arguments);
+
+/// Tests that change the machine: with stand-ins for the telephony service and for TAPI, and with nothing of
+/// the provider there, neither before nor after. Skipped on a machine that was not made for them.
+class this_machine_test : public testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /// Installs the built provider.
+    static program_result InstallFromBuild();
+
+    /// How many entries the provider has in TAPI's list.
+    static std::size_t EntryCount();
+    /// Whether the built provider is where the telephony service looks for it.
+    static bool IsInstalled();
+    /// Nothing of the provider is there, and nothing of a setup that was undone.
+    static void ExpectNothingThere();
+
+    inline static const setup::places where_ = setup::PlacesOfThisMachine();
+    std::unique_ptr<tapi_in_place> tapi_;
+    std::unique_ptr<test_service> service_;
+
+  private:
+    static void Clean();
+};
 
 }  // namespace brivelnox::test

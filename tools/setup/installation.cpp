@@ -62,10 +62,13 @@ step_list InstallSteps(const machine& target, const fs::path& source) {
     return steps;
 }
 
-step_list RemoveSteps(const machine& target, bool with_log) {
+step_list RemoveSteps(const machine& target, const fs::path& source, bool with_log) {
     const places& where = target.where;
     step_list steps;
-    // First, as TAPI asks the provider's file when it takes it out.
+    // TAPI asks the provider's file when it takes it out.
+    if (!IsThere(where.provider) && IsThere(source)) {
+        Append<bring_file>(steps, source, where.provider);
+    }
     Append<take_out_of_list>(steps, target.providers);
     Append<stop_services>(steps, target.services);
     Append<set_aside>(steps, where.provider);

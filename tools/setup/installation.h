@@ -35,7 +35,9 @@ struct machine {
 /// Installs, upgrades or repairs the provider with the file `source`.
 [[nodiscard]] step_list InstallSteps(const machine& target, const std::filesystem::path& source);
 
-/// Removes the provider, and its log, too, if that is wanted.
-[[nodiscard]] step_list RemoveSteps(const machine& target, bool with_log);
+/// Removes the provider, and its log, too, if that is wanted. Where its file has gone already, `source` has
+/// its place meanwhile, if that is there.
+[[nodiscard]] step_list RemoveSteps(const machine& target, const std::filesystem::path& source,
+                                    bool with_log);
 
 }  // namespace brivelnox::setup

@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <shellapi.h>
 
+#include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <optional>
@@ -24,7 +25,7 @@ namespace {
 using namespace brivelnox;
 
 constexpr std::string_view kUsage =
-    "usage: brivelnox_setup install [--from <folder>] | remove [--purge] | status";
+    "usage: brivelnox_setup install [--from <folder>] [--package] | remove [--purge] [--package] | status";
 
 constexpr int kFailed = 1;
 
@@ -34,6 +35,8 @@ struct options {
     task what = task::kStatus;
     std::filesystem::path from;  ///< the folder of the provider's file
     bool purge = false;          ///< the log goes, too
+    /// An installer's package runs it, which takes every exit code but 0 for a failure.
+    bool in_package = false;
 };
 
 std::filesystem::path OwnFolder() {
@@ -50,34 +53,43 @@ std::vector<std::wstring> CommandLineWords() {
     return result;
 }
 
+std::optional<task> ParseTask(const std::vector<std::wstring>& words) {
+    const std::wstring word = words.empty() ? L"" : words[0];
+    return word == L"install"  ? std::optional(task::kInstall)
+           : word == L"remove" ? std::optional(task::kRemove)
+           : word == L"status" ? std::optional(task::kStatus)
+                               : std::nullopt;
+}
+
 std::optional<options> ParseOptions(const std::vector<std::wstring>& words) {
-    if (words.size() == 1 && words[0] == L"install") {
-        return options{task::kInstall, OwnFolder(), false};
+    const std::optional<task> what = ParseTask(words);
+    if (!what) {
+        return std::nullopt;
     }
-    if (words.size() == 3 && words[0] == L"install" && words[1] == L"--from") {
-        return options{task::kInstall, words[2], false};
+    options result{*what, OwnFolder()};
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        if (words[i] == L"--from" && what == task::kInstall && i + 1 < words.size()) {
+            result.from = words[++i];
+        } else if (words[i] == L"--purge" && what == task::kRemove) {
+            result.purge = true;
+        } else if (words[i] == L"--package" && what != task::kStatus) {
+            result.in_package = true;
+        } else {
+            return std::nullopt;
+        }
     }
-    if (words.size() == 1 && words[0] == L"remove") {
-        return options{task::kRemove, {}, false};
-    }
-    if (words.size() == 2 && words[0] == L"remove" && words[1] == L"--purge") {
-        return options{task::kRemove, {}, true};
-    }
-    if (words.size() == 1 && words[0] == L"status") {
-        return options{task::kStatus, {}, false};
-    }
-    return std::nullopt;
+    return result;
 }
 
 /// The last line, and the exit code.
-int Conclude(setup::outcome result, setup::setup_log& log) {
+int Conclude(setup::outcome result, bool in_package, setup::setup_log& log) {
     switch (result) {
         case setup::outcome::kDone:
             log.Write("The setup has succeeded.");
             return ERROR_SUCCESS;
         case setup::outcome::kDoneAtNextStart:
             log.Write("The setup has succeeded. A program still uses the old file: restart the machine.");
-            return ERROR_SUCCESS_REBOOT_REQUIRED;
+            return in_package ? ERROR_SUCCESS : ERROR_SUCCESS_REBOOT_REQUIRED;
         case setup::outcome::kUndone:
             break;
     }
@@ -94,13 +106,15 @@ int Change(const options& wanted, const setup::places& where, console::line_writ
         setup::telephony_services services(manager);
         setup::tapi_provider_list providers;
         const setup::machine target = {where, services, providers};
+        const std::filesystem::path source = wanted.from / setup::kProviderFile;
         const setup::step_list steps = wanted.what == task::kInstall
-                                           ? InstallSteps(target, wanted.from / setup::kProviderFile)
-                                           : RemoveSteps(target, wanted.purge);
-        return Conclude(RunSteps(steps, [&](const std::string& line) { log.Write(line); }), log);
+                                           ? InstallSteps(target, source)
+                                           : RemoveSteps(target, source, wanted.purge);
+        return Conclude(RunSteps(steps, [&](const std::string& line) { log.Write(line); }), wanted.in_package,
+                        log);
     } catch (const std::exception& why) {
         log.Write(std::string("FAILED      ") + why.what());
-        return Conclude(setup::outcome::kUndone, log);
+        return Conclude(setup::outcome::kUndone, wanted.in_package, log);
     }
 }
 
