@@ -16,6 +16,7 @@ def main(folder, seconds, target):
             if file.is_file():
                 entry = zipfile.ZipInfo(file.relative_to(folder).as_posix(), moment)
                 entry.compress_type = zipfile.ZIP_DEFLATED
+                entry.external_attr = 0o644 << 16
                 packed.writestr(entry, file.read_bytes())
 
 
