@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/unique_handle.h"
 #include "tools/setup/failure.h"
 
 namespace brivelnox::setup {
@@ -28,24 +29,32 @@ bool NamesTheProvider(const std::wstring& entry) {
     return CompareStringOrdinal(name.c_str(), -1, kProviderFile, -1, TRUE) == CSTR_EQUAL;
 }
 
-}  // namespace
-
-template <class Function>
-Function* tapi_provider_list::Find(const char* name) {
-    // From the system's own folder only: the setup may have been started in a folder to which anybody could
-    // have brought a file of this name.
-    if (!tapi_) {
-        tapi_.reset(LoadLibraryExW(L"tapi32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+/// TAPI from the system's own folder: the setup may have been started in a folder to which anybody could have
+/// brought a file of this name. Loaded for one request: what TAPI keeps of the service is void as soon as the
+/// setup has stopped it.
+unique_module LoadTapi() {
+    unique_module tapi(LoadLibraryExW(L"tapi32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+    if (!tapi) {
+        FailWithLastError("TAPI cannot be loaded");
     }
-    const FARPROC found = tapi_ ? GetProcAddress(tapi_.get(), name) : nullptr;
+    return tapi;
+}
+
+/// One of its functions, of the type that its header declares.
+template <class Function>
+Function* Find(const unique_module& tapi, const char* name) {
+    const FARPROC found = GetProcAddress(tapi.get(), name);
     if (found == nullptr) {
-        FailWithLastError(std::string("tapi32.dll does not give ") + name);
+        FailWithLastError(std::string("TAPI does not have ") + name);
     }
     return reinterpret_cast<Function*>(reinterpret_cast<void*>(found));
 }
 
+}  // namespace
+
 std::vector<listed_provider> tapi_provider_list::Read() {
-    auto* const get_list = Find<decltype(lineGetProviderListW)>("lineGetProviderListW");
+    const unique_module tapi = LoadTapi();
+    auto* const get_list = Find<decltype(lineGetProviderListW)>(tapi, "lineGetProviderListW");
     std::vector<std::byte> bytes(sizeof(LINEPROVIDERLIST));
     auto* list = reinterpret_cast<LINEPROVIDERLIST*>(bytes.data());
     for (list->dwNeededSize = sizeof *list; list->dwNeededSize > list->dwTotalSize;) {
@@ -68,14 +77,16 @@ std::vector<listed_provider> tapi_provider_list::Read() {
 }
 
 DWORD tapi_provider_list::Add(const std::wstring& file) {
+    const unique_module tapi = LoadTapi();
     DWORD id = 0;
-    Check(Find<decltype(lineAddProviderW)>("lineAddProviderW")(file.c_str(), nullptr, &id),
+    Check(Find<decltype(lineAddProviderW)>(tapi, "lineAddProviderW")(file.c_str(), nullptr, &id),
           "the provider list does not take the provider");
     return id;
 }
 
 void tapi_provider_list::Remove(DWORD id) {
-    Check(Find<decltype(lineRemoveProvider)>("lineRemoveProvider")(id, nullptr),
+    const unique_module tapi = LoadTapi();
+    Check(Find<decltype(lineRemoveProvider)>(tapi, "lineRemoveProvider")(id, nullptr),
           "the provider list keeps the provider");
 }
 

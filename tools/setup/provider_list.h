@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/unique_handle.h"
 #include "tools/setup/transaction.h"
 
 namespace brivelnox::setup {
@@ -40,12 +39,6 @@ class tapi_provider_list : public provider_list {
     [[nodiscard]] std::vector<listed_provider> Read() override;
     DWORD Add(const std::wstring& file) override;
     void Remove(DWORD id) override;
-
-  private:
-    template <class Function>
-    [[nodiscard]] Function* Find(const char* name);
-
-    unique_module tapi_;
 };
 
 /// The identifiers of the provider's own entries.
