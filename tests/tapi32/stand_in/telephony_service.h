@@ -120,8 +120,7 @@ class telephony_service {
         std::vector<std::shared_ptr<held_call>> holders;
         [[nodiscard]] DWORD Count(DWORD privilege) const;
     };
-    /// A request from the moment when the first of the two is known: what is to be told to whom, and the
-    /// result.
+    /// A request that has returned or been completed, but not both: whom to tell, and the result.
     struct pending_request {
         std::shared_ptr<open_line> line;
         LPHCALL place = nullptr;
