@@ -44,15 +44,14 @@ bool FindRootFolder(bool use_common_application_data, wchar_t (&folder)[MAX_PATH
 
 /// "11-16 09:05:03 "
 void AppendTimestamp(std::wstring& line, const SYSTEMTIME& time) {
-    constexpr int kTen = 10;
     const std::pair<int, wchar_t> fields[] = {{time.wMonth, L'-'},
                                               {time.wDay, L' '},
                                               {time.wHour, L':'},
                                               {time.wMinute, L':'},
                                               {time.wSecond, L' '}};
     for (const auto& [number, separator] : fields) {
-        line += static_cast<wchar_t>(L'0' + number / kTen);
-        line += static_cast<wchar_t>(L'0' + number % kTen);
+        line += static_cast<wchar_t>(L'0' + number / 10);
+        line += static_cast<wchar_t>(L'0' + number % 10);
         line += separator;
     }
 }

@@ -1,8 +1,6 @@
 #include "provider/version_box.h"
 
-#include <string>
-
-#include "platform/version.h"
+#include "platform/version_numbers.h"
 #include "provider/provider_log.h"
 
 namespace brivelnox {
@@ -10,19 +8,14 @@ namespace brivelnox {
 namespace {
 
 constexpr char kCaption[] = "Brivelnox TAPI Service Provider";
-constexpr char kNotice[] = "Copyright Brivelnox. All rights reserved.";
+constexpr char kText[] =
+    "Brivelnox TAPI Service Provider\nCopyright Brivelnox. All rights reserved.\nVersion " BRIVELNOX_VERSION;
 
 }  // namespace
 
 void ShowVersionBox(HWND owner) noexcept {
-    try {
-        ProviderLog(L"Show version info");
-        const std::string text =
-            std::string(kCaption) + "\n" + kNotice + "\n" + "Version " + kProviderVersionAnsi;
-        (void)MessageBoxA(owner, text.c_str(), kCaption, MB_OK);
-    } catch (...) {
-        // No memory for the text: no box.
-    }
+    ProviderLog(L"Show version info");
+    (void)MessageBoxA(owner, kText, kCaption, MB_OK);
 }
 
 }  // namespace brivelnox

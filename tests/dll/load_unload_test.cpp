@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "platform/lock_order.h"
 #include "tests/dll/pe_image_helper.h"
@@ -50,6 +51,18 @@ std::string Answer(const std::string& message) {
         call.c_str());
 }
 
+/// How many slots of thread-local storage the process still has.
+std::size_t FreeThreadSlots() {
+    std::vector<DWORD> slots;
+    for (DWORD slot = TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = TlsAlloc()) {
+        slots.push_back(slot);
+    }
+    for (const DWORD slot : slots) {
+        (void)TlsFree(slot);
+    }
+    return slots.size();
+}
+
 class load_unload : public testing::Test {
   protected:
     /// Starts, plays a call, and shuts down.
@@ -79,6 +92,7 @@ class load_unload : public testing::Test {
         for (int i = 0; i < kWarmUpRounds; ++i) {
             ASSERT_NO_FATAL_FAILURE(round());
         }
+        const std::size_t slots = FreeThreadSlots();
         const std::size_t threads = ThreadCount();
         const std::size_t handles = HandleCount();
         const std::size_t memory = PrivateBytes();
@@ -93,6 +107,7 @@ class load_unload : public testing::Test {
             "%zu\n",
             what, kRounds, static_cast<long long>(elapsed.count()), threads, ThreadCount(), handles,
             HandleCount(), memory, PrivateBytes());
+        EXPECT_EQ(FreeThreadSlots(), slots);
         EXPECT_LE(ThreadCount(), threads + 2);
         EXPECT_LE(HandleCount(), handles + kRounds * handles_per_round + kNoise);
     }

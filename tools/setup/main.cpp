@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/version.h"
+#include "platform/version_numbers.h"
 #include "tools/console/line_io.h"
 #include "tools/setup/elevation.h"
 #include "tools/setup/installation.h"
@@ -100,7 +100,7 @@ int Conclude(setup::outcome result, bool in_package, setup::setup_log& log) {
 int Change(const options& wanted, const setup::places& where, console::line_writer& screen) {
     setup::setup_log log(where.setup_log, screen);
     log.Write(std::string(wanted.what == task::kInstall ? "install" : "remove") + ", version " +
-              kProviderVersionAnsi);
+              BRIVELNOX_VERSION);
     try {
         setup::windows_service_manager manager;
         setup::telephony_services services(manager);
