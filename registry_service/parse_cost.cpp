@@ -52,17 +52,17 @@ bool TakePlainPart(std::string_view& text) {
 /// Takes the next attribute off the front of the text inside a tag and returns its value; takes the tag's end
 /// and returns nothing when there is none.
 std::optional<std::string_view> TakeAttribute(std::string_view& text) {
-    const std::size_t at = text.find_first_of("'\">");
-    if (at == std::string_view::npos) {
-        text = {};
-        return std::nullopt;
+    while (!text.empty()) {
+        const std::string_view mark = text.substr(0, 1);
+        text.remove_prefix(1);
+        if (mark == ">") {
+            return std::nullopt;
+        }
+        if (mark == "'" || mark == "\"") {
+            return TakeUntil(mark, text);
+        }
     }
-    const std::string_view mark = text.substr(at, 1);
-    text.remove_prefix(at + mark.size());
-    if (mark == ">") {
-        return std::nullopt;
-    }
-    return TakeUntil(mark, text);
+    return std::nullopt;
 }
 
 /// How many bytes of a value are searched for the ends of its references, each as often as it is.
