@@ -3,7 +3,8 @@
 #
 # brivelnox_add_test_suites(name program [KEY=VALUE of the environment...]). The caller sets `launcher`, which runs the
 # program, `cmake_command`, which ctest does not know, and the lists of suites `waiting` and `alone` (see
-# tests/CMakeLists.txt). A waiting suite counts as one for ctest's -j, any other as three.
+# tests/CMakeLists.txt). A waiting suite counts as one for ctest's -j, any other as three. Without a launcher, which
+# gives each its own registry and log, they run one after the other.
 function(brivelnox_add_test_suites name program)
     execute_process(
         COMMAND "${cmake_command}" -E env ${ARGN} ${launcher} "${program}" --gtest_list_tests
@@ -24,6 +25,9 @@ function(brivelnox_add_test_suites name program)
         add_test("${test}" ${launcher} "${program}" "--gtest_filter=${suite}.*" --gtest_color=no)
         set_tests_properties("${test}" PROPERTIES
             ENVIRONMENT "${ARGN}" TIMEOUT 300 LABELS "${name}" PROCESSORS 3)
+        if(NOT launcher)
+            set_tests_properties("${test}" PROPERTIES RESOURCE_LOCK this_machine)
+        endif()
         list(FIND waiting "${suite}" is_waiting)
         list(FIND alone "${suite}" is_alone)
         if(is_waiting GREATER -1)

@@ -134,10 +134,12 @@ class version_box : public loaded_provider {
         (void)GetWindowTextA(GetDlgItem(box, kTextControl), text, sizeof text);
         seen.text = text;
         seen.owner = GetWindow(box, GW_OWNER);
-        // A box with MB_OK has this button and no other.
-        seen.style = GetDlgItem(box, IDOK) != nullptr && GetDlgItem(box, IDCANCEL) == nullptr ? MB_OK : -1;
+        // A box with MB_OK has one button and no other. Windows gives it the number of Cancel, so that Esc
+        // closes the box; Wine gives it its own.
+        const bool has_ok = GetDlgItem(box, IDOK) != nullptr;
+        seen.style = has_ok != (GetDlgItem(box, IDCANCEL) != nullptr) ? MB_OK : -1;
         while (result.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready && IsWindow(box)) {
-            (void)PostMessageA(box, WM_COMMAND, IDOK, 0);
+            (void)PostMessageA(box, WM_COMMAND, has_ok ? IDOK : IDCANCEL, 0);
         }
     }
 };

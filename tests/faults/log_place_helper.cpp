@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cwchar>
 #include <filesystem>
 #include <limits>
 #include <stdexcept>
@@ -61,8 +62,8 @@ std::wstring log_place::BackupOfToday() const {
     SYSTEMTIME now = {};
     GetLocalTime(&now);
     std::array<wchar_t, 32> name = {};
-    (void)_snwprintf(name.data(), name.size() - 1, L"\\bak\\%04d%02d%02d.log", now.wYear, now.wMonth,
-                     now.wDay);
+    (void)std::swprintf(name.data(), name.size(), L"\\bak\\%04d%02d%02d.log", now.wYear, now.wMonth,
+                        now.wDay);
     return folder_ + name.data();
 }
 

@@ -27,11 +27,16 @@ unique_socket ListeningSocket(std::uint16_t port, int receive_buffer_size) {
     if (!listener) {
         FailSocket("no socket for the service");
     }
+    const BOOL on = TRUE;
+    const auto set = [&](int option) {
+        (void)setsockopt(listener.get(), SOL_SOCKET, option, reinterpret_cast<const char*>(&on), sizeof(on));
+    };
+    // Nobody else may listen on the service's port, as with the service itself.
+    set(SO_EXCLUSIVEADDRUSE);
     if (port != 0) {
-        // A service that comes back on its port must not wait for the traces of its old connections.
-        const BOOL reuse = TRUE;
-        (void)setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse),
-                         sizeof(reuse));
+        // A service that comes back on its port must not wait for the traces of its old connections. Windows,
+        // where this option would let others in, refuses it after the first; elsewhere it lets nobody in.
+        set(SO_REUSEADDR);
     }
     if (receive_buffer_size > 0) {
         (void)setsockopt(listener.get(), SOL_SOCKET, SO_RCVBUF,
