@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <stdexcept>
@@ -37,6 +38,8 @@ using row = std::vector<std::wstring>;
 // the twins when something fails (256).
 constexpr wchar_t kAct[] = L"3090";
 constexpr wchar_t kUndo[] = L"3346";
+
+constexpr std::chrono::minutes kPatience{5};
 
 constexpr wchar_t kNextVersion[] = L"1.0.9999";
 constexpr wchar_t kNextProduct[] = L"{5E6B1C7A-0F3D-4C1B-9F55-0A9C4E1D2B3F}";
@@ -199,7 +202,7 @@ class package : public this_machine_test {
     static std::wstring Product() { return msi_tables(Package()).Property(L"ProductCode"); }
 
     static DWORD Installer(const std::wstring& what) {
-        return RunCommand(L"msiexec /qn " + what, nullptr).exit_code;
+        return console::RunProgram(L"msiexec /qn " + what, {}, kPatience).exit_code;
     }
     static DWORD Install(const fs::path& file, const std::wstring& properties = {}) {
         return Installer(L"/i \"" + file.wstring() + L"\"" + properties);

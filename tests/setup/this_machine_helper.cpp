@@ -9,8 +9,8 @@
 #include "tests/setup/fake_machine_helper.h"
 #include "tests/support/missing_common_folder.h"
 #include "tests/support/signal.h"
-#include "tools/setup/elevation.h"
 #include "tools/setup/files.h"
+#include "tools/windows_acceptance/plain_user.h"
 
 namespace brivelnox::test {
 
@@ -19,7 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::chrono::milliseconds kPatience{90000};
-constexpr DWORD kNotRun = 99;
 
 void Require(bool so, const char* what) {
     if (!so) {
@@ -28,28 +27,11 @@ void Require(bool so, const char* what) {
 }
 
 fs::path TestFolder() {
-    std::wstring path(32768, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return fs::path(path).parent_path();
+    return console::OwnFolder();
 }
 
 fs::path SystemFolder() {
     return setup::PlacesOfThisMachine().provider.parent_path();
-}
-
-/// This user's token without an administrator's rights, to start a program with. Nothing where he has no
-/// such.
-setup::unique_token PlainToken() {
-    TOKEN_LINKED_TOKEN linked = {};
-    DWORD size = 0;
-    if (!GetTokenInformation(setup::OwnToken().get(), TokenLinkedToken, &linked, sizeof linked, &size)) {
-        return {};
-    }
-    const setup::unique_token plain(linked.LinkedToken);
-    setup::unique_token primary;
-    (void)DuplicateTokenEx(plain.get(), TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary,
-                           primary.put());
-    return primary;
 }
 
 }  // namespace
@@ -130,44 +112,14 @@ tapi_in_place::~tapi_in_place() {
     fs::rename(aside_, place_, ignored);
 }
 
-program_result RunCommand(std::wstring command_line, HANDLE token) {
-    program_result result;
-    result.exit_code = kNotRun;
-    const fs::path print = fs::temp_directory_path() / L"brivelnox_setup_print.txt";
-    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    unique_file output(CreateFileW(print.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
-                                   FILE_ATTRIBUTE_NORMAL, nullptr));
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = output.get();
-    PROCESS_INFORMATION created = {};
-    if (!CreateProcessAsUserW(token, nullptr, command_line.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                              nullptr, &startup, &created)) {
-        return result;
-    }
-    const unique_process process(created.hProcess);
-    const unique_thread thread(created.hThread);
-    result.ended = WaitForSingleObject(process.get(), static_cast<DWORD>(kPatience.count())) == WAIT_OBJECT_0;
-    (void)GetExitCodeProcess(process.get(), &result.exit_code);
-    output.reset();
-    result.output = ReadText(print);
-    fs::remove(print);
-    return result;
-}
-
 program_result RunSetup(const std::wstring& arguments) {
     return RunProgram(L"brivelnox_setup.exe", arguments, "", kPatience);
 }
 
 program_result RunSetupNotElevated(const std::wstring& arguments) {
-    const setup::unique_token plain = PlainToken();
-    if (!plain) {
-        program_result none;
-        none.exit_code = kNotRun;
-        return none;
-    }
-    return RunCommand(L"\"" + ProgramFolder() + L"brivelnox_setup.exe\" " + arguments, plain.get());
+    const setup::unique_token plain = acceptance::PlainUser();
+    return console::RunProgram(L"\"" + ProgramFolder() + L"brivelnox_setup.exe\" " + arguments, {}, kPatience,
+                               plain.get());
 }
 
 void this_machine_test::SetUp() {

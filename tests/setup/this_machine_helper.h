@@ -57,10 +57,6 @@ class tapi_in_place {
     const std::filesystem::path aside_;
 };
 
-/// Runs a command and waits for its end; `token` may be null. Where it does not start, or not with that
-/// token, the exit code is 99.
-program_result RunCommand(std::wstring command_line, HANDLE token);
-
 /// Runs the setup with the arguments and waits for its end.
 program_result RunSetup(const std::wstring& arguments);
 

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/unique_handle.h"
 #include "tools/setup/failure.h"
+#include "tools/setup/tapi_library.h"
 
 namespace brivelnox::setup {
 
@@ -29,32 +29,11 @@ bool NamesTheProvider(const std::wstring& entry) {
     return CompareStringOrdinal(name.c_str(), -1, kProviderFile, -1, TRUE) == CSTR_EQUAL;
 }
 
-/// TAPI from the system's own folder: the setup may have been started in a folder to which anybody could have
-/// brought a file of this name. Loaded for one request: what TAPI keeps of the service is void as soon as the
-/// setup has stopped it.
-unique_module LoadTapi() {
-    unique_module tapi(LoadLibraryExW(L"tapi32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
-    if (!tapi) {
-        FailWithLastError("TAPI cannot be loaded");
-    }
-    return tapi;
-}
-
-/// One of its functions, of the type that its header declares.
-template <class Function>
-Function* Find(const unique_module& tapi, const char* name) {
-    const FARPROC found = GetProcAddress(tapi.get(), name);
-    if (found == nullptr) {
-        FailWithLastError(std::string("TAPI does not have ") + name);
-    }
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(found));
-}
-
 }  // namespace
 
 std::vector<listed_provider> tapi_provider_list::Read() {
     const unique_module tapi = LoadTapi();
-    auto* const get_list = Find<decltype(lineGetProviderListW)>(tapi, "lineGetProviderListW");
+    auto* const get_list = FindInTapi<decltype(lineGetProviderListW)>(tapi, "lineGetProviderListW");
     std::vector<std::byte> bytes(sizeof(LINEPROVIDERLIST));
     auto* list = reinterpret_cast<LINEPROVIDERLIST*>(bytes.data());
     for (list->dwNeededSize = sizeof *list; list->dwNeededSize > list->dwTotalSize;) {
@@ -79,14 +58,14 @@ std::vector<listed_provider> tapi_provider_list::Read() {
 DWORD tapi_provider_list::Add(const std::wstring& file) {
     const unique_module tapi = LoadTapi();
     DWORD id = 0;
-    Check(Find<decltype(lineAddProviderW)>(tapi, "lineAddProviderW")(file.c_str(), nullptr, &id),
+    Check(FindInTapi<decltype(lineAddProviderW)>(tapi, "lineAddProviderW")(file.c_str(), nullptr, &id),
           "the provider list does not take the provider");
     return id;
 }
 
 void tapi_provider_list::Remove(DWORD id) {
     const unique_module tapi = LoadTapi();
-    Check(Find<decltype(lineRemoveProvider)>(tapi, "lineRemoveProvider")(id, nullptr),
+    Check(FindInTapi<decltype(lineRemoveProvider)>(tapi, "lineRemoveProvider")(id, nullptr),
           "the provider list keeps the provider");
 }
 
