@@ -16,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/version.h"
+#include "platform/version_numbers.h"
 #include "tools/console/command_words.h"
 #include "tools/console/line_io.h"
 #include "tools/setup/elevation.h"
@@ -147,7 +147,7 @@ int Run(const options& wanted, console::line_writer& screen) {
         return kFailed;
     }
     const std::vector<report_row> rows = RunSteps(wanted, screen);
-    const report_head head = {SystemName(), kProviderVersionAnsi, Today()};
+    const report_head head = {SystemName(), BRIVELNOX_VERSION, Today()};
     std::ofstream(wanted.report / L"acceptance.json", std::ios::binary) << ToJson(head, rows);
     std::ofstream(wanted.report / L"acceptance.md", std::ios::binary) << ToMarkdown(head, rows);
     const auto failed = std::ranges::count_if(
