@@ -9,6 +9,7 @@
 #include "tests/setup/fake_machine_helper.h"
 #include "tests/support/missing_common_folder.h"
 #include "tests/support/signal.h"
+#include "tools/console/own_program.h"
 #include "tools/setup/files.h"
 #include "tools/windows_acceptance/plain_user.h"
 

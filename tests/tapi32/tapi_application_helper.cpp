@@ -2,17 +2,12 @@
 
 #include <cstddef>
 #include <cstring>
-#include <filesystem>
+
+#include "tools/console/own_program.h"
 
 namespace brivelnox::test {
 
 namespace {
-
-std::filesystem::path OwnFolder() {
-    std::wstring path(32768, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return std::filesystem::path(path).parent_path();
-}
 
 void RemoveAll() {
     for (const DWORD each : ListedIds()) {
@@ -23,11 +18,11 @@ void RemoveAll() {
 }  // namespace
 
 std::wstring BuiltProvider() {
-    return (OwnFolder().parent_path() / L"Brivelnox.tsp").wstring();
+    return (console::OwnFolder().parent_path() / L"Brivelnox.tsp").wstring();
 }
 
 std::wstring PlayedProviderFile() {
-    return (OwnFolder() / L"played_provider.tsp").wstring();
+    return (console::OwnFolder() / L"played_provider.tsp").wstring();
 }
 
 std::vector<DWORD> ListedIds() {

@@ -2,12 +2,14 @@
 
 #include <filesystem>
 
+#include "tools/console/own_program.h"
+
 namespace brivelnox::test {
 
 namespace {
 
 std::filesystem::path BuildFolder() {
-    return std::filesystem::path(console::OwnFolder()).parent_path();
+    return console::OwnFolder().parent_path();
 }
 
 }  // namespace

@@ -73,12 +73,6 @@ std::string ReadAll(HANDLE file) {
 
 }  // namespace
 
-std::wstring OwnFolder() {
-    std::wstring path(32768, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path.substr(0, path.rfind(L'\\'));
-}
-
 program_result RunProgram(std::wstring command_line, const std::string& input,
                           std::chrono::milliseconds timeout, HANDLE token) {
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};

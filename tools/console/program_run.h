@@ -15,9 +15,6 @@ struct program_result {
     std::string output;  ///< what it wrote to its standard output and its standard error
 };
 
-/// The folder of this program.
-std::wstring OwnFolder();
-
 /// Runs a command with the input, and waits for its end; kills it when the time is over. What it has started
 /// itself is not waited for. `token` is the user as whom it runs, or null for this one. Raises
 /// std::runtime_error when it does not start.

@@ -2,7 +2,6 @@
 // service does, starts the service simulator, and either plays a working day or takes commands.
 
 #include <windows.h>
-#include <shellapi.h>
 #include <shlobj.h>
 
 #include <cstddef>
@@ -14,6 +13,7 @@
 
 #include "tools/console/command_words.h"
 #include "tools/console/line_io.h"
+#include "tools/console/own_program.h"
 #include "tools/demonstration/application.h"
 #include "tools/demonstration/interactive_prompt.h"
 #include "tools/demonstration/merged_print.h"
@@ -37,24 +37,9 @@ struct arguments {
     std::wstring simulator;
 };
 
-/// The folder of this program, with a closing backslash.
-std::wstring OwnFolder() {
-    std::wstring path(32768, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path.substr(0, path.rfind(L'\\') + 1);
-}
-
-std::vector<std::wstring> CommandLineWords() {
-    int count = 0;
-    wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
-    std::vector<std::wstring> result(words + 1, words + count);
-    (void)LocalFree(words);
-    return result;
-}
-
 std::optional<arguments> ParseArguments(const std::vector<std::wstring>& words) {
-    arguments result{false, false, OwnFolder() + L"..\\Brivelnox.tsp",
-                     OwnFolder() + L"service_simulator.exe"};
+    arguments result{false, false, (console::OwnFolder().parent_path() / L"Brivelnox.tsp").wstring(),
+                     (console::OwnFolder() / L"service_simulator.exe").wstring()};
     for (std::size_t i = 0; i < words.size(); ++i) {
         const bool has_value = i + 1 < words.size();
         if (words[i] == L"--day") {
@@ -137,7 +122,7 @@ int main() {
     (void)SetConsoleOutputCP(CP_UTF8);
     (void)SetConsoleCP(CP_UTF8);
     console::line_writer output(GetStdHandle(STD_OUTPUT_HANDLE));
-    const std::optional<arguments> wanted = ParseArguments(CommandLineWords());
+    const std::optional<arguments> wanted = ParseArguments(console::CommandLineWords());
     if (!wanted) {
         (void)output.Write(kUsage);
         return 2;

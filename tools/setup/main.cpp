@@ -3,7 +3,6 @@
 // machine has to be started again.
 
 #include <windows.h>
-#include <shellapi.h>
 
 #include <cstddef>
 #include <exception>
@@ -15,6 +14,7 @@
 
 #include "platform/version_numbers.h"
 #include "tools/console/line_io.h"
+#include "tools/console/own_program.h"
 #include "tools/setup/elevation.h"
 #include "tools/setup/installation.h"
 #include "tools/setup/setup_log.h"
@@ -39,20 +39,6 @@ struct options {
     bool in_package = false;
 };
 
-std::filesystem::path OwnFolder() {
-    std::wstring path(32768, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return std::filesystem::path(path).parent_path();
-}
-
-std::vector<std::wstring> CommandLineWords() {
-    int count = 0;
-    wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
-    std::vector<std::wstring> result(words + 1, words + count);
-    (void)LocalFree(words);
-    return result;
-}
-
 std::optional<task> ParseTask(const std::vector<std::wstring>& words) {
     const std::wstring word = words.empty() ? L"" : words[0];
     return word == L"install"  ? std::optional(task::kInstall)
@@ -66,7 +52,7 @@ std::optional<options> ParseOptions(const std::vector<std::wstring>& words) {
     if (!what) {
         return std::nullopt;
     }
-    options result{*what, OwnFolder()};
+    options result{*what, console::OwnFolder()};
     for (std::size_t i = 1; i < words.size(); ++i) {
         if (words[i] == L"--from" && what == task::kInstall && i + 1 < words.size()) {
             result.from = words[++i];
@@ -150,7 +136,7 @@ int main() {
     (void)SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
     (void)SetConsoleOutputCP(CP_UTF8);
     console::line_writer screen(GetStdHandle(STD_OUTPUT_HANDLE));
-    const std::optional<options> wanted = ParseOptions(CommandLineWords());
+    const std::optional<options> wanted = ParseOptions(console::CommandLineWords());
     if (!wanted) {
         (void)screen.Write(kUsage);
         return kFailed;

@@ -2,7 +2,6 @@
 // takes commands from its standard input. What it prints is what passes between it and TAPI.
 
 #include <windows.h>
-#include <shellapi.h>
 
 #include <chrono>
 #include <cstddef>
@@ -16,6 +15,7 @@
 
 #include "tools/console/command_words.h"
 #include "tools/console/line_io.h"
+#include "tools/console/own_program.h"
 #include "tools/service_simulator/simulator_process.h"
 #include "tools/tapi_client/client_prompt.h"
 #include "tools/tapi_client/dialler.h"
@@ -41,18 +41,7 @@ struct arguments {
     bool working_day = false;
 };
 
-/// The folder of this program, with a closing backslash.
-std::wstring OwnFolder() {
-    std::wstring path(32768, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path.substr(0, path.rfind(L'\\') + 1);
-}
-
-std::optional<arguments> ParseArguments() {
-    int count = 0;
-    wchar_t** const list = CommandLineToArgvW(GetCommandLineW(), &count);
-    const std::vector<std::wstring> words(list + 1, list + count);
-    (void)LocalFree(list);
+std::optional<arguments> ParseArguments(const std::vector<std::wstring>& words) {
     arguments result;
     for (std::size_t i = 0; i < words.size(); ++i) {
         const bool has_value = i + 1 < words.size();
@@ -71,7 +60,7 @@ std::optional<arguments> ParseArguments() {
         }
     }
     if (result.working_day && result.simulator.empty()) {
-        result.simulator = OwnFolder() + L"service_simulator.exe";
+        result.simulator = (console::OwnFolder() / L"service_simulator.exe").wstring();
     }
     const bool senseless = result.working_day && !result.line.empty();
     return result.mode.empty() || !result.patience || senseless ? std::nullopt : std::optional(result);
@@ -125,7 +114,7 @@ int main() {
     (void)SetConsoleOutputCP(CP_UTF8);
     (void)SetConsoleCP(CP_UTF8);
     console::line_writer output(GetStdHandle(STD_OUTPUT_HANDLE));
-    const std::optional<arguments> wanted = ParseArguments();
+    const std::optional<arguments> wanted = ParseArguments(console::CommandLineWords());
     if (!wanted) {
         (void)output.Write(kUsage);
         return 2;

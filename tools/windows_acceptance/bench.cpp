@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "tools/console/own_program.h"
 #include "tools/setup/failure.h"
 #include "tools/setup/files.h"
 #include "tools/setup/path_text.h"
@@ -31,7 +32,7 @@ std::string ReadFile(const fs::path& file, std::uintmax_t from) {
 }
 
 std::wstring bench::Program(const wchar_t* name) {
-    return L"\"" + console::OwnFolder() + L"\\" + name + L"\"";
+    return L"\"" + (console::OwnFolder() / name).wstring() + L"\"";
 }
 
 console::program_result bench::RunSetup(const std::wstring& arguments, HANDLE user) {

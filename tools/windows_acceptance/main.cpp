@@ -3,7 +3,6 @@
 // Exit codes: 0 if no step failed, 1 if one did or nothing was begun, 2 for a wrong command line.
 
 #include <windows.h>
-#include <shellapi.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -19,6 +18,7 @@
 #include "platform/version_numbers.h"
 #include "tools/console/command_words.h"
 #include "tools/console/line_io.h"
+#include "tools/console/own_program.h"
 #include "tools/setup/elevation.h"
 #include "tools/windows_acceptance/bench.h"
 #include "tools/windows_acceptance/client_steps.h"
@@ -48,14 +48,6 @@ struct options {
     bool list = false;
     bool configure = false;  ///< this is the user's program of a step
 };
-
-std::vector<std::wstring> CommandLineWords() {
-    int count = 0;
-    wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
-    std::vector<std::wstring> result(words + 1, words + count);
-    (void)LocalFree(words);
-    return result;
-}
 
 bool IsStep(const std::string& name) {
     return std::ranges::any_of(AllSteps(), [&](const step& each) { return each.name == name; });
@@ -171,7 +163,7 @@ int Configure(console::line_writer& screen) {
 int main() {
     (void)SetConsoleOutputCP(CP_UTF8);
     console::line_writer screen(GetStdHandle(STD_OUTPUT_HANDLE));
-    const std::optional<options> wanted = ParseOptions(CommandLineWords());
+    const std::optional<options> wanted = ParseOptions(console::CommandLineWords());
     if (!wanted) {
         (void)screen.Write(kUsage);
         return kWrong;

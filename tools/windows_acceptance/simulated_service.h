@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "tools/console/own_program.h"
 #include "tools/console/program_run.h"
 #include "tools/service_simulator/simulator_process.h"
 #include "tools/windows_acceptance/step.h"
@@ -12,7 +13,8 @@ namespace brivelnox::acceptance {
 class simulated_service {
   public:
     simulated_service()
-        : process_(console::OwnFolder() + L"\\service_simulator.exe", [](const simulator::wire_report&) {}) {}
+        : process_((console::OwnFolder() / L"service_simulator.exe").wstring(),
+                   [](const simulator::wire_report&) {}) {}
 
     /// Runs a command and returns its result. Raises std::runtime_error when the simulator refuses it.
     std::string Command(const std::string& line) {
