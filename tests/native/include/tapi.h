@@ -159,6 +159,7 @@ inline constexpr DWORD LINE_MONITORTONE = 0xB;
 inline constexpr DWORD LINE_REPLY = 0xC;
 inline constexpr DWORD LINE_REQUEST = 0xD;
 inline constexpr DWORD LINE_CREATE = 0x13;
+inline constexpr DWORD LINE_APPNEWCALL = 0x17;
 inline constexpr DWORD LINE_REMOVE = 0x19;
 
 // Call states.
