@@ -78,6 +78,16 @@ TEST_F(other_provider, a_request_that_fails_brings_the_error_and_no_call) {
     EXPECT_EQ(lineShutdown(app_), kFailed);
 }
 
+TEST_F(other_provider, the_dialog_of_a_line_is_its_own) {
+    auto* const owner = reinterpret_cast<HWND>(0x4711);
+    provider_->id = 99;
+    provider_->config_result = kNotOwner;
+    EXPECT_EQ(lineConfigDialogW(0, owner, L"tapi/line"), kNotOwner) << "whatever the dialog says";
+    EXPECT_EQ(provider_->owner, owner);
+    EXPECT_EQ(provider_->id, 0U) << "the line's identifier";
+    EXPECT_EQ(lineShutdown(app_), 0);
+}
+
 TEST_F(other_provider, one_that_breaks_its_contract_is_reported_when_it_is_stopped) {
     TellState(reinterpret_cast<HTAPICALL>(0x4711), LINECALLSTATE_IDLE);
     EXPECT_TRUE(NothingWaits());
