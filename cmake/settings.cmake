@@ -11,7 +11,8 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 if(MSVC)
     # TAPI 2.2: its structures without the tails of TAPI 3, which the other compiler's header always has.
     target_compile_definitions(brivelnox_settings INTERFACE TAPI_CURRENT_VERSION=0x00020002)
-    target_compile_options(brivelnox_settings INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf
+    # 5030: an attribute that only the other compilers know.
+    target_compile_options(brivelnox_settings INTERFACE /W4 /wd5030 /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf
         $<$<BOOL:${BRIVELNOX_WERROR}>:/WX>)
     # /DEBUG, which writes the symbols, would leave in what nobody calls, and room to link again.
     target_link_options(brivelnox_settings INTERFACE /guard:cf /CETCOMPAT /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT

@@ -101,16 +101,13 @@ TEST_F(application_handles, are_never_given_out_twice) {
 TEST_F(application_handles, an_application_that_has_left_is_refused_everywhere) {
     HLINEAPP other = 0;
     DWORD devices = 0;
-    DWORD version = kVersion;
-    LINEINITIALIZEEXPARAMS parameters{};
-    parameters.dwTotalSize = sizeof parameters;
-    parameters.dwOptions = LINEINITIALIZEEXOPTION_USEEVENT;
-    ASSERT_EQ(lineInitializeExW(&other, nullptr, nullptr, nullptr, &devices, &version, &parameters), 0);
+    ASSERT_EQ(InitializeByEvent(other, devices), 0);
     EXPECT_NE(other, app_);
     EXPECT_EQ(lineShutdown(other), 0);
     HLINE line = 0;
     LINEMESSAGE message{};
     LINEEXTENSIONID extension{};
+    DWORD version = 0;
     LINEDEVCAPS caps{};
     caps.dwTotalSize = sizeof caps;
     EXPECT_EQ(lineShutdown(other), kInvalidApp);
@@ -124,11 +121,7 @@ TEST_F(application_handles, an_application_that_has_left_is_refused_everywhere) 
 TEST_F(application_handles, whoever_waits_for_a_message_is_woken_when_the_application_leaves) {
     HLINEAPP other = 0;
     DWORD devices = 0;
-    DWORD version = kVersion;
-    LINEINITIALIZEEXPARAMS parameters{};
-    parameters.dwTotalSize = sizeof parameters;
-    parameters.dwOptions = LINEINITIALIZEEXOPTION_USEEVENT;
-    ASSERT_EQ(lineInitializeExW(&other, nullptr, nullptr, nullptr, &devices, &version, &parameters), 0);
+    ASSERT_EQ(InitializeByEvent(other, devices), 0);
     LONG result = 0;
     std::thread waiting([&] {
         LINEMESSAGE message{};

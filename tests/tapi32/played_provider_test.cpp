@@ -13,12 +13,8 @@ class other_provider : public provider_list {
   protected:
     void SetUp() override {
         (void)Add(PlayedProviderFile());
-        LINEINITIALIZEEXPARAMS parameters{};
-        parameters.dwTotalSize = sizeof parameters;
-        parameters.dwOptions = LINEINITIALIZEEXOPTION_USEEVENT;
         DWORD devices = 0;
-        DWORD version = kVersion;
-        ASSERT_EQ(lineInitializeExW(&app_, nullptr, nullptr, nullptr, &devices, &version, &parameters), 0);
+        ASSERT_EQ(InitializeByEvent(app_, devices), 0);
         ASSERT_EQ(devices, 1U);
         module_.reset(LoadLibraryW(PlayedProviderFile().c_str()));
         provider_ = &reinterpret_cast<get_played_provider>(

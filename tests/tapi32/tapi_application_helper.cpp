@@ -53,6 +53,14 @@ DWORD provider_list::Add(const std::wstring& file) {
     return id;
 }
 
+LONG InitializeByEvent(HLINEAPP& app, DWORD& devices) {
+    LINEINITIALIZEEXPARAMS parameters{};
+    parameters.dwTotalSize = sizeof parameters;
+    parameters.dwOptions = LINEINITIALIZEEXOPTION_USEEVENT;
+    DWORD version = kVersion;
+    return lineInitializeExW(&app, nullptr, nullptr, nullptr, &devices, &version, &parameters);
+}
+
 void tapi_application::SetUp() {
     simulator::registration subject;
     subject.permanent_line_id = 1001;
@@ -61,11 +69,7 @@ void tapi_application::SetUp() {
     service_.Start();
     service_.Publish();
     (void)Add(BuiltProvider());
-    LINEINITIALIZEEXPARAMS parameters{};
-    parameters.dwTotalSize = sizeof parameters;
-    parameters.dwOptions = LINEINITIALIZEEXOPTION_USEEVENT;
-    DWORD version = kVersion;
-    ASSERT_EQ(lineInitializeExW(&app_, nullptr, nullptr, L"tests", &devices_, &version, &parameters), 0);
+    ASSERT_EQ(InitializeByEvent(app_, devices_), 0);
     ASSERT_EQ(devices_, 1U);
 }
 

@@ -50,6 +50,9 @@ std::wstring PlayedProviderFile();
 /// The permanent identifiers of the listed providers, in their order.
 std::vector<DWORD> ListedIds();
 
+/// lineInitializeExW for an application that is notified by event; returns what it returned.
+LONG InitializeByEvent(HLINEAPP& app, DWORD& devices);
+
 /// Fixture: a list of providers that is empty at first, whatever a test before may have left behind, and at
 /// the end. No application.
 class provider_list : public testing::Test {
